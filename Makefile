@@ -1,0 +1,38 @@
+# Thin wrapper over the CMake presets. `make run` and `make test` work on a fresh machine.
+PREFIX ?= /usr/local
+JOBS ?= $(shell nproc)
+
+.PHONY: deps run test test-dev test-tsan bench fuzz install clean
+
+deps:
+	@bash scripts/install-deps.sh
+
+run: deps
+	cmake --preset release >/dev/null
+	cmake --build --preset release --target qzconsole -j $(JOBS)
+	./build/release/apps/qzconsole/qzconsole
+
+test: deps test-dev test-tsan
+
+test-dev:
+	cmake --preset dev
+	cmake --build --preset dev -j $(JOBS)
+	ctest --preset dev -j $(JOBS)
+
+test-tsan:
+	cmake --preset tsan
+	cmake --build --preset tsan -j $(JOBS)
+	ctest --preset tsan -j $(JOBS)
+
+bench: deps
+	cmake --preset release -DQZ_BUILD_BENCH=ON >/dev/null
+	cmake --build --preset release -j $(JOBS)
+	@for b in build/release/bench/bench_*; do [ -x "$$b" ] && "$$b"; done
+
+install: deps
+	cmake --preset release -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+	cmake --build --preset release -j $(JOBS)
+	cmake --install build/release --prefix $(PREFIX)
+
+clean:
+	rm -rf build

@@ -1,0 +1,45 @@
+// A command-window sink that hands its text, as C strings, to a function.
+// Text collects in a fixed 8,090-character area and is handed on at sync or
+// when the area overflows (then in pieces of 8,091): no allocation per write.
+#pragma once
+#include "qzservices/io/CmdWinSink.hpp"
+
+#include <boost/function.hpp>
+
+namespace services { namespace io {
+
+class PutsFnStreamBuffer : public std::streambuf {
+public:
+    typedef boost::function1<int, char const*> PutsFn;
+    static const int kStoreSize = 8096;
+    static const int kPutAreaSize = 8090;
+
+    explicit PutsFnStreamBuffer(PutsFn const& fn);
+    void set_function(PutsFn const& fn) { fn_ = fn; }
+
+    int_type overflow(int_type c) override;
+    // Hands the text on. Returns the number of characters handed on, or 0 when
+    // the function reported -1: the function's result never fails the stream.
+    int sync() override;
+
+private:
+    PutsFn fn_;
+    char store_[kStoreSize];
+};
+
+class PutsFnSink : public CmdWinSink {
+public:
+    PutsFnSink();  // swallows all text until set_function
+    explicit PutsFnSink(boost::function1<int, char const*> const& fn);
+    ~PutsFnSink() override;
+
+    bool isInputRequestNecessary() override;  // false
+    void requestInput() override;             // nothing
+
+    void set_function(boost::function1<int, char const*> const& fn);
+
+private:
+    boost::shared_ptr<PutsFnStreamBuffer> buffer_;
+};
+
+}} // namespace services::io

@@ -1,0 +1,17 @@
+// C-level entry points of the streams: flushing, and a registry of functions
+// that a host runs with ioFlushStreams (which flushes nothing by itself).
+#pragma once
+
+extern "C" {
+
+// Flushes CXOut, then CXErr. 1 if neither is bad afterwards, else 0.
+int ioFlush(void);
+// Calls each registered function with `arg`, oldest first. A function must not
+// unregister itself from within this walk.
+void ioFlushStreams(long arg);
+// Appends at the tail; the same function may be registered several times.
+void ioRegisterFlushStreamFcn(void (*fn)(long));
+// Removes the first entry with this pointer; unknown or null pointers do nothing.
+void ioUnregisterFlushStreamFcn(void (*fn)(long));
+
+} // extern "C"

@@ -1,0 +1,32 @@
+// Message classes of the CALYX:: catalogue used by the services library and its
+// stand-ins. Each is a Message whose identifier names the catalogue entry.
+#pragma once
+#include "msg/message.hpp"
+
+#define QZ_MSG_CLASS0(ns_id, Name)                                                        \
+    struct Name : ::msg_core::Message {                                                   \
+        Name() : Message(ns_id ":" #Name) {}                                              \
+    };
+#define QZ_MSG_CLASS1(ns_id, Name)                                                        \
+    struct Name : ::msg_core::Message {                                                   \
+        explicit Name(std::string const& a1) : Message(ns_id ":" #Name, {a1}) {}          \
+    };
+#define QZ_MSG_CLASS2(ns_id, Name)                                                        \
+    struct Name : ::msg_core::Message {                                                   \
+        Name(std::string const& a1, std::string const& a2) : Message(ns_id ":" #Name, {a1, a2}) {} \
+    };
+
+namespace CALYX {
+
+namespace vx {
+QZ_MSG_CLASS0("CALYX", maxlhs)
+QZ_MSG_CLASS0("CALYX", maxrhs)
+QZ_MSG_CLASS0("CALYX", minrhs)
+QZ_MSG_CLASS1("CALYX:vx", numberedError)
+} // namespace vx
+
+namespace services {
+QZ_MSG_CLASS0("CALYX:services", filenameTooLong)
+} // namespace services
+
+} // namespace CALYX

@@ -1,0 +1,37 @@
+// The English texts of every identifier the services library raises.
+#include "msg/message.hpp"
+
+#include <cstring>
+
+namespace msg_core {
+
+namespace {
+
+struct Entry {
+    char const* id;
+    char const* text;
+};
+
+// Sorted by identifier, for the binary search below.
+Entry const kCatalog[] = {
+    {"CALYX:maxlhs", "Too many output arguments."},
+    {"CALYX:maxrhs", "Too many input arguments."},
+    {"CALYX:minrhs", "Not enough input arguments."},
+    {"CALYX:services:filenameTooLong", "The file name is too long."},
+    {"CALYX:vx:numberedError", "Internal array library error {1}."},
+};
+
+} // namespace
+
+char const* lookupTemplate(std::string const& identifier) {
+    size_t lo = 0, hi = sizeof kCatalog / sizeof kCatalog[0];
+    while (lo < hi) {
+        size_t mid = (lo + hi) / 2;
+        int c = std::strcmp(kCatalog[mid].id, identifier.c_str());
+        if (c == 0) return kCatalog[mid].text;
+        if (c < 0) lo = mid + 1; else hi = mid;
+    }
+    return nullptr;
+}
+
+} // namespace msg_core

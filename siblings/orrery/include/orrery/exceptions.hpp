@@ -1,0 +1,29 @@
+// Exceptions of the runtime core that the services library raises or catches.
+#pragma once
+#include <exception>
+#include <string>
+
+namespace Orrery { namespace System {
+
+// A user interrupt (ctrl-C, or "q" at the more prompt). Its default state
+// carries no text beyond the generic one.
+class InterruptException : public std::exception {
+public:
+    InterruptException() = default;
+    char const* what() const noexcept override;
+};
+
+// The older error form of the utility layer. Its third virtual operation,
+// prepareForRethrow, must be called by a handler before the error travels on.
+class uvErrorException_DEPRECATED : public std::exception {
+public:
+    explicit uvErrorException_DEPRECATED(std::string message);
+    char const* what() const noexcept override;
+    virtual void prepareForRethrow();
+    bool preparedForRethrow() const { return prepared_; }
+private:
+    std::string message_;
+    bool prepared_ = false;
+};
+
+}} // namespace Orrery::System

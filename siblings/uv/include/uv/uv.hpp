@@ -1,0 +1,43 @@
+// The utility layer: text output into the command window's streams, memory,
+// and the interrupt state.
+#pragma once
+#include <cstddef>
+
+extern "C" {
+
+// Output. Each ends in services::io::CXStream::CXOut (stream 0) or CXErr (1).
+int uvPrintf(char const* format, ...) __attribute__((format(printf, 1, 2)));
+// Writes the string as it is, with no line feed added (as fputs).
+int uvPuts(char const* text);
+// Writes `length` bytes to stream 0 (output) or 1 (error); NULs are written too.
+int uvPutsn(int stream, char const* text, size_t length);
+
+// Memory. The plain forms return null on failure. uvFree accepts null.
+void* uvMalloc(size_t size);
+void* uvCalloc(size_t count, size_t size);
+void* uvRealloc(void* p, size_t size);
+void uvFree(void* p);
+char* uvStrdup(char const* s);
+
+// The interrupt state: a pending flag (set by ctrl-C or the more prompt's quit)
+// and an enabled flag that says whether interrupts are honoured at all.
+int uvIsInterruptPending(void);
+void uvSetInterruptPending(int pending);
+int uvIsInterruptEnabled(void);
+int uvSetInterruptEnabled(int enabled);  // returns the previous value
+
+// The thread that receives signals and owns the sink stacks: the thread that
+// loaded the library, unless a host names another with uvSetSignalThread.
+int uvIsSignalThread(void);
+void uvSetSignalThread(void);
+
+} // extern "C"
+
+// The checked allocations throw std::bad_alloc instead of returning null.
+void* uvMallocWithCheck(size_t size);
+void* uvCallocWithCheck(size_t count, size_t size);
+void* uvReallocWithCheck(void* p, size_t size);
+
+// Does not return when an interrupt is pending and enabled: clears the pending
+// flag and throws Orrery::System::InterruptException. Otherwise returns.
+void uvLongjmpIfInterruptPending();

@@ -1,0 +1,30 @@
+#include "uv/uv.hpp"
+#include "orrery/exceptions.hpp"
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+std::atomic<int> gPending{0};
+std::atomic<int> gEnabled{1};
+std::atomic<std::thread::id> gSignalThread{std::this_thread::get_id()};
+
+} // namespace
+
+extern "C" {
+
+int uvIsInterruptPending(void) { return gPending.load(); }
+void uvSetInterruptPending(int pending) { gPending.store(pending ? 1 : 0); }
+int uvIsInterruptEnabled(void) { return gEnabled.load(); }
+int uvSetInterruptEnabled(int enabled) { return gEnabled.exchange(enabled ? 1 : 0); }
+
+int uvIsSignalThread(void) { return gSignalThread.load() == std::this_thread::get_id(); }
+void uvSetSignalThread(void) { gSignalThread.store(std::this_thread::get_id()); }
+
+} // extern "C"
+
+void uvLongjmpIfInterruptPending() {
+    if (!gEnabled.load()) return;
+    if (gPending.exchange(0)) throw Orrery::System::InterruptException();
+}

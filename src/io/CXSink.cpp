@@ -1,0 +1,96 @@
+#include "qzservices/io/CXSink.hpp"
+
+#include <fd/io/streambuf_adaptor.hpp>
+
+namespace services { namespace io {
+
+namespace {
+// An empty encoding name means the native encoding.
+std::string const kNative;
+} // namespace
+
+CXSink::CXSink() : dirty_(false), currentIsUnicode_(false), initialIsUnicode_(false) {}
+
+CXSink::CXSink(boost::shared_ptr<std::streambuf> const& buffer)
+    : outStreamBuffer_(buffer),
+      unicodeOutStreamBuffer_(fd::io::make_ustreambuf_adaptor(buffer, kNative)),
+      initialOutStreamBuffer_(outStreamBuffer_),
+      initialUnicodeOutStreamBuffer_(unicodeOutStreamBuffer_),
+      dirty_(false),
+      currentIsUnicode_(false),
+      initialIsUnicode_(false) {}
+
+CXSink::CXSink(boost::shared_ptr<ustreambuf> const& buffer)
+    : outStreamBuffer_(fd::io::make_streambuf_adaptor(buffer, kNative)),
+      unicodeOutStreamBuffer_(buffer),
+      initialOutStreamBuffer_(outStreamBuffer_),
+      initialUnicodeOutStreamBuffer_(unicodeOutStreamBuffer_),
+      dirty_(false),
+      currentIsUnicode_(true),
+      initialIsUnicode_(true) {}
+
+CXSink::~CXSink() = default;
+
+void CXSink::activate() {}
+
+void CXSink::deactivate() {
+    if (currentIsUnicode_) {
+        if (unicodeOutStreamBuffer_) unicodeOutStreamBuffer_->pubsync();
+    } else if (outStreamBuffer_) {
+        outStreamBuffer_->pubsync();
+    }
+}
+
+bool CXSink::isDirty() const { return dirty_; }
+void CXSink::setDirty(bool dirty) { dirty_ = dirty; }
+bool CXSink::supportsBuzz() const { return false; }
+bool CXSink::supportsMore() const { return false; }
+bool CXSink::supportsHotlinks() const { return false; }
+bool CXSink::needsFormattingForDisplay() const { return false; }
+bool CXSink::useDiary() const { return false; }
+bool CXSink::useEcho() const { return false; }
+bool CXSink::useLogging() const { return false; }
+
+StreamBufferVariant CXSink::currentPrimary() const {
+    if (currentIsUnicode_) return StreamBufferVariant(unicodeOutStreamBuffer_);
+    return StreamBufferVariant(outStreamBuffer_);
+}
+
+StreamBufferVariant CXSink::setOutStreamBuffer(boost::shared_ptr<std::streambuf> const& buffer) {
+    StreamBufferVariant previous = currentPrimary();
+    currentIsUnicode_ = false;
+    if (!initialOutStreamBuffer_) {
+        // First installation on a default-constructed sink: it becomes the initial one.
+        initialIsUnicode_ = false;
+        initialOutStreamBuffer_ = buffer;
+        initialUnicodeOutStreamBuffer_ = fd::io::make_ustreambuf_adaptor(buffer, kNative);
+    }
+    outStreamBuffer_ = buffer;
+    unicodeOutStreamBuffer_ = fd::io::make_ustreambuf_adaptor(buffer, kNative);
+    return previous;
+}
+
+StreamBufferVariant CXSink::setUnicodeOutStreamBuffer(boost::shared_ptr<ustreambuf> const& buffer) {
+    StreamBufferVariant previous = currentPrimary();
+    currentIsUnicode_ = true;
+    if (!initialUnicodeOutStreamBuffer_) {
+        initialIsUnicode_ = true;
+        initialUnicodeOutStreamBuffer_ = buffer;
+        initialOutStreamBuffer_ = fd::io::make_streambuf_adaptor(buffer, kNative);
+    }
+    unicodeOutStreamBuffer_ = buffer;
+    outStreamBuffer_ = fd::io::make_streambuf_adaptor(buffer, kNative);
+    return previous;
+}
+
+StreamBufferVariant CXSink::restoreInitialBuffers() {
+    StreamBufferVariant previous = currentPrimary();
+    currentIsUnicode_ = initialIsUnicode_;
+    outStreamBuffer_ = initialOutStreamBuffer_;
+    unicodeOutStreamBuffer_ = initialUnicodeOutStreamBuffer_;
+    return previous;
+}
+
+void CXSink::doNothingDeleter(std::streambuf*) {}
+
+}} // namespace services::io
