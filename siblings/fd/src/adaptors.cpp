@@ -26,8 +26,7 @@ protected:
         std::streamsize i = 0;
         unsigned short wide[512];
         while (i < n) {
-            bool pending = cnv_.pendingToUnicode();
-            if (cnv_.asciiTransparent() && !pending && static_cast<unsigned char>(s[i]) < 0x80) {
+            if (cnv_.asciiTransparent() && !pending_ && static_cast<unsigned char>(s[i]) < 0x80) {
                 std::streamsize len = 0;
                 while (i + len < n && len < 512 && static_cast<unsigned char>(s[i + len]) < 0x80) {
                     wide[len] = static_cast<unsigned char>(s[i + len]);
@@ -46,6 +45,7 @@ protected:
                 j = n;
             std::u16string out;
             cnv_.toUnicode(s + i, static_cast<size_t>(j - i), false, out);
+            pending_ = cnv_.pendingToUnicode();
             std::streamsize len = static_cast<std::streamsize>(out.size());
             if (len > 0 && target_->sputn(reinterpret_cast<unsigned short const*>(out.data()), len) != len)
                 return i;
@@ -65,6 +65,7 @@ protected:
 private:
     boost::shared_ptr<ustreambuf> target_;
     Converter cnv_;
+    bool pending_ = false;  // the converter holds part of a character (asked of ICU only after it ran)
 };
 
 // UTF-16 in, native bytes out.
@@ -79,7 +80,7 @@ protected:
         std::streamsize i = 0;
         char narrow[512];
         while (i < n) {
-            if (cnv_.asciiTransparent() && s[i] < 0x80 && !cnv_.pendingFromUnicode()) {
+            if (cnv_.asciiTransparent() && s[i] < 0x80 && !pending_) {
                 std::streamsize len = 0;
                 while (i + len < n && len < 512 && s[i + len] < 0x80) {
                     narrow[len] = static_cast<char>(s[i + len]);
@@ -93,6 +94,7 @@ protected:
             while (j < n && (s[j] >= 0x80 || !cnv_.asciiTransparent())) ++j;
             std::string out;
             cnv_.fromUnicode(reinterpret_cast<char16_t const*>(s + i), static_cast<size_t>(j - i), false, out);
+            pending_ = cnv_.pendingFromUnicode();
             std::streamsize len = static_cast<std::streamsize>(out.size());
             if (len > 0 && target_->sputn(out.data(), len) != len) return i;
             i = j;
@@ -111,6 +113,7 @@ protected:
 private:
     boost::shared_ptr<std::streambuf> target_;
     Converter cnv_;
+    bool pending_ = false;  // a high surrogate waits inside the converter
 };
 
 } // namespace

@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Installs the build tree into a scratch prefix, then builds and runs a small
+# program against the installed package twice: through find_package and through
+# pkg-config. Arguments: build dir, consumer source dir, C++ flags, build type.
+set -euo pipefail
+build=$1 consumer=$2 flags=$3 type=${4:-Debug}
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+
+cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
+
+cmake -S "$consumer" -B "$scratch/cmake-build" -G Ninja -DCMAKE_BUILD_TYPE="$type" \
+      -DCMAKE_PREFIX_PATH="$scratch/prefix" -DCMAKE_CXX_FLAGS="$flags" \
+      -DCMAKE_EXE_LINKER_FLAGS="$flags" >/dev/null
+cmake --build "$scratch/cmake-build" >/dev/null
+out=$("$scratch/cmake-build/consumer")
+[ "$out" = "captured: hello from a host" ] || { echo "find_package consumer printed: $out"; exit 1; }
+
+export PKG_CONFIG_PATH="$scratch/prefix/lib/pkgconfig:$scratch/prefix/lib/x86_64-linux-gnu/pkgconfig"
+# shellcheck disable=SC2046
+g++ $flags "$consumer/main.cpp" -o "$scratch/pc-consumer" $(pkg-config --cflags --libs qzservices)
+out=$("$scratch/pc-consumer")
+[ "$out" = "captured: hello from a host" ] || { echo "pkg-config consumer printed: $out"; exit 1; }
+echo "installed package works through find_package and pkg-config"
