@@ -1,45 +1,72 @@
-// qzconsole: a reference host of the services library. It puts a sink that
-// writes to the terminal on CXOut and CXErr and echoes each input line through
-// CXOut, so every character takes the library's output road.
-#include <qzservices/qzservices.hpp>
+// qzconsole: the reference host of the services library on a plain terminal.
+// It installs a command-window sink of its own, fills the callback table,
+// starts as a host given the word "nodesktop" would, takes the window size from
+// the terminal, and runs a small command language whose output takes the
+// library's whole road: proxy, taps and "--more--" paging.
+#include "Commands.hpp"
+#include "Terminal.hpp"
+#include "TerminalSink.hpp"
 
-#include <boost/make_shared.hpp>
-#include <cstdio>
+#include <qzservices/qzservices.hpp>
+#include <uv/uv.hpp>
+
 #include <iostream>
 #include <string>
 #include <unistd.h>
 
 namespace {
 
-int writeToFd(int fd, char const* text) {
-    size_t len = std::char_traits<char>::length(text);
-    while (len > 0) {
-        ssize_t n = ::write(fd, text, len);
-        if (n <= 0) return -1;
-        text += n;
-        len -= static_cast<size_t>(n);
-    }
-    return 0;
+void configureHost(int argc, char** argv) {
+    uvSetSignalThread();
+    svSetCXMode(1);  // an interactive session
+
+    // The command line: "nodesktop" unless the caller says otherwise.
+    svJavaSupportLevel level = svJavaUnspecified;
+    svJavaProcessCmdlineArg("nodesktop", &level);
+    for (int i = 1; i < argc; ++i) svJavaProcessCmdlineArg(argv[i], &level);
+    svJavaSetSupport(level);
+
+    _svIoCallbacks table = {};
+    table.sysBeep = &qzconsole::beep;
+    table.flushRead = &qzconsole::readOneKey;
+    table.deleteCurrentLine = &qzconsole::deleteCurrentLine;
+    svSetIoCallbacks(&table);
+
+    ioUpdateWindowSize();
+    qzconsole::installInterruptHandler();
 }
 
 } // namespace
 
-int main() {
-    using namespace services::io;
-    CXStream::CXOut.push(boost::make_shared<PutsFnSink>([](char const* s) { return writeToFd(1, s); }));
-    CXStream::CXErr.push(boost::make_shared<PutsFnSink>([](char const* s) { return writeToFd(2, s); }));
+int main(int argc, char** argv) {
+    using services::io::CXStream;
+    configureHost(argc, argv);
+
+    static qzconsole::TerminalSinkFactory factory;
+    services::io::CmdWinSinkHandle::setFactory(&factory);
+    CXPushDefaultSink session;
 
     bool interactive = ::isatty(0);
     std::string line;
     for (;;) {
-        if (interactive) CXStream::CXOut << ">> " << std::flush;
+        ioUpdateWindowSize();
+        if (interactive) uvPuts(services::PromptHolder::getString()), uvPuts(" ");
+        ioFlush();
         if (!std::getline(std::cin, line)) break;
-        if (line == "exit" || line == "quit") break;
-        CXStream::CXOut << line << '\n' << std::flush;
+        services::io::resetMoreCount();
+        try {
+            if (qzconsole::runCommand(line) == qzconsole::Outcome::Exit) break;
+        } catch (Orrery::System::InterruptException const& e) {
+            // "q" at the more prompt, or ctrl-C: the command ends, the session goes on.
+            uvSetInterruptPending(0);
+            services::io::setStopPrintingFlag(false);
+            if (e.isFromCtrlC()) services::io::CmdWinSinkHandle::ctrlCProcessed();
+        }
+        CXStream::CXOut.clear();
+        CXStream::CXErr.clear();
+        ioFlush();
     }
-    if (interactive) CXStream::CXOut << '\n';
+    if (interactive) uvPuts("\n");
     ioFlush();
-    CXStream::CXErr.pop();
-    CXStream::CXOut.pop();
     return 0;
 }

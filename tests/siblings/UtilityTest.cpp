@@ -5,7 +5,7 @@
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 #include <msg/calyx_messages.hpp>
-#include <orrery/exceptions.hpp>
+#include "qzservices/orrery/InterruptException.hpp"
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
 

@@ -9,7 +9,7 @@ char const* __asan_default_options() {
 
 char const* __ubsan_default_options() { return "print_stacktrace=1:halt_on_error=1"; }
 
-char const* __tsan_default_options() { return "halt_on_error=1:second_deadlock_stack=1"; }
+char const* __tsan_default_options() { return "halt_on_error=1:second_deadlock_stack=1:allocator_may_return_null=1"; }
 
 char const* __lsan_default_suppressions() {
     // Intended: the flush registry never frees a node unregistered from the head of its list.

@@ -14,4 +14,9 @@ void ioRegisterFlushStreamFcn(void (*fn)(long));
 // Removes the first entry with this pointer; unknown or null pointers do nothing.
 void ioUnregisterFlushStreamFcn(void (*fn)(long));
 
+// Hands `length` bytes to the host's command-window writer (entry 4 of the
+// session callback table); by default the utility layer's uvPutsn on the
+// output stream. The text is not written to CXOut by this library itself.
+void ioCmdTextOut(char* text, int length);
+
 } // extern "C"

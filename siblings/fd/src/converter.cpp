@@ -60,6 +60,17 @@ void Converter::fromUnicode(char16_t const* src, size_t n, bool flush, std::stri
     }
 }
 
+bool Converter::fromUnicodeInto(unsigned short const*& from, unsigned short const* fromEnd, char*& to, char* toEnd,
+                                bool flush) {
+    UErrorCode err = U_ZERO_ERROR;
+    UChar const* src = reinterpret_cast<UChar const*>(from);
+    ucnv_fromUnicode(cnv_, &to, toEnd, &src, reinterpret_cast<UChar const*>(fromEnd), nullptr, flush, &err);
+    from = reinterpret_cast<unsigned short const*>(src);
+    if (err == U_BUFFER_OVERFLOW_ERROR) return false;
+    if (U_FAILURE(err)) throw std::runtime_error(std::string("character conversion failed: ") + u_errorName(err));
+    return true;
+}
+
 bool Converter::pendingToUnicode() const {
     UErrorCode err = U_ZERO_ERROR;
     return ucnv_toUCountPending(cnv_, &err) > 0;

@@ -17,6 +17,11 @@ public:
     void toUnicode(char const* src, size_t n, bool flush, std::u16string& out);
     void fromUnicode(char16_t const* src, size_t n, bool flush, std::string& out);
 
+    // Converts into a caller's range, advancing both pointers; true once all
+    // the source was used, false if the target filled first.
+    bool fromUnicodeInto(unsigned short const*& from, unsigned short const* fromEnd, char*& to, char* toEnd,
+                         bool flush);
+
     bool pendingToUnicode() const;
     bool pendingFromUnicode() const;
     // True for encodings in which a byte below 0x80 is always that ASCII

@@ -14,11 +14,19 @@ struct Entry {
 
 // Sorted by identifier, for the binary search below.
 Entry const kCatalog[] = {
+    {"CALYX:Java:Conflicting", "You have specified multiple/conflicting Java options.  Using '{1}'"},
+    {"CALYX:Java:Disabling", "Disabling Java support"},
+    {"CALYX:Java:NoWindowSystem", "No window system found.  Java option '{1}' ignored"},
     {"CALYX:maxlhs", "Too many output arguments."},
     {"CALYX:maxrhs", "Too many input arguments."},
     {"CALYX:minrhs", "Not enough input arguments."},
     {"CALYX:services:filenameTooLong", "The file name is too long."},
+    {"CALYX:vx:arrayTooLarge", "Requested array exceeds the maximum array size."},
+    {"CALYX:vx:notCharArray", "The value must be a character array."},
+    {"CALYX:vx:notNumeric", "The value must be numeric."},
+    {"CALYX:vx:notScalar", "The value must be a scalar."},
     {"CALYX:vx:numberedError", "Internal array library error {1}."},
+    {"CALYX:vx:scalarOutOfIntRange", "The value does not fit in an integer."},
 };
 
 } // namespace

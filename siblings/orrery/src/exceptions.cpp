@@ -2,8 +2,6 @@
 
 namespace Orrery { namespace System {
 
-char const* InterruptException::what() const noexcept { return "Operation terminated by user"; }
-
 uvErrorException_DEPRECATED::uvErrorException_DEPRECATED(std::string message) : message_(std::move(message)) {}
 char const* uvErrorException_DEPRECATED::what() const noexcept { return message_.c_str(); }
 void uvErrorException_DEPRECATED::prepareForRethrow() { prepared_ = true; }

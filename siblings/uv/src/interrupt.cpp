@@ -1,5 +1,5 @@
 #include "uv/uv.hpp"
-#include "orrery/exceptions.hpp"
+#include "qzservices/orrery/InterruptException.hpp"
 
 #include <atomic>
 #include <thread>
@@ -26,5 +26,5 @@ void uvSetSignalThread(void) { gSignalThread.store(std::this_thread::get_id()); 
 
 void uvLongjmpIfInterruptPending() {
     if (!gEnabled.load()) return;
-    if (gPending.exchange(0)) throw Orrery::System::InterruptException();
+    if (gPending.exchange(0)) throw Orrery::System::InterruptException(true);  // a pending interrupt is a ctrl-C
 }

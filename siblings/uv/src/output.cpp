@@ -8,9 +8,16 @@
 
 namespace {
 
-std::ostream& streamFor(int stream) {
-    return stream == 1 ? static_cast<std::ostream&>(services::io::CXStream::CXErr)
-                       : static_cast<std::ostream&>(services::io::CXStream::CXOut);
+// Writes through the stream's buffer rather than the stream: an exception of
+// the buffer (the quit key of the more prompt) then reaches the caller instead
+// of being turned into the stream's badbit. Before the first push the stream
+// has no buffer and the text is dropped, as the stream itself would.
+void writeTo(services::io::CXStream& stream, char const* text, size_t length) {
+    if (std::streambuf* buffer = stream.rdbuf()) buffer->sputn(text, static_cast<std::streamsize>(length));
+}
+
+services::io::CXStream& streamFor(int stream) {
+    return stream == 1 ? services::io::CXStream::CXErr : services::io::CXStream::CXOut;
 }
 
 } // namespace
@@ -24,7 +31,7 @@ extern "C" int uvPrintf(char const* format, ...) {
     va_end(args);
     if (n < 0) return n;
     if (static_cast<size_t>(n) < sizeof small) {
-        services::io::CXStream::CXOut.write(small, n);
+        writeTo(services::io::CXStream::CXOut, small, static_cast<size_t>(n));
         return n;
     }
     // Longer than the stack buffer: format again into one of the right size.
@@ -32,19 +39,19 @@ extern "C" int uvPrintf(char const* format, ...) {
     va_start(args, format);
     std::vsnprintf(big.data(), big.size(), format, args);
     va_end(args);
-    services::io::CXStream::CXOut.write(big.data(), n);
+    writeTo(services::io::CXStream::CXOut, big.data(), static_cast<size_t>(n));
     return n;
 }
 
 extern "C" int uvPuts(char const* text) {
     if (text == nullptr) return -1;
     size_t n = std::strlen(text);
-    services::io::CXStream::CXOut.write(text, static_cast<std::streamsize>(n));
+    writeTo(services::io::CXStream::CXOut, text, n);
     return static_cast<int>(n);
 }
 
 extern "C" int uvPutsn(int stream, char const* text, size_t length) {
     if (text == nullptr) return -1;
-    streamFor(stream).write(text, static_cast<std::streamsize>(length));
+    writeTo(streamFor(stream), text, length);
     return static_cast<int>(length);
 }

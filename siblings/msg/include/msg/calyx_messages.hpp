@@ -23,7 +23,18 @@ QZ_MSG_CLASS0("CALYX", maxlhs)
 QZ_MSG_CLASS0("CALYX", maxrhs)
 QZ_MSG_CLASS0("CALYX", minrhs)
 QZ_MSG_CLASS1("CALYX:vx", numberedError)
+QZ_MSG_CLASS0("CALYX:vx", arrayTooLarge)
+QZ_MSG_CLASS0("CALYX:vx", notCharArray)
+QZ_MSG_CLASS0("CALYX:vx", notNumeric)
+QZ_MSG_CLASS0("CALYX:vx", notScalar)
+QZ_MSG_CLASS0("CALYX:vx", scalarOutOfIntRange)
 } // namespace vx
+
+namespace Java {
+QZ_MSG_CLASS1("CALYX:Java", Conflicting)
+QZ_MSG_CLASS0("CALYX:Java", Disabling)
+QZ_MSG_CLASS1("CALYX:Java", NoWindowSystem)
+} // namespace Java
 
 namespace services {
 QZ_MSG_CLASS0("CALYX:services", filenameTooLong)

@@ -5,14 +5,6 @@
 
 namespace Orrery { namespace System {
 
-// A user interrupt (ctrl-C, or "q" at the more prompt). Its default state
-// carries no text beyond the generic one.
-class InterruptException : public std::exception {
-public:
-    InterruptException() = default;
-    char const* what() const noexcept override;
-};
-
 // The older error form of the utility layer. Its third virtual operation,
 // prepareForRethrow, must be called by a handler before the error travels on.
 class uvErrorException_DEPRECATED : public std::exception {

@@ -31,6 +31,14 @@ int uvSetInterruptEnabled(int enabled);  // returns the previous value
 int uvIsSignalThread(void);
 void uvSetSignalThread(void);
 
+// Switches for links in printed text: hot links (markup the command window
+// turns into clickable text) and links into the documentation. Off at load;
+// plain cells set during start.
+bool uvGetHotLinks(void);
+void uvSetHotLinks(bool on);
+bool uvGetDocLinks(void);
+void uvSetDocLinks(bool on);
+
 } // extern "C"
 
 // The checked allocations throw std::bad_alloc instead of returning null.

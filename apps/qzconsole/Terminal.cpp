@@ -1,0 +1,74 @@
+#include "Terminal.hpp"
+
+#include <qzservices/orrery/InterruptException.hpp>
+#include <uv/uv.hpp>
+
+#include <cerrno>
+#include <csignal>
+#include <termios.h>
+#include <unistd.h>
+
+namespace qzconsole {
+
+namespace {
+
+void onInterrupt(int) { uvSetInterruptPending(1); }
+
+// Restores the terminal's settings however the wait ends.
+class NonCanonicalMode {
+public:
+    NonCanonicalMode() : active_(tcgetattr(0, &saved_) == 0) {
+        if (!active_) return;
+        termios raw = saved_;
+        raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+        raw.c_cc[VMIN] = 1;
+        raw.c_cc[VTIME] = 0;
+        tcsetattr(0, TCSANOW, &raw);
+    }
+    ~NonCanonicalMode() {
+        if (active_) tcsetattr(0, TCSANOW, &saved_);
+    }
+private:
+    termios saved_{};
+    bool active_;
+};
+
+} // namespace
+
+int readOneKey() {
+    NonCanonicalMode mode;
+    unsigned char c = 0;
+    for (;;) {
+        ssize_t n = ::read(0, &c, 1);
+        if (n == 1) return c;
+        if (n < 0 && errno == EINTR) {
+            if (uvIsInterruptPending()) {
+                uvSetInterruptPending(0);
+                throw Orrery::System::InterruptException(true);
+            }
+            continue;
+        }
+        return -1;
+    }
+}
+
+void deleteCurrentLine() {
+    static char const kErase[] = "\r\033[K";
+    ssize_t ignored = ::write(1, kErase, sizeof kErase - 1);
+    (void)ignored;
+}
+
+void beep() {
+    ssize_t ignored = ::write(1, "\a", 1);
+    (void)ignored;
+}
+
+void installInterruptHandler() {
+    struct sigaction sa {};
+    sa.sa_handler = onInterrupt;
+    sigemptyset(&sa.sa_mask);
+    sa.sa_flags = 0;  // no SA_RESTART: a key wait must see EINTR
+    sigaction(SIGINT, &sa, nullptr);
+}
+
+} // namespace qzconsole

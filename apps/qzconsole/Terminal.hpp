@@ -1,0 +1,16 @@
+// The console's terminal services for the library's callback table: one key
+// in non-canonical mode, removing the current line, the beep, and ctrl-C.
+#pragma once
+
+namespace qzconsole {
+
+// Reads one key without waiting for a line feed. Returns -1 at end of input.
+// A ctrl-C during the wait throws the interrupt exception.
+int readOneKey();
+// Carriage return and clear to the end of the line: removes "--more--".
+void deleteCurrentLine();
+void beep();
+// SIGINT marks an interrupt as pending and interrupts a key wait.
+void installInterruptHandler();
+
+} // namespace qzconsole

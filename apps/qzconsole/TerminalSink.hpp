@@ -1,0 +1,45 @@
+// The console's command window: a sink over a file descriptor, and the factory
+// that hands the library one sink for output and one for errors.
+#pragma once
+#include <qzservices/io/CmdWinSink.hpp>
+#include <qzservices/io/CmdWinSinkHandle.hpp>
+
+#include <streambuf>
+
+namespace qzconsole {
+
+// Collects text and writes it to the descriptor at sync or when full.
+class FdStreamBuffer : public std::streambuf {
+public:
+    explicit FdStreamBuffer(int fd);
+    ~FdStreamBuffer() override;
+
+protected:
+    int_type overflow(int_type c) override;
+    int sync() override;
+
+private:
+    bool drain();
+    int fd_;
+    char store_[4096];
+};
+
+class TerminalSink : public CmdWinSink {
+public:
+    explicit TerminalSink(int fd);
+    bool isInputRequestNecessary() override { return false; }
+    void requestInput() override {}
+    void doClc() override;  // clears the screen
+};
+
+class TerminalSinkFactory : public CmdWinSinkFactory {
+public:
+    TerminalSinkFactory();
+    boost::shared_ptr<CmdWinSink> getCmdWinSink(bool isErrorStream) const override;
+
+private:
+    boost::shared_ptr<CmdWinSink> out_;
+    boost::shared_ptr<CmdWinSink> err_;
+};
+
+} // namespace qzconsole

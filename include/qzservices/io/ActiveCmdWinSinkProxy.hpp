@@ -1,0 +1,120 @@
+// The sink that streams write into at run time. It has no destination of its
+// own: at every write it looks up the current command-window sink, copies the
+// text to the service log, the diary and the sink text events, keeps it while
+// no sink exists, and pages it line by line under the more rule.
+//
+// No lock of its own; the only lock on the path is CmdWinSinkHandle's, taken
+// shared per lookup and released before text moves on. The writer is blocked
+// in its own call while the "--more--" prompt stands.
+#pragma once
+#include "qzservices/io/CXSink.hpp"
+#include "qzservices/io/CmdWinSink.hpp"
+#include "qzservices/io/SinkTraits.hpp"
+
+#include <boost/thread/once.hpp>
+#include <cxutil/io/StreamTypeEnum.hpp>
+#include <memory>
+#include <streambuf>
+#include <vector>
+
+namespace cxutil { namespace io { class SinkTextEventBuffer; } }
+namespace fd { namespace i18n { class stream_codecvt_ustring_to_string; } }
+
+class CmdWinSinkUseInitialBuffer;
+
+namespace services { namespace io {
+
+// The stream buffer inside the proxy. No put area: every write arrives at once.
+// The library makes only the unsigned short form; the char form differs in
+// using the sink's narrow buffer and copying bytes to log and diary unconverted.
+template <class CharT, class Traits = std::char_traits<CharT>>
+class ActiveCmdWinSinkBufferProxyT : public std::basic_streambuf<CharT, Traits> {
+public:
+    typedef typename Traits::int_type int_type;
+    typedef std::basic_streambuf<CharT, Traits> buffer_type;
+
+    explicit ActiveCmdWinSinkBufferProxyT(cxutil::io::StreamTypeEnum type);
+    ~ActiveCmdWinSinkBufferProxyT() override;
+
+    // Text kept while no command-window sink existed (without bound).
+    std::vector<CharT> const& pending() const { return pending_; }
+
+protected:
+    std::streamsize xsputn(CharT const* p, std::streamsize n) override;
+    int_type overflow(int_type c) override;
+    int sync() override;
+
+private:
+    std::streamsize send_to_sink(CharT const* text, std::streamsize n);
+    std::streamsize send_if_more_allows(CharT const* text, std::streamsize n, boost::shared_ptr<CmdWinSink> const& sink);
+    void wait_for_more(boost::shared_ptr<buffer_type> const& b);
+    void logIt(CharT const* text, std::streamsize n);
+    void flush_logs();
+    boost::shared_ptr<CmdWinSink> currentSink() const;
+    static boost::shared_ptr<buffer_type> bufferOf(boost::shared_ptr<CmdWinSink> const& sink);
+
+    cxutil::io::StreamTypeEnum type_;
+    boost::shared_ptr<cxutil::io::SinkTextEventBuffer> sinkTextBuffer_;
+    std::vector<CharT> pending_;
+    std::unique_ptr<fd::i18n::stream_codecvt_ustring_to_string> codecvt_;
+    bool hasUnsyncedText_;
+    bool publishSinkText_;  // latched copy of the global switch
+};
+
+typedef ActiveCmdWinSinkBufferProxyT<unsigned short> ActiveCmdWinSinkBufferProxy;
+
+// The global switch for sink text events. A buffer takes the new value only at
+// a sync that finds nothing to send or no sink.
+void enableSinkTextEventPublishing();
+void disableSinkTextEventPublishing();
+
+class ActiveCmdWinSinkProxy : public CXSink {
+public:
+    explicit ActiveCmdWinSinkProxy(cxutil::io::StreamTypeEnum type);
+    ~ActiveCmdWinSinkProxy() override;
+
+    void activate() override;    // sync of the UTF-16 buffer
+    void deactivate() override;  // the same
+    bool isDirty() const override;  // always true
+    void setDirty(bool dirty) override;
+    bool supportsBuzz() const override;
+    bool supportsMore() const override;
+    bool supportsHotlinks() const override;
+    bool needsFormattingForDisplay() const override;
+    bool useDiary() const override;    // true with no sink
+    bool useEcho() const override;
+    bool useLogging() const override;  // true with no sink
+
+    // The output proxy for 0, the error proxy for 1, null otherwise.
+    static boost::shared_ptr<ActiveCmdWinSinkProxy> getInstance(cxutil::io::StreamTypeEnum type);
+    // The single road to the current command-window sink of this stream.
+    boost::shared_ptr<CmdWinSink> getSink() const;
+
+private:
+    static void initInstances();
+
+    cxutil::io::StreamTypeEnum type_;
+    boost::shared_ptr<CXSink> unused_;  // stays null
+    SinkTraits traits_;                 // all false: the answers with no sink
+
+    static boost::shared_ptr<ActiveCmdWinSinkProxy> outACWSP_;
+    static boost::shared_ptr<ActiveCmdWinSinkProxy> errACWSP_;
+    static boost::once_flag sInitOnce;
+};
+
+}} // namespace services::io
+
+// Puts both streams on the command window for the length of a scope: the
+// sinks return to their initial buffers, and the proxies go on the stacks.
+// On any thread but the signal thread it does nothing.
+class CXPushDefaultSink {
+public:
+    explicit CXPushDefaultSink(bool outToError = false);
+    ~CXPushDefaultSink();
+    CXPushDefaultSink(CXPushDefaultSink const&) = delete;
+    CXPushDefaultSink& operator=(CXPushDefaultSink const&) = delete;
+
+private:
+    boost::shared_ptr<CmdWinSinkUseInitialBuffer> outGuard_;
+    boost::shared_ptr<CmdWinSinkUseInitialBuffer> errGuard_;
+};

@@ -1,0 +1,54 @@
+// Scope guards that point a command-window sink at other buffers for a while
+// and put back exactly the kind of buffer (narrow or UTF-16) that was primary.
+// On a null sink they do nothing at either end. Not copyable.
+#pragma once
+#include "qzservices/io/CmdWinSink.hpp"
+
+#include <boost/function.hpp>
+
+class CmdWinSinkBufferGuard {
+public:
+    typedef boost::function1<services::io::StreamBufferVariant, boost::shared_ptr<CmdWinSink> const&> Change;
+
+    CmdWinSinkBufferGuard(boost::shared_ptr<CmdWinSink> const& sink, Change const& change);
+    virtual ~CmdWinSinkBufferGuard();
+    CmdWinSinkBufferGuard(CmdWinSinkBufferGuard const&) = delete;
+    CmdWinSinkBufferGuard& operator=(CmdWinSinkBufferGuard const&) = delete;
+
+private:
+    class restoring_visitor : public boost::static_visitor<void> {
+    public:
+        explicit restoring_visitor(boost::shared_ptr<CmdWinSink> sink) : sink_(std::move(sink)) {}
+        void operator()(boost::shared_ptr<std::streambuf> const& buffer) const;
+        void operator()(boost::shared_ptr<services::io::ustreambuf> const& buffer) const;
+    private:
+        boost::shared_ptr<CmdWinSink> sink_;
+    };
+
+    // Declared in this order so that they are released in the reverse one,
+    // the copies of the buffers last of all.
+    boost::shared_ptr<std::streambuf> outStreamBuffer_;
+    boost::shared_ptr<services::io::ustreambuf> unicodeOutStreamBuffer_;
+    boost::shared_ptr<CmdWinSink> sink_;
+    services::io::StreamBufferVariant previous_;
+    restoring_visitor visitor_;
+};
+
+// Makes the given buffer the sink's primary buffer until the guard ends.
+class CmdWinSinkUseAlternateBuffer {
+public:
+    CmdWinSinkUseAlternateBuffer(boost::shared_ptr<CmdWinSink> const& sink,
+                                 boost::shared_ptr<std::streambuf> const& buffer);
+    CmdWinSinkUseAlternateBuffer(boost::shared_ptr<CmdWinSink> const& sink,
+                                 boost::shared_ptr<services::io::ustreambuf> const& buffer);
+private:
+    CmdWinSinkBufferGuard guard_;
+};
+
+// Makes the sink's initial buffers current until the guard ends.
+class CmdWinSinkUseInitialBuffer {
+public:
+    explicit CmdWinSinkUseInitialBuffer(boost::shared_ptr<CmdWinSink> const& sink);
+private:
+    CmdWinSinkBufferGuard guard_;
+};

@@ -1,0 +1,98 @@
+// The one global choice of the command window: a host installs a factory of
+// its own sinks, and every write of the proxies looks the sink up anew, so a
+// new factory redirects text at once without touching any sink stack.
+//
+// Lock: sMutex, shared per lookup, exclusive for a factory change. Operations
+// that call into the sink (doClc, doHome, ctrlCProcessed, requestInput) run
+// with it held shared, so a sink must not install a factory from them.
+#pragma once
+#include "qzservices/io/CmdWinSink.hpp"
+#include "qzservices/io/PutsFnSink.hpp"
+
+#include <boost/scoped_ptr.hpp>
+#include <boost/thread/once.hpp>
+#include <boost/thread/shared_mutex.hpp>
+#include <cxutil/eventmgr/EventMgr.hpp>
+#include <utility>
+
+namespace services { namespace prompt { class InputRequestEvent; } }
+namespace services { namespace io { class CLCEvent; class HomeEvent; } }
+
+class CmdWinSinkFactory {
+public:
+    virtual ~CmdWinSinkFactory();
+    virtual boost::shared_ptr<CmdWinSink> getCmdWinSink(bool isErrorStream) const = 0;
+};
+
+namespace services { namespace io {
+
+class CmdWinSinkHandle {
+public:
+    typedef std::pair<CmdWinSinkFactory*, CmdWinSinkFactory*> FactoryPair;  // current, previous; not owned
+
+    // The current factory's sink, or null with no factory.
+    static boost::shared_ptr<CmdWinSink> getInstanceAsCmdWin(bool isErr);
+    // The proxy of that stream (what goes on a stream's stack); safe with no factory.
+    static boost::shared_ptr<CXSink> getInstance(bool isErr);
+
+    // The given factory becomes current and the current one previous: one level
+    // of undo. The first call subscribes the handle to its events, once.
+    static void setFactory(CmdWinSinkFactory* factory);
+    // Replaces both pointers and returns the old pair; subscribes to nothing.
+    static FactoryPair setFactoryPair(FactoryPair const& pair);
+    // Previous becomes current, and previous is forgotten.
+    static void restorePreviousFactory();
+
+    // These act on the current output sink; with no factory they do nothing
+    // (isDirty answers false).
+    static bool isDirty();
+    static void setDirty(bool dirty);
+    static void ctrlCProcessed();
+    static void keyStrokeRequested(services::prompt::InputRequester const& requester);
+
+    // Event handlers.
+    static void inputRequestedEventHappened(services::prompt::InputRequestEvent const& event);
+    static void handleClc(CLCEvent const& event);
+    static void handleHome(HomeEvent const& event);
+
+    static void invariants() {}
+
+private:
+    static void setSinkImpl();
+    static void subscribeToEvtMgr();
+
+    static boost::scoped_ptr<boost::shared_mutex> sMutex;
+    static FactoryPair sFactoryPair;
+    static boost::shared_ptr<CmdWinSink> sSinkImpl;
+    static cxutil::eventmgr::ScopedConnection connection_;
+    static cxutil::eventmgr::ScopedConnection CLCConnection_;
+    static cxutil::eventmgr::ScopedConnection homeConnection_;
+    static boost::once_flag sSubscribeOnce;
+};
+
+// The fallback factory: two function sinks that swallow text until the host
+// gives them a function. The same two objects at every call.
+class DefaultPrintHandlerSinkFactory : public CmdWinSinkFactory {
+public:
+    static DefaultPrintHandlerSinkFactory* instance();
+    boost::shared_ptr<CmdWinSink> getCmdWinSink(bool isErrorStream) const override;
+
+    boost::shared_ptr<PutsFnSink> const& outputSink() const { return out_; }
+    boost::shared_ptr<PutsFnSink> const& errorSink() const { return err_; }
+
+private:
+    DefaultPrintHandlerSinkFactory();
+    static void init_instance();
+
+    boost::shared_ptr<PutsFnSink> out_;
+    boost::shared_ptr<PutsFnSink> err_;
+    static boost::scoped_ptr<DefaultPrintHandlerSinkFactory> i;
+    static boost::once_flag flag;
+};
+
+// Registers one more object that flushes both streams when the process asks
+// whether it may exit and when it closes its windows. One is registered at load.
+void registerShutdownObject();
+void initialize();
+
+}} // namespace services::io

@@ -1,0 +1,89 @@
+// What the system waits for when it waits for the user: the present input
+// requester (with a guard that sets it for a scope and may announce it), the
+// prompt text with its three states, and the keyboard-reading flag.
+#pragma once
+#include "qzservices/prompt/InputRequester.hpp"
+
+#include <cxutil/eventmgr/BaseEvent.hpp>
+#include <fd/util/scope_guard.hpp>
+
+namespace services { namespace prompt {
+
+// The present requester: a plain variable, no lock. 0 at load.
+InputRequester getInputRequester();
+// Stores and returns the previous value.
+InputRequester setInputRequester(InputRequester requester);
+
+class InputRequestEvent : public cxutil::eventmgr::BaseEvent {
+public:
+    static char const* staticTypeName() { return "InputRequestEvent"; }
+
+    InputRequestEvent();  // requester -1
+    explicit InputRequestEvent(InputRequester requester);
+    explicit InputRequestEvent(std::vector<std::string> types);  // for subclasses; requester -1
+    InputRequestEvent(std::vector<std::string> types, InputRequester requester);
+    InputRequestEvent(InputRequestEvent const& other) = default;
+    ~InputRequestEvent() override;
+
+    InputRequestEvent* clone() const override;
+
+    InputRequester getRequester() const { return requester_; }
+    bool operator==(InputRequestEvent const& other) const {
+        return BaseEvent::operator==(other) && requester_ == other.requester_;
+    }
+    bool operator!=(InputRequestEvent const& other) const { return !(*this == other); }
+
+    // The archive form (base object, then the requester from version 1 on).
+    template <class Archive>
+    void serializeImpl(Archive& ar, unsigned int version);
+
+private:
+    InputRequester requester_;
+};
+
+// Sets the requester for a scope and restores what it found. With `publish`
+// it announces both ends as events, each with the value then in force.
+class InputRequesterGuard {
+public:
+    InputRequesterGuard(InputRequester const& requester, bool publish);
+    ~InputRequesterGuard();  // never throws
+    InputRequesterGuard(InputRequesterGuard const&) = delete;
+    InputRequesterGuard& operator=(InputRequesterGuard const&) = delete;
+
+private:
+    fd::util::scope_guard restore_;
+    bool publish_;
+};
+
+}} // namespace services::prompt
+
+namespace services {
+
+// The prompt text. State 0 normal, 1 an emergency, 2 an emergency question;
+// any other value reads as 0. Guarded by a process-wide shared mutex.
+class PromptHolder {
+public:
+    enum State { NORMAL = 0, EMERGENCY = 1, EMERGENCY_QUESTION = 2 };
+    static void setState(State state);
+    static char const* getString();  // ">>", "[Please exit and restart CALYX]>>", "Attempt to restart CALYX? [y or n]>>"
+    static bool isQuestion();
+    static bool isEmergency();
+
+private:
+    static State state_;
+};
+
+// Stands around the emergency question: state 2 for its life, then 1. Deliberately
+// not back to 0: a session that had an emergency keeps saying so.
+class PromptGuard {
+public:
+    PromptGuard();
+    ~PromptGuard();
+    PromptGuard(PromptGuard const&) = delete;
+    PromptGuard& operator=(PromptGuard const&) = delete;
+};
+
+} // namespace services
+
+bool svIsReadingKeyboardInput();
+bool svSetReadingKeyboardInput(bool reading);  // returns the previous value

@@ -1,0 +1,8 @@
+#include "qzservices/io/CmdWinEvents.hpp"
+
+namespace services { namespace io {
+
+CLCEvent::~CLCEvent() = default;
+HomeEvent::~HomeEvent() = default;
+
+}} // namespace services::io
