@@ -107,6 +107,23 @@ TEST(ArrayErrors, ExplicitIdentifierAndFormattedText) {
     }
 }
 
+TEST(ArrayErrors, NumberedErrorsUseTheirOwnTextWhereTheCatalogueHasOne) {
+    try {
+        vxErrMsg(15);
+        FAIL();
+    } catch (vx::Error const& e) {
+        EXPECT_EQ(e.identifier(), "CALYX:vx:error15");
+        EXPECT_STREQ(e.what(), "Invalid input argument.");
+    }
+    try {
+        vxErrMsg(99);
+        FAIL();
+    } catch (vx::Error const& e) {
+        EXPECT_EQ(e.identifier(), "CALYX:vx:numberedError");
+        EXPECT_STREQ(e.what(), "Internal array library error 99.");
+    }
+}
+
 TEST(ArrayWarnings, PrintedOnTheErrorStreamAndRemembered) {
     Capture c;
     vxWarningMsgId("CALYX:test:warn", "watch %d", 3);

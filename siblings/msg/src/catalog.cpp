@@ -22,6 +22,8 @@ Entry const kCatalog[] = {
     {"CALYX:minrhs", "Not enough input arguments."},
     {"CALYX:services:filenameTooLong", "The file name is too long."},
     {"CALYX:vx:arrayTooLarge", "Requested array exceeds the maximum array size."},
+    {"CALYX:vx:error15", "Invalid input argument."},
+    {"CALYX:vx:error16", "The input argument could not be converted to text."},
     {"CALYX:vx:notCharArray", "The value must be a character array."},
     {"CALYX:vx:notNumeric", "The value must be numeric."},
     {"CALYX:vx:notScalar", "The value must be a scalar."},

@@ -65,7 +65,13 @@ void vxErrMsgId(char const* identifier, msg_core::Message const& message) {
     throw vx::Error(identifier ? identifier : message.identifier(), message.text());
 }
 
-void vxErrMsg(int errorNumber) { vxErrMsgId(CALYX::vx::numberedError(std::to_string(errorNumber))); }
+// The older numbered errors: a catalogue entry "CALYX:vx:error<N>" where the
+// number has a text of its own, the generic numbered text otherwise.
+void vxErrMsg(int errorNumber) {
+    msg_core::Message own("CALYX:vx:error" + std::to_string(errorNumber));
+    if (msg_core::lookupTemplate(own.identifier())) vxErrMsgId(own);
+    vxErrMsgId(CALYX::vx::numberedError(std::to_string(errorNumber)));
+}
 
 void vxWarningMsgId(char const* identifier, char const* format, ...) {
     va_list args;
