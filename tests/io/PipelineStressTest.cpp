@@ -1,5 +1,5 @@
-// One thread writes many lines through CXOut while another replaces the
-// factory. The sink is looked up under the
+// One thread writes many lines through CXOut while others replace the factory
+// and register and unregister shutdown objects. The sink is looked up under the
 // handle's lock and kept alive by its reference count, so every line must
 // arrive whole at one sink or the other, none lost and none doubled.
 #include "qzservices/io/ActiveCmdWinSinkProxy.hpp"
@@ -7,6 +7,7 @@
 #include "qzservices/io/CmdWinSinkHandle.hpp"
 #include "qzservices/io/PutsFnSink.hpp"
 #include "qzservices/io/more.hpp"
+#include "qzservices/state/ShutdownRegistry.hpp"
 
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
@@ -37,9 +38,14 @@ private:
     std::string text_;
 };
 
+class QuietObject : public ShutdownObject {
+public:
+    explicit QuietObject(std::string const& name) : ShutdownObject(name.c_str()) {}
+};
+
 } // namespace
 
-TEST(PipelineStress, LinesSurviveFactorySwaps) {
+TEST(PipelineStress, LinesSurviveFactorySwapsAndShutdownRegistrations) {
     CountingFactory a, b;
     CmdWinSinkHandle::setFactory(&a);
     CXStream::CXOut.push(CmdWinSinkHandle::getInstance(false));
@@ -63,8 +69,16 @@ TEST(PipelineStress, LinesSurviveFactorySwaps) {
             toB = !toB;
         }
     });
+    std::thread registrar([&] {
+        for (int i = 0; !done; ++i) {
+            std::string name = "stress" + std::to_string(i % 8);
+            ShutdownRegistry::RegisterObject(new QuietObject(name));
+            ShutdownRegistry::UnregisterObject(name.c_str());
+        }
+    });
     writer.join();
     swapper.join();
+    registrar.join();
     CXStream::CXOut.pop();
     // A sink that was swapped out may still hold text in its store.
     a.getCmdWinSink(false)->getOutStreamBuffer()->pubsync();

@@ -1,0 +1,15 @@
+// Flushes both streams when the process asks whether it may exit and when it
+// closes its windows, so no text is left on its way to the command window.
+#pragma once
+#include "qzservices/state/ShutdownRegistry.hpp"
+
+namespace services { namespace io {
+
+class CleanupCmdWinShutdownObject : public ShutdownObject {
+public:
+    CleanupCmdWinShutdownObject() : ShutdownObject(nullptr) {}
+    bool isOkToExit() const override;       // flushes CXOut, then CXErr; true
+    bool closeAllWindows() const override;  // the same
+};
+
+}} // namespace services::io
