@@ -1,6 +1,11 @@
 // A snapshot of a sink's seven properties, in a form that can be archived.
 #pragma once
 #include "qzservices/io/CXSink.hpp"
+#include "qzservices/io/archive_fwd.hpp"
+
+#include <boost/serialization/export.hpp>
+#include <boost/serialization/tracking.hpp>
+#include <boost/serialization/version.hpp>
 
 namespace services { namespace io {
 
@@ -15,6 +20,11 @@ public:
                diary == o.diary && echo == o.echo && logging == o.logging;
     }
 
+    // The archive form: the seven flags in field order.
+    template <class Archive>
+    void serializeImpl(Archive& ar, unsigned int version);
+    QZ_DECLARE_SERIALIZE_EXPLICIT
+
     bool buzz;
     bool more;
     bool links;
@@ -25,3 +35,7 @@ public:
 };
 
 }} // namespace services::io
+
+BOOST_CLASS_EXPORT_KEY2(services::io::SinkTraits, "services::io::SinkTraits")
+BOOST_CLASS_VERSION(services::io::SinkTraits, 1)
+BOOST_CLASS_TRACKING(services::io::SinkTraits, boost::serialization::track_selectively)

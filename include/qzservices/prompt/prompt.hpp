@@ -2,7 +2,11 @@
 // requester (with a guard that sets it for a scope and may announce it), the
 // prompt text with its three states, and the keyboard-reading flag.
 #pragma once
+#include "qzservices/io/archive_fwd.hpp"
 #include "qzservices/prompt/InputRequester.hpp"
+
+#include <boost/serialization/tracking.hpp>
+#include <boost/serialization/version.hpp>
 
 #include <cxutil/eventmgr/BaseEvent.hpp>
 #include <fd/util/scope_guard.hpp>
@@ -33,9 +37,10 @@ public:
     }
     bool operator!=(InputRequestEvent const& other) const { return !(*this == other); }
 
-    // The archive form (base object, then the requester from version 1 on).
+    // The archive form: the base object, then the requester in version 1 only.
     template <class Archive>
     void serializeImpl(Archive& ar, unsigned int version);
+    QZ_DECLARE_SERIALIZE_EXPLICIT
 
 private:
     InputRequester requester_;
@@ -56,6 +61,10 @@ private:
 };
 
 }} // namespace services::prompt
+
+BOOST_CLASS_EXPORT_KEY2(services::prompt::InputRequestEvent, "services::prompt::InputRequestEvent")
+BOOST_CLASS_VERSION(services::prompt::InputRequestEvent, 1)
+BOOST_CLASS_TRACKING(services::prompt::InputRequestEvent, boost::serialization::track_selectively)
 
 namespace services {
 
