@@ -29,14 +29,14 @@ struct CharForm;
 
 template <>
 struct CharForm<unsigned short> {
-    static boost::shared_ptr<std::basic_streambuf<unsigned short>> bufferOf(CXSink const& s) {
+    static boost::shared_ptr<std::basic_streambuf<unsigned short>> const& bufferOf(CXSink const& s) {
         return s.getUnicodeOutStreamBuffer();
     }
 };
 
 template <>
 struct CharForm<char> {
-    static boost::shared_ptr<std::streambuf> bufferOf(CXSink const& s) { return s.getOutStreamBuffer(); }
+    static boost::shared_ptr<std::streambuf> const& bufferOf(CXSink const& s) { return s.getOutStreamBuffer(); }
 };
 
 boost::shared_ptr<CXSink> outputProxy() { return CmdWinSinkHandle::getInstance(false); }
@@ -68,7 +68,7 @@ boost::shared_ptr<CmdWinSink> ActiveCmdWinSinkBufferProxyT<CharT, Traits>::curre
 }
 
 template <class CharT, class Traits>
-boost::shared_ptr<typename ActiveCmdWinSinkBufferProxyT<CharT, Traits>::buffer_type>
+boost::shared_ptr<typename ActiveCmdWinSinkBufferProxyT<CharT, Traits>::buffer_type> const&
 ActiveCmdWinSinkBufferProxyT<CharT, Traits>::bufferOf(boost::shared_ptr<CmdWinSink> const& sink) {
     return CharForm<CharT>::bufferOf(*sink);
 }
@@ -111,9 +111,12 @@ template <class CharT, class Traits>
 std::streamsize ActiveCmdWinSinkBufferProxyT<CharT, Traits>::send_if_more_allows(
     CharT const* text, std::streamsize n, boost::shared_ptr<CmdWinSink> const& sink) {
     if (n < 0) return n;
-    boost::shared_ptr<buffer_type> b = bufferOf(sink);
-    if (!b) return 0;
-    if (!isMoreOn() || !sink->supportsMore()) return b->sputn(text, n);
+    // Without paging the text goes out in one call while the caller holds the
+    // sink, so its buffer needs no reference of its own.
+    if (!bufferOf(sink)) return 0;
+    if (!isMoreOn() || !sink->supportsMore()) return bufferOf(sink)->sputn(text, n);
+    // The key wait runs host code, which may give the sink another buffer.
+    boost::shared_ptr<buffer_type> const b = bufferOf(sink);
 
     // Only line feeds count; a last piece without one goes out uncounted. The
     // wait comes after a piece went out, so its line stands above the prompt.
@@ -220,12 +223,16 @@ void ActiveCmdWinSinkBufferProxyT<CharT, Traits>::wait_for_more(boost::shared_pt
 
 template <class CharT, class Traits>
 void ActiveCmdWinSinkBufferProxyT<CharT, Traits>::logIt(CharT const* text, std::streamsize n) {
+    // Cheap test first: with no tap open and no sink-text events, asking the
+    // sink's properties (a lookup under the handle's lock) would change nothing.
+    bool const publishes = sizeof(CharT) == 2 && publishSinkText_ && n > 0;
+    if (!publishes && !CXStream::logStreamPtr_ && !CXStream::diaryStreamPtr_) return;
     // Both streams ask the output proxy, so error text follows the output sink's properties.
     boost::shared_ptr<CXSink> proxy = outputProxy();
     bool useLogging = proxy->useLogging();
     bool toLog = CXStream::logStreamPtr_ && useLogging;
     bool toDiary = CXStream::diaryStreamPtr_ && proxy->useDiary();
-    if (sizeof(CharT) == 2 && useLogging && publishSinkText_ && n > 0)
+    if (publishes && useLogging)
         sinkTextBuffer_->sputn(reinterpret_cast<unsigned short const*>(text), n);
     if ((!toLog && !toDiary) || n < 1) return;
 

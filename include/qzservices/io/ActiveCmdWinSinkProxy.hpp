@@ -51,7 +51,8 @@ private:
     void logIt(CharT const* text, std::streamsize n);
     void flush_logs();
     boost::shared_ptr<CmdWinSink> currentSink() const;
-    static boost::shared_ptr<buffer_type> bufferOf(boost::shared_ptr<CmdWinSink> const& sink);
+    // The sink's buffer of this width; valid while the caller holds the sink.
+    static boost::shared_ptr<buffer_type> const& bufferOf(boost::shared_ptr<CmdWinSink> const& sink);
 
     cxutil::io::StreamTypeEnum type_;
     boost::shared_ptr<cxutil::io::SinkTextEventBuffer> sinkTextBuffer_;

@@ -7,12 +7,35 @@
 
 #include <boost/make_shared.hpp>
 #include <algorithm>
+#include <type_traits>
 
 namespace fd { namespace io {
 
 namespace {
 
 using i18n::detail::Converter;
+
+// Copies the ASCII run at the start of `from` into `to`, at most `limit`
+// units, and returns its length. Sixteen units at a time while none has a bit
+// above 0x7f (fixed-size loops the compiler turns into vector code), then one
+// by one.
+template <class From, class To>
+std::streamsize copyAsciiRun(From const* from, To* to, std::streamsize limit) {
+    typedef typename std::make_unsigned<From>::type Unit;
+    std::streamsize len = 0;
+    while (len + 16 <= limit) {
+        Unit acc = 0;
+        for (int k = 0; k < 16; ++k) acc |= static_cast<Unit>(from[len + k]);
+        if (acc & static_cast<Unit>(~Unit(0x7f))) break;
+        for (int k = 0; k < 16; ++k) to[len + k] = static_cast<To>(static_cast<Unit>(from[len + k]));
+        len += 16;
+    }
+    while (len < limit && static_cast<Unit>(from[len]) < 0x80) {
+        to[len] = static_cast<To>(static_cast<Unit>(from[len]));
+        ++len;
+    }
+    return len;
+}
 
 // Native bytes in, UTF-16 out.
 class NarrowToUtf16Buffer : public std::streambuf {
@@ -27,11 +50,7 @@ protected:
         unsigned short wide[512];
         while (i < n) {
             if (cnv_.asciiTransparent() && !pending_ && static_cast<unsigned char>(s[i]) < 0x80) {
-                std::streamsize len = 0;
-                while (i + len < n && len < 512 && static_cast<unsigned char>(s[i + len]) < 0x80) {
-                    wide[len] = static_cast<unsigned char>(s[i + len]);
-                    ++len;
-                }
+                std::streamsize const len = copyAsciiRun(s + i, wide, std::min<std::streamsize>(n - i, 512));
                 if (target_->sputn(wide, len) != len) return i;
                 i += len;
                 continue;
@@ -81,11 +100,7 @@ protected:
         char narrow[512];
         while (i < n) {
             if (cnv_.asciiTransparent() && s[i] < 0x80 && !pending_) {
-                std::streamsize len = 0;
-                while (i + len < n && len < 512 && s[i + len] < 0x80) {
-                    narrow[len] = static_cast<char>(s[i + len]);
-                    ++len;
-                }
+                std::streamsize const len = copyAsciiRun(s + i, narrow, std::min<std::streamsize>(n - i, 512));
                 if (target_->sputn(narrow, len) != len) return i;
                 i += len;
                 continue;
