@@ -69,6 +69,26 @@ TEST(Adaptors, SyncIsPassedOnInBothDirections) {
     EXPECT_EQ(narrow->syncs, 1);
 }
 
+TEST(Adaptors, AsciiRunsOfEveryLengthAroundOtherCharactersConvertExactly) {
+    // Runs of 0 to 40 ASCII bytes around a two-byte and a four-byte character,
+    // so that the block copy stops at every position inside its blocks.
+    for (int before = 0; before <= 40; ++before) {
+        for (int after : {0, 1, 15, 16, 17, 33}) {
+            std::string narrow(static_cast<size_t>(before), 'a');
+            narrow += "\xC3\xA9";
+            narrow += std::string(static_cast<size_t>(after), 'z');
+            narrow += "\xF0\x9F\x98\x80!";
+            auto wideSink = boost::make_shared<RecordingUBuffer>();
+            fd::io::make_streambuf_adaptor(wideSink, "")->sputn(narrow.data(), static_cast<std::streamsize>(narrow.size()));
+            ASSERT_EQ(wideSink->text, fd::i18n::to_ustring(narrow)) << before << " " << after;
+            auto narrowSink = boost::make_shared<RecordingBuffer>();
+            fd::io::make_ustreambuf_adaptor(narrowSink, "")
+                ->sputn(wideSink->text.data(), static_cast<std::streamsize>(wideSink->text.size()));
+            ASSERT_EQ(narrowSink->text, narrow) << before << " " << after;
+        }
+    }
+}
+
 TEST(Adaptors, Latin1AdaptorConvertsEachByte) {
     auto wide = boost::make_shared<RecordingUBuffer>();
     auto adaptor = fd::io::make_streambuf_adaptor(wide, "ISO-8859-1");
