@@ -25,3 +25,7 @@
 #include "qzservices/state/ShutdownRegistry.hpp"
 #include "qzservices/state/java_support.hpp"
 #include "qzservices/state/session_modes.hpp"
+#include "qzservices/state/features.hpp"
+#include "qzservices/system_events/ProcessPendingEvents.hpp"
+#include "qzservices/system_events/WSPPEInstrumentation.hpp"
+#include "qzservices/system_events/update_hooks.hpp"

@@ -13,6 +13,8 @@ namespace {
 std::atomic<int> gThreshold{-1};
 std::mutex gWriteMutex;
 thread_local std::vector<std::string> tScopes;
+std::atomic<int> gObserverThreshold{0};
+basic_diagnostic_logger::observer gObserver;  // guarded by gWriteMutex
 
 int readThreshold() {
     char const* v = std::getenv("FD_LOG_LEVEL");
@@ -37,7 +39,15 @@ int basic_diagnostic_logger::threshold() {
 
 void basic_diagnostic_logger::reload_environment() { gThreshold.store(readThreshold()); }
 
-bool basic_diagnostic_logger::enabled(int level) const { return level > 0 && level <= threshold(); }
+bool basic_diagnostic_logger::enabled(int level) const {
+    return level > 0 && (level <= threshold() || level <= gObserverThreshold.load(std::memory_order_relaxed));
+}
+
+void basic_diagnostic_logger::set_observer(observer fn, int threshold) {
+    std::lock_guard<std::mutex> lock(gWriteMutex);
+    gObserverThreshold.store(fn ? threshold : 0);
+    gObserver = std::move(fn);
+}
 
 std::string basic_diagnostic_logger::current_scopes() {
     std::string s;
@@ -51,6 +61,8 @@ std::string basic_diagnostic_logger::current_scopes() {
 void basic_diagnostic_logger::write(int level, std::string const& text) const {
     if (!enabled(level)) return;
     std::lock_guard<std::mutex> lock(gWriteMutex);
+    if (gObserver && level <= gObserverThreshold.load()) gObserver(record{name_, level, text});
+    if (level > threshold()) return;
     char const* path = std::getenv("FD_LOG_FILE");
     FILE* f = path ? std::fopen(path, "a") : stderr;
     if (f == nullptr) f = stderr;

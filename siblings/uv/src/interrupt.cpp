@@ -9,6 +9,7 @@ namespace {
 std::atomic<int> gPending{0};
 std::atomic<int> gEnabled{1};
 std::atomic<std::thread::id> gSignalThread{std::this_thread::get_id()};
+thread_local int tInterruptMode = 1;
 
 } // namespace
 
@@ -24,7 +25,11 @@ void uvSetSignalThread(void) { gSignalThread.store(std::this_thread::get_id()); 
 
 } // extern "C"
 
+uvInterruptMode::uvInterruptMode(int mode) : previous_(tInterruptMode) { tInterruptMode = mode; }
+uvInterruptMode::~uvInterruptMode() { tInterruptMode = previous_; }
+int uvInterruptMode::current() { return tInterruptMode; }
+
 void uvLongjmpIfInterruptPending() {
-    if (!gEnabled.load()) return;
+    if (!gEnabled.load() || tInterruptMode == 0) return;
     if (gPending.exchange(0)) throw Orrery::System::InterruptException(true);  // a pending interrupt is a ctrl-C
 }

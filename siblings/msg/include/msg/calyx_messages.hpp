@@ -30,6 +30,13 @@ QZ_MSG_CLASS0("CALYX:vx", notScalar)
 QZ_MSG_CLASS0("CALYX:vx", scalarOutOfIntRange)
 } // namespace vx
 
+namespace feature {
+QZ_MSG_CLASS1("CALYX:feature", duplicateFeature)
+QZ_MSG_CLASS1("CALYX:feature", failedToAddFeature)
+QZ_MSG_CLASS0("CALYX:feature", FeatureCallCount)
+QZ_MSG_CLASS1("CALYX:feature", unknownFeature)
+} // namespace feature
+
 namespace Java {
 QZ_MSG_CLASS1("CALYX:Java", Conflicting)
 QZ_MSG_CLASS0("CALYX:Java", Disabling)

@@ -46,6 +46,30 @@ void* uvMallocWithCheck(size_t size);
 void* uvCallocWithCheck(size_t count, size_t size);
 void* uvReallocWithCheck(void* p, size_t size);
 
-// Does not return when an interrupt is pending and enabled: clears the pending
+// The interrupt mode of the calling thread, set for a scope. In mode 1 (the
+// default) uvLongjmpIfInterruptPending acts on a pending interrupt; in mode 0
+// it leaves it pending, for code that polls uvIsInterruptPending and must not
+// be left by an exception (the event pump and its hooks).
+class uvInterruptMode {
+public:
+    explicit uvInterruptMode(int mode);
+    ~uvInterruptMode();
+    uvInterruptMode(uvInterruptMode const&) = delete;
+    uvInterruptMode& operator=(uvInterruptMode const&) = delete;
+    static int current();
+
+private:
+    int previous_;
+};
+
+// The high-resolution timer: a stamp, and the seconds elapsed since a stamp.
+// uvPERFtoc's first argument asks for the stamp to be restarted (unused here:
+// stamps are values), its third is the speed that uvGetPERFspeed reports.
+unsigned long long uvPERFtic();
+double uvPERFtoc(bool restart, unsigned long long stamp, double speed);
+double uvGetPERFspeed();  // stamp units per second
+
+// Does not return when an interrupt is pending and enabled (and the interrupt
+// mode is 1): clears the pending
 // flag and throws Orrery::System::InterruptException. Otherwise returns.
 void uvLongjmpIfInterruptPending();

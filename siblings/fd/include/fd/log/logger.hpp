@@ -2,7 +2,10 @@
 //   FD_LOG_LEVEL=N   write records whose level is at most N (0, the default, writes nothing)
 //   FD_LOG_FILE=path append to that file instead of standard error
 // Levels follow the convention: 1 error, 2 warning, 4 info, 8 debug, 32 scope entry, 64 scope exit.
+// An observer set in the process (a test, or a host that keeps its own log)
+// receives every record up to its own threshold, whatever the environment says.
 #pragma once
+#include <functional>
 #include <string>
 
 namespace fd { namespace log {
@@ -34,6 +37,16 @@ public:
     // The threshold read from the environment (re-read by reload, for tests).
     static int threshold();
     static void reload_environment();
+
+    struct record {
+        std::string logger;  // the name of the logger that wrote it
+        int level;
+        std::string text;
+    };
+    typedef std::function<void(record const&)> observer;
+    // Hands every record of level 1 to `threshold` to `fn`, from the writing
+    // thread, under the logger's write lock. An empty `fn` removes the observer.
+    static void set_observer(observer fn, int threshold);
 
 private:
     std::string name_;

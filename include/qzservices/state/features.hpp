@@ -1,0 +1,97 @@
+// The feature table: the process-wide registry of named, switchable
+// behaviours. Names compare without regard to case; every successful look-up
+// counts. Features only appear: there is no removal.
+//
+// The table has no lock. Registration happens during static initialisation;
+// look-ups count without atomics, so counts may be lost under concurrency (by
+// design: nothing may wait on this table).
+#pragma once
+#include <cstdint>
+#include <exception>
+#include <map>
+#include <string>
+
+struct vxArray_tag;
+
+typedef void (*svFeatureBuiltin)(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
+
+struct svFeature {
+    char const* name;  // not copied: registrants pass literals or static text
+    int value;         // the owner may rewrite it through svFindFeatureEntry
+    void (*oneArgCallback)(int);
+    void (*noArgCallback)();
+    svFeatureBuiltin builtin;
+    std::uint64_t callCount;
+};
+
+class FeatureTable {
+public:
+    struct icase_less {
+        bool operator()(std::string const& a, std::string const& b) const;
+    };
+    class DuplicateFeatureException : public std::exception {
+    public:
+        char const* what() const noexcept override { return "duplicate feature"; }
+    };
+
+    // Made on the first call, from whichever static initialiser comes first,
+    // and never freed.
+    static FeatureTable& getInstance();
+
+    // Throws DuplicateFeatureException if the name exists in any case.
+    void AddFeature(svFeature& feature);
+    // The entry, counted, or null (counting nothing).
+    svFeature* FindFeature(std::string const& name);
+    size_t NumFeatures() const { return features_.size(); }
+
+    typedef std::map<std::string, svFeature, icase_less> Map;
+    // The entries in listing order, for walks that must not count.
+    Map& entries() { return features_; }
+
+private:
+    FeatureTable() = default;
+    Map features_;
+};
+
+void svRegisterFeature(char const* name, int value, void (*callback)(int), svFeatureBuiltin builtin);
+void svRegisterNoArg(char const* name, int value, void (*callback)());
+void svRegisterBuiltin(char const* name, int value, svFeatureBuiltin builtin);
+void svRegisterOneArg(char const* name, int value, void (*callback)(int));
+
+// The stored record, or null. Records never move, so the pointer may be kept.
+svFeature* svFindFeatureEntry(char const* name);
+// The value of a registered feature. The name must be registered: this does
+// not test for a missing entry (callers guard with svIsFeatureRegistered).
+int svIsFeatureEnabled(char const* name);
+bool svIsFeatureRegistered(char const* name);
+
+// Built-ins for the command-language layer.
+void svListFeatures(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
+void featureCallCount(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
+void printFeatureCounts(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
+void clearFeatureCounts(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
+
+namespace services {
+
+// Runs T's constructor once, which makes the unit's svRegister* calls. Each
+// unit calls its init_ function (which returns instance(0)) from its static
+// initialiser; a unit that needs the feature earlier may call it first. A
+// nested call during the construction returns at once. Nothing is
+// unregistered at exit.
+template <class T>
+class static_manager {
+public:
+    static int instance(int /*ignored*/) {
+        static bool entered = false;
+        if (entered) return 1;
+        struct Entry {
+            explicit Entry(bool& flag) : flag_(flag) { flag_ = true; }
+            ~Entry() { flag_ = false; }
+            bool& flag_;
+        } entry(entered);
+        static T object;
+        return 1;
+    }
+};
+
+} // namespace services
