@@ -1,0 +1,397 @@
+// The pending-event pump: starting, dispatching and ending hooks, the
+// condition between passes, expired hooks, failures, and the log records.
+#include "qzservices/system_events/ProcessPendingEvents.hpp"
+#include "qzservices/system_events/update_hooks.hpp"
+
+#include <fd/log/logger.hpp>
+#include <gtest/gtest.h>
+#include <uv/uv.hpp>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using services::system_events::PpeCondition;
+using services::system_events::PpeDispatchHook;
+using services::system_events::PpeGuiDispatchHook;
+
+namespace {
+
+// Everything the hooks did, in order, as short words.
+std::vector<std::string> gTrace;
+
+class ScriptedHook : public PpeDispatchHook {
+public:
+    explicit ScriptedHook(std::string name, int passesUntilDone = 1) : name_(std::move(name)), left_(passesUntilDone) {}
+    bool dispatch() override {
+        gTrace.push_back(name_ + ".dispatch");
+        if (onDispatch) onDispatch();
+        return --left_ <= 0;
+    }
+    void dispatchOne() override { gTrace.push_back(name_ + ".one"); }
+    std::function<void()> onDispatch;
+
+private:
+    std::string name_;
+    int left_;
+};
+
+class ScriptedGuiHook : public PpeGuiDispatchHook {
+public:
+    explicit ScriptedGuiHook(std::string name, int passesUntilDone = 1) : name_(std::move(name)), left_(passesUntilDone) {}
+    bool startProcessing(int mask) override {
+        gTrace.push_back(name_ + ".start" + std::to_string(mask));
+        if (refusals > 0) return --refusals, false;
+        return true;
+    }
+    void endProcessing(int mask) override {
+        gTrace.push_back(name_ + ".end" + std::to_string(mask));
+        if (throwOnEnd) throw std::runtime_error(name_);
+    }
+    bool dispatch(bool waitForWindows) override {
+        gTrace.push_back(name_ + ".dispatch" + (waitForWindows ? "W" : ""));
+        if (onDispatch) onDispatch();
+        if (throwOnDispatch) throw std::logic_error(name_);
+        return --left_ <= 0;
+    }
+    int refusals = 0;
+    bool throwOnEnd = false;
+    bool throwOnDispatch = false;
+    std::function<void()> onDispatch;
+
+private:
+    std::string name_;
+    int left_;
+};
+
+template <class Hook>
+boost::shared_ptr<void> add(Hook* hook) {
+    boost::unique_ptr<typename std::conditional<std::is_base_of<PpeGuiDispatchHook, Hook>::value, PpeGuiDispatchHook,
+                                                PpeDispatchHook>::type>
+        owner(hook);
+    return sysq::addProcessPendingEventsHook(owner);
+}
+
+void countCommit(svCommitDatabaseUpdatesType) { gTrace.push_back("commit"); }
+
+// Records the log lines of the pump for a test.
+struct LogRecords {
+    std::vector<fd::log::basic_diagnostic_logger::record> records;
+    LogRecords() {
+        fd::log::basic_diagnostic_logger::set_observer(
+            [this](fd::log::basic_diagnostic_logger::record const& r) { records.push_back(r); }, 256);
+    }
+    ~LogRecords() { fd::log::basic_diagnostic_logger::set_observer(nullptr, 0); }
+    int count(int level, std::string const& text) const {
+        int n = 0;
+        for (auto const& r : records)
+            if (r.level == level && r.text == text && r.logger == "services::system_events::ProcessPendingEvents") ++n;
+        return n;
+    }
+};
+
+struct Fresh {
+    Fresh() {
+        gTrace.clear();
+        boost::shared_ptr<void> none;
+        sysq::removeProcessPendingEventsHook(none);  // purges what earlier tests released
+    }
+    ~Fresh() {
+        uvSetInterruptPending(0);
+        gTrace.clear();
+    }
+};
+
+using Trace = std::vector<std::string>;
+
+TEST(Pump, WithNoHooksCommitsTwiceAndReturns) {
+    Fresh fresh;
+    sysq::CommitHookProxy* commit = sysq::addCommitDatabaseUpdateHook(&countCommit);
+    svWS_ProcessPendingEvents();
+    sysq::removeCommitDatabaseUpdatesHook(commit);
+    delete commit;  // removal leaves the proxy to its holder
+    EXPECT_EQ((Trace{"commit", "commit"}), gTrace);
+}
+
+TEST(Pump, EventCountOneCallsDispatchOneOnceAndNeverDispatch) {
+    Fresh fresh;
+    auto token = add(new ScriptedHook("h", 5));
+    svWS_ProcessPendingEvents(0, 1);
+    EXPECT_EQ((Trace{"h.one"}), gTrace);
+}
+
+TEST(Pump, OtherEventCountsDispatchUntilTheHookIsDone) {
+    Fresh fresh;
+    auto token = add(new ScriptedHook("h", 3));
+    svWS_ProcessPendingEvents(0, 3);
+    EXPECT_EQ((Trace{"h.dispatch", "h.dispatch", "h.dispatch"}), gTrace);
+    gTrace.clear();
+    auto again = add(new ScriptedHook("k", 2));
+    svWS_ProcessPendingEvents(0, -1);
+    // Every hook is dispatched in every pass; h is done at once now.
+    EXPECT_EQ((Trace{"h.dispatch", "k.dispatch", "h.dispatch", "k.dispatch"}), gTrace);
+}
+
+TEST(Pump, UnfinishedHookRunsUntilAnInterruptIsPendingAndTheInterruptStays) {
+    Fresh fresh;
+    auto* hook = new ScriptedHook("h", 1 << 30);
+    int calls = 0;
+    hook->onDispatch = [&] {
+        if (++calls == 4) uvSetInterruptPending(1);
+    };
+    auto token = add(hook);
+    svWS_ProcessPendingEvents();
+    EXPECT_EQ(4, calls);
+    EXPECT_EQ(1, uvIsInterruptPending());
+}
+
+TEST(Pump, FirstRefusalToStartVetoesTheDispatchAndEndsOnlyTheStarted) {
+    Fresh fresh;
+    auto* a = new ScriptedGuiHook("a");
+    auto* b = new ScriptedGuiHook("b");
+    b->refusals = 1;
+    auto ta = add(a);
+    auto tb = add(b);
+    svWS_ProcessPendingEvents(7);
+    EXPECT_EQ((Trace{"a.start7", "b.start7", "a.end7"}), gTrace);
+}
+
+TEST(Pump, LaterRefusalOnlyDelaysThatHook) {
+    Fresh fresh;
+    auto* a = new ScriptedGuiHook("a", 3);
+    boost::shared_ptr<void> tb;
+    ScriptedGuiHook* b = nullptr;
+    a->onDispatch = [&] {
+        if (tb) return;
+        b = new ScriptedGuiHook("b");
+        b->refusals = 1;
+        tb = add(b);
+    };
+    auto ta = add(a);
+    svWS_ProcessPendingEvents(2, -1, true);
+    EXPECT_EQ((Trace{"a.start2", "a.dispatchW", "b.start2", "a.dispatchW", "b.start2", "a.dispatchW", "b.dispatchW",
+                     "a.end2", "b.end2"}),
+              gTrace);
+}
+
+TEST(Pump, HookAddedDuringADispatchStartsAfterThatPassAndDispatchesInTheNext) {
+    Fresh fresh;
+    auto* a = new ScriptedGuiHook("a", 2);
+    boost::shared_ptr<void> tb;
+    a->onDispatch = [&] {
+        if (!tb) tb = add(new ScriptedGuiHook("b"));
+    };
+    auto ta = add(a);
+    svWS_ProcessPendingEvents(1);
+    EXPECT_EQ((Trace{"a.start1", "a.dispatch", "b.start1", "a.dispatch", "b.dispatch", "a.end1", "b.end1"}), gTrace);
+}
+
+TEST(Pump, HookReleasedBetweenPassesIsSkippedAsDoneWithRecords) {
+    Fresh fresh;
+    LogRecords log;
+    auto* a = new ScriptedGuiHook("a", 2);
+    auto ta = add(a);
+    boost::shared_ptr<void> tb = add(new ScriptedGuiHook("b", 100));
+    a->onDispatch = [&] { tb.reset(); };  // b goes away during the first pass
+    svWS_ProcessPendingEvents();
+    // b's first dispatch comes after a released it: skipped, and counted as done.
+    EXPECT_EQ((Trace{"a.start0", "b.start0", "a.dispatch", "a.dispatch", "a.end0"}), gTrace);
+    std::string const skipped = "skipping expired services::system_events::PpeGuiDispatchHook";
+    EXPECT_EQ(3, log.count(4, skipped));  // two dispatches and the end
+}
+
+TEST(Pump, FirstExceptionFromEndingReachesTheCallerAndTheSecondIsLogged) {
+    Fresh fresh;
+    LogRecords log;
+    auto* a = new ScriptedGuiHook("a");
+    auto* b = new ScriptedGuiHook("b");
+    auto* c = new ScriptedGuiHook("c");
+    a->throwOnEnd = true;
+    b->throwOnEnd = true;
+    auto ta = add(a);
+    auto tb = add(b);
+    auto tc = add(c);
+    try {
+        svWS_ProcessPendingEvents();
+        FAIL() << "no exception";
+    } catch (std::runtime_error const& e) {
+        EXPECT_STREQ("a", e.what());
+    }
+    EXPECT_EQ("c.end0", gTrace.back());  // every hook was ended
+    EXPECT_EQ(1, log.count(256, "ignoring exception during endProcessing"));
+}
+
+TEST(Pump, ExceptionFromDispatchEndsTheStartedHooksAndRestoresTheInterruptMode) {
+    Fresh fresh;
+    auto* a = new ScriptedGuiHook("a");
+    auto* b = new ScriptedGuiHook("b");
+    b->throwOnDispatch = true;
+    auto ta = add(a);
+    auto tb = add(b);
+    EXPECT_EQ(1, uvInterruptMode::current());
+    EXPECT_THROW(svWS_ProcessPendingEvents(), std::logic_error);
+    EXPECT_EQ(1, uvInterruptMode::current());
+    EXPECT_EQ((Trace{"a.start0", "b.start0", "a.dispatch", "b.dispatch", "a.end0", "b.end0"}), gTrace);
+}
+
+TEST(Pump, InterruptsDoNotThrowFromHooksDuringAPump) {
+    Fresh fresh;
+    auto* hook = new ScriptedHook("h");
+    bool threw = false;
+    hook->onDispatch = [&] {
+        uvSetInterruptPending(1);
+        try {
+            uvLongjmpIfInterruptPending();
+        } catch (...) {
+            threw = true;
+        }
+    };
+    auto token = add(hook);
+    svWS_ProcessPendingEvents();
+    EXPECT_FALSE(threw);
+    EXPECT_EQ(1, uvIsInterruptPending());
+}
+
+TEST(Pump, RecordsTheArgumentsAndTheNumberOfHooks) {
+    Fresh fresh;
+    LogRecords log;
+    auto t1 = add(new ScriptedHook("h"));
+    auto t2 = add(new ScriptedGuiHook("g"));
+    svWS_ProcessPendingEvents(5, 1, true);
+    EXPECT_EQ(1, log.count(2, " event_mask=5 event_count=1 wait_for_windows=1"));
+    EXPECT_EQ(1, log.count(4, "numHooks=2"));
+}
+
+TEST(Pump, HookTokensAreReleasedByRemoval) {
+    Fresh fresh;
+    auto token = add(new ScriptedHook("h"));
+    boost::shared_ptr<void> copy = token;
+    sysq::removeProcessPendingEventsHook(token);
+    EXPECT_FALSE(token);
+    svWS_ProcessPendingEvents();
+    EXPECT_EQ((Trace{"h.dispatch"}), gTrace);  // the copy still holds it
+    copy.reset();
+    gTrace.clear();
+    svWS_ProcessPendingEvents();
+    EXPECT_TRUE(gTrace.empty());
+}
+
+TEST(Pump, AddLeavesTheArgumentEmpty) {
+    boost::unique_ptr<PpeDispatchHook> hook(new ScriptedHook("h"));
+    auto token = sysq::addProcessPendingEventsHook(hook);
+    EXPECT_FALSE(hook);
+    EXPECT_TRUE(token);
+}
+
+TEST(Pump, UnitTestHookIsAlwaysDone) {
+    Fresh fresh;
+    auto token = sysq::addProcessPendingEventsUnitTestHook();
+    auto other = add(new ScriptedHook("h"));
+    svWS_ProcessPendingEvents();
+    EXPECT_EQ((Trace{"h.dispatch"}), gTrace);
+    sysq::removeProcessPendingEventsHook(token);
+}
+
+// ---- the condition ----
+
+class CountingCondition : public PpeCondition {
+public:
+    void notify() override { ++notifies; }
+    bool timed_wait(boost::posix_time::time_duration d) override {
+        waits.push_back(d);
+        return wakeUp;
+    }
+    std::vector<boost::posix_time::time_duration> waits;
+    int notifies = 0;
+    bool wakeUp = false;
+};
+
+boost::shared_ptr<void> addCondition(PpeCondition* c, bool replace) {
+    boost::unique_ptr<PpeCondition> owner(c);
+    boost::shared_ptr<void> token = sysq::addProcessPendingEventsHook(owner, replace);
+    owner.release();  // a refused condition stays with the caller, who owns it here
+    return token;
+}
+
+TEST(PumpCondition, OnlyReplacesALiveConditionWhenAsked) {
+    auto* first = new CountingCondition;
+    auto firstToken = addCondition(first, false);
+    ASSERT_TRUE(firstToken);
+    EXPECT_EQ(first, sysq::getCondition().get());
+
+    boost::unique_ptr<PpeCondition> second(new CountingCondition);
+    PpeCondition* secondRaw = second.get();
+    EXPECT_FALSE(sysq::addProcessPendingEventsHook(second, false));
+    EXPECT_EQ(secondRaw, second.get());  // left as it was
+    auto secondToken = sysq::addProcessPendingEventsHook(second, true);
+    EXPECT_TRUE(secondToken);
+    EXPECT_FALSE(second);
+    EXPECT_EQ(secondRaw, sysq::getCondition().get());
+    EXPECT_TRUE(firstToken);  // the first lives on, no longer waited on
+
+    secondToken.reset();
+    EXPECT_FALSE(sysq::getCondition());
+}
+
+TEST(PumpCondition, PumpWaitsOneMillisecondBetweenPassesAndNotWithout) {
+    Fresh fresh;
+    auto* condition = new CountingCondition;
+    auto conditionToken = addCondition(condition, true);
+    auto token = add(new ScriptedHook("h", 3));
+    svWS_ProcessPendingEvents();
+    ASSERT_EQ(2u, condition->waits.size());
+    EXPECT_EQ(boost::posix_time::microseconds(1000), condition->waits[0]);
+    conditionToken.reset();
+    EXPECT_FALSE(sysq::getCondition());
+}
+
+TEST(PumpCondition, WaitReturnsWhenWokenOrOnAnInterruptAfterATimeout) {
+    Fresh fresh;
+    CountingCondition c;
+    c.wakeUp = true;
+    EXPECT_TRUE(c.wait());
+    EXPECT_EQ(1u, c.waits.size());
+    EXPECT_EQ(boost::posix_time::hours(24), c.waits[0]);
+    c.wakeUp = false;
+    c.waits.clear();
+    uvSetInterruptPending(1);
+    EXPECT_TRUE(c.wait());
+    EXPECT_EQ(1u, c.waits.size());  // the interrupt is seen after the slice
+}
+
+TEST(PumpCondition, NotifyAllPassesTheWakeUpToTheRegisteredConditionOnly) {
+    auto* registered = new CountingCondition;
+    auto token = addCondition(registered, true);
+    CountingCondition other;
+    other.notify_all();
+    EXPECT_EQ(1, registered->notifies);
+    EXPECT_EQ(0, other.notifies);
+    registered->notify_all();  // itself: no recursion, no call
+    EXPECT_EQ(1, registered->notifies);
+}
+
+TEST(PumpCondition, TimedWaitUntilWaitsForTheRemainingTime) {
+    CountingCondition c;
+    auto const deadline = boost::posix_time::microsec_clock::universal_time() + boost::posix_time::seconds(10);
+    c.timed_wait_until(deadline);
+    ASSERT_EQ(1u, c.waits.size());
+    EXPECT_LE(c.waits[0], boost::posix_time::seconds(10));
+    EXPECT_GT(c.waits[0], boost::posix_time::seconds(9));
+    c.timed_wait_until(boost::posix_time::ptime(boost::posix_time::pos_infin));
+    EXPECT_TRUE(c.waits[1].is_pos_infinity());
+}
+
+TEST(PumpCondition, ConvertToSecondsLimitsAndHandlesSpecialValues) {
+    using namespace boost::posix_time;
+    EXPECT_EQ(60.0, PpeCondition::convertToSeconds(minutes(90), 60.0));
+    EXPECT_EQ(5400.0, PpeCondition::convertToSeconds(minutes(90), 1e9));
+    EXPECT_EQ(1.5, PpeCondition::convertToSeconds(milliseconds(1500), 10.0));
+    EXPECT_EQ(0.000001, PpeCondition::convertToSeconds(microseconds(1), 10.0));
+    EXPECT_EQ(7.0, PpeCondition::convertToSeconds(time_duration(pos_infin), 7.0));
+    EXPECT_EQ(0.0, PpeCondition::convertToSeconds(time_duration(neg_infin), 7.0));
+    EXPECT_EQ(0.0, PpeCondition::convertToSeconds(time_duration(not_a_date_time), 7.0));
+    EXPECT_EQ(0.0, PpeCondition::convertToSeconds(seconds(-3), 7.0));
+}
+
+} // namespace
