@@ -6,6 +6,7 @@
 #include <fd/io/streambuf_adaptor.hpp>
 #include <fd/io/uostream.hpp>
 #include <fd/log/logger.hpp>
+#include <fd/mem/manager.hpp>
 #include <fd/util/scope_guard.hpp>
 #include <gtest/gtest.h>
 
@@ -138,4 +139,39 @@ TEST(DiagnosticLogger, OffUnlessTheEnvironmentTurnsItOn) {
     EXPECT_EQ(fd::log::basic_diagnostic_logger::current_scopes(), "");
     unsetenv("FD_LOG_LEVEL");
     fd::log::basic_diagnostic_logger::reload_environment();
+}
+
+TEST(MemoryManagers, RegistryReportsTheHeapsAndTheAlignedHeapAligns) {
+    fd::mem::manager& m = fd::mem::manager::instance();
+    std::vector<std::int32_t> const ids = m.registered_ids();
+    ASSERT_GE(ids.size(), 2u);
+    EXPECT_EQ("system", m.get(ids[0])->name());
+    EXPECT_EQ("aligned", m.get(ids[1])->name());
+    EXPECT_TRUE(m.get(ids[0])->enabled());
+    EXPECT_EQ(nullptr, m.get(-12345));
+    std::size_t const alignment = fd::mem::aligned_heap::alignment();
+    ASSERT_GT(alignment, 0u);
+    EXPECT_EQ(0u, alignment & (alignment - 1));  // a power of two
+    for (std::size_t size : {0, 1, 63, 64, 4097}) {
+        void* p = m.get(ids[1])->allocate(size);
+        ASSERT_NE(nullptr, p);
+        EXPECT_EQ(0u, reinterpret_cast<std::uintptr_t>(p) % alignment) << size;
+        m.get(ids[1])->deallocate(p);
+    }
+}
+
+TEST(MemoryManagers, AddingAnExistingIdentifierIsRefused) {
+    struct Plain : fd::mem::memory_manager {
+        explicit Plain(std::int32_t id) : memory_manager(id, "plain", false) {}
+        void* allocate(std::size_t) override { return nullptr; }
+        void deallocate(void*) override {}
+    };
+    fd::mem::manager& m = fd::mem::manager::instance();
+    std::size_t const before = m.registered_ids().size();
+    EXPECT_FALSE(m.add(std::unique_ptr<fd::mem::memory_manager>(new Plain(0))));
+    EXPECT_FALSE(m.add(nullptr));
+    EXPECT_EQ(before, m.registered_ids().size());
+    EXPECT_TRUE(m.add(std::unique_ptr<fd::mem::memory_manager>(new Plain(4242))));
+    EXPECT_EQ(before + 1, m.registered_ids().size());
+    EXPECT_FALSE(m.get(4242)->enabled());
 }

@@ -12,7 +12,14 @@ namespace {
 
 std::atomic<int> gThreshold{-1};
 std::mutex gWriteMutex;
-thread_local std::vector<std::string> tScopes;
+// The open scopes as the pointers given (literals), formatted only when a
+// record is written, so that an open scope costs no allocation.
+struct ScopeEntry {
+    char const* signature;
+    char const* file;
+    int line;
+};
+thread_local std::vector<ScopeEntry> tScopes;
 std::atomic<int> gObserverThreshold{0};
 basic_diagnostic_logger::observer gObserver;  // guarded by gWriteMutex
 
@@ -53,7 +60,7 @@ std::string basic_diagnostic_logger::current_scopes() {
     std::string s;
     for (auto const& scope : tScopes) {
         if (!s.empty()) s += '/';
-        s += scope;
+        s += std::string(scope.signature) + " (" + scope.file + ":" + std::to_string(scope.line) + ")";
     }
     return s;
 }
@@ -72,13 +79,13 @@ void basic_diagnostic_logger::write(int level, std::string const& text) const {
 
 basic_diagnostic_logger::named_scope::named_scope(basic_diagnostic_logger const& logger, char const* signature,
                                                   char const* file, int line)
-    : logger_(logger), text_(std::string(signature) + " (" + file + ":" + std::to_string(line) + ")") {
-    tScopes.push_back(text_);
-    logger_.write(32, signature);
+    : logger_(logger) {
+    tScopes.push_back(ScopeEntry{signature, file, line});
+    if (logger_.enabled(32)) logger_.write(32, signature);
 }
 
 basic_diagnostic_logger::named_scope::~named_scope() {
-    logger_.write(64, "leave");
+    if (logger_.enabled(64)) logger_.write(64, "leave");
     tScopes.pop_back();
 }
 

@@ -29,7 +29,6 @@ public:
         named_scope& operator=(named_scope const&) = delete;
     private:
         basic_diagnostic_logger const& logger_;
-        std::string text_;
     };
 
     // The scopes open on the calling thread, outermost first, joined by "/".
