@@ -122,3 +122,23 @@ void clearFeatureCounts(int outCount, vxArray_tag** /*outArgs*/, int inCount, vx
     if (inCount > 0) vxm::detail::error_maxrhs();
     for (auto& entry : FeatureTable::getInstance().entries()) entry.second.callCount = 0;
 }
+
+void svListFeatures(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** /*inArgs*/) {
+    if (outCount > 1) vxm::detail::error_maxlhs();
+    if (inCount > 0) vxm::detail::error_maxrhs();
+    FeatureTable::Map& features = FeatureTable::getInstance().entries();
+    char const* fields[] = {"name", "value", "has_callback", "has_builtin", "call_count"};
+    vxArray_tag* list = vxCreateStructMatrix(1, features.size(), 5, fields);
+    size_t i = 0;
+    // A walk of the map, not look-ups: listing counts nothing.
+    for (auto const& entry : features) {
+        svFeature const& f = entry.second;
+        vxSetFieldByNumber(list, i, 0, vxCreateString(f.name));
+        vxSetFieldByNumber(list, i, 1, vxCreateDoubleScalar(f.value));
+        vxSetFieldByNumber(list, i, 2, vxCreateDoubleScalar(f.oneArgCallback != nullptr ? 1.0 : 0.0));
+        vxSetFieldByNumber(list, i, 3, vxCreateDoubleScalar(f.builtin != nullptr ? 1.0 : 0.0));
+        vxSetFieldByNumber(list, i, 4, vxCreateDoubleScalar(static_cast<double>(f.callCount)));
+        ++i;
+    }
+    outArgs[0] = list;
+}

@@ -1,9 +1,11 @@
 // The Java support level as set from the command line and lowered at start.
 #include "qzservices/state/java_support.hpp"
 #include "qzservices/io/CXStream.hpp"
+#include "qzservices/state/features.hpp"
 
 #include "msg/calyx_messages.hpp"
 #include "uv/uv.hpp"
+#include "vx/array.hpp"
 #include "vx/errors.hpp"
 
 #include <strings.h>
@@ -97,4 +99,30 @@ void svJavaNoDisplay() {
     if (!svIsStandaloneMode())
         reportAndWarn(CALYX::Java::NoWindowSystem(levelName(svJavaGetSupport())), "CALYX:SERVICES_STATE_NO_WINDOW_SYSTEM");
     svJavaSetSupport(svJavaJVM);
+}
+
+// The "useJava" feature: one text in, svJavaUse of it out as a logical. With
+// no input it does nothing and sets no output.
+void useJava(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs) {
+    if (outCount > 1) vxm::detail::error_maxlhs();
+    if (inCount > 1) vxm::detail::error_maxrhs();
+    if (inCount == 0) return;
+    std::string const what = vxArrayToStdString(inArgs[0]);
+    outArgs[0] = vxCreateLogicalScalar(svJavaUse(what.c_str()));
+}
+
+namespace {
+
+struct RegisterJavaSupportFeatures {
+    RegisterJavaSupportFeatures() { svRegisterBuiltin("useJava", 1, &useJava); }
+};
+
+} // namespace
+
+int init_registerJavaSupportFeatures(int) {
+    return services::static_manager<RegisterJavaSupportFeatures>::instance(0);
+}
+
+namespace {
+int const registeredAtLoad = init_registerJavaSupportFeatures(0);
 }

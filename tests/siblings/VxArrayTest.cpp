@@ -212,3 +212,59 @@ TEST(VxArrayText, ToStdStringOfANonCharIsAnError) {
     EXPECT_EQ(units.first, nullptr);
     EXPECT_EQ(units.second, 0u);
 }
+
+TEST(VxStruct, FieldsKeepTheirMembersWhenAFieldIsAdded) {
+    char const* names[] = {"a", "b"};
+    vxArray* s = vxCreateStructMatrix(1, 2, 2, names);
+    vxSetFieldByNumber(s, 0, 0, vxCreateDoubleScalar(1));
+    vxSetFieldByNumber(s, 1, 1, vxCreateDoubleScalar(4));
+    EXPECT_EQ(2, vxAddField(s, "c"));
+    EXPECT_EQ(-1, vxAddField(s, "a"));  // exists
+    EXPECT_EQ(3, vxGetNumberOfFields(s));
+    EXPECT_EQ(1.0, vxGetScalar(vxGetFieldByNumber(s, 0, 0)));
+    EXPECT_EQ(nullptr, vxGetFieldByNumber(s, 0, 1));
+    EXPECT_EQ(4.0, vxGetScalar(vxGetFieldByNumber(s, 1, 1)));
+    EXPECT_EQ(nullptr, vxGetFieldByNumber(s, 1, 2));
+    EXPECT_EQ(1, vxGetFieldNumber(s, "b"));
+    EXPECT_EQ(-1, vxGetFieldNumber(s, "B"));  // field names are case-sensitive
+    EXPECT_STREQ("c", vxGetFieldNameByNumber(s, 2));
+    EXPECT_EQ(nullptr, vxGetFieldNameByNumber(s, 3));
+    // Replacing a member frees the old one (the leak checker would see it otherwise).
+    vxSetFieldByNumber(s, 0, 0, vxCreateString("x"));
+    EXPECT_EQ("x", vxArrayToStdString(vxGetFieldByNumber(s, 0, 0)));
+    vxDestroyArray(s);  // and destroys every member
+}
+
+TEST(VxStruct, BadNamesAndIndicesAreRefused) {
+    char const* twice[] = {"a", "a"};
+    try {
+        vxCreateStructMatrix(1, 1, 2, twice);
+        FAIL();
+    } catch (vx::Error const& e) {
+        EXPECT_EQ("CALYX:vx:duplicateField", e.identifier());
+    }
+    vxArray* s = vxCreateStructMatrix(1, 1, 0, nullptr);
+    vxArray* v = vxCreateDoubleScalar(2);
+    EXPECT_THROW(vxSetFieldByNumber(s, 0, 0, v), vx::Error);  // no field 0
+    vxDestroyArray(v);
+    EXPECT_EQ(0, vxAddField(s, "f"));
+    EXPECT_THROW(vxSetFieldByNumber(s, 1, 0, nullptr), vx::Error);  // one element only
+    vxArray* number = vxCreateDoubleScalar(1);
+    EXPECT_EQ(-1, vxAddField(number, "f"));
+    EXPECT_EQ(0, vxGetNumberOfFields(number));
+    vxDestroyArray(number);
+    vxDestroyArray(s);
+}
+
+TEST(VxScalars, LogicalAndUint64HoldTheirValues) {
+    vxArray* t = vxCreateLogicalScalar(true);
+    vxArray* big = vxCreateUint64Scalar(18446744073709551615ULL);
+    EXPECT_EQ(vxLOGICAL_CLASS, vxGetClassID(t));
+    EXPECT_EQ(1.0, vxGetScalar(t));
+    EXPECT_EQ(vxUINT64_CLASS, vxGetClassID(big));
+    unsigned long long stored = 0;
+    std::memcpy(&stored, vxGetData(big), sizeof stored);
+    EXPECT_EQ(18446744073709551615ULL, stored);
+    vxDestroyArray(t);
+    vxDestroyArray(big);
+}

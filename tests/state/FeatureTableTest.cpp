@@ -1,6 +1,7 @@
 // The feature table: case-insensitive names, counting look-ups, duplicates,
 // and the counting built-ins.
 #include "qzservices/state/features.hpp"
+#include "qzservices/state/java_support.hpp"
 #include "support/capture.hpp"
 
 #include <gtest/gtest.h>
@@ -187,6 +188,99 @@ TEST(StaticManager, ConstructsOnceAndRegisters) {
     EXPECT_EQ(1, services::static_manager<Registrant>::instance(0));
     EXPECT_EQ(1, Registrant::constructions);
     EXPECT_EQ(4, svIsFeatureEnabled("TestStaticManager"));
+}
+
+} // namespace
+
+namespace {
+
+std::string fieldText(vxArray const* list, size_t i, int field) { return vxArrayToStdString(vxGetFieldByNumber(list, i, field)); }
+double fieldNumber(vxArray const* list, size_t i, int field) { return vxGetScalar(vxGetFieldByNumber(list, i, field)); }
+
+TEST(FeatureListing, OneStructPerFeatureInMapOrderWithoutCounting) {
+    svRegisterNoArg("TestListNoArg", 11, &noArg);
+    svRegisterFeature("testListBoth", 12, &rememberValue, &clearFeatureCounts);
+    clearCounts();
+    svIsFeatureRegistered("TestListNoArg");
+    vxArray* out[1] = {nullptr};
+    svListFeatures(1, out, 0, nullptr);
+    ArrayPtr list(out[0]);
+    ASSERT_EQ(vxSTRUCT_CLASS, vxGetClassID(list.get()));
+    ASSERT_EQ(1u, vxGetM(list.get()));
+    ASSERT_EQ(FeatureTable::getInstance().NumFeatures(), vxGetN(list.get()));
+    ASSERT_EQ(5, vxGetNumberOfFields(list.get()));
+    char const* expectedFields[] = {"name", "value", "has_callback", "has_builtin", "call_count"};
+    for (int f = 0; f < 5; ++f) EXPECT_STREQ(expectedFields[f], vxGetFieldNameByNumber(list.get(), f));
+
+    std::vector<std::string> names;
+    for (size_t i = 0; i < vxGetN(list.get()); ++i) names.push_back(fieldText(list.get(), i, 0));
+    // Case-insensitive order, whatever the order of registration.
+    EXPECT_TRUE(std::is_sorted(names.begin(), names.end(), FeatureTable::icase_less()));
+    auto at = [&](std::string const& n) { return static_cast<size_t>(std::find(names.begin(), names.end(), n) - names.begin()); };
+    EXPECT_LT(at("memmgr"), at("useJava"));
+    EXPECT_LT(at("useJava"), at("WSPPEProfileClear"));
+    EXPECT_LT(at("testListBoth"), at("TestListNoArg"));
+
+    size_t const noArgAt = at("TestListNoArg");
+    ASSERT_LT(noArgAt, names.size());
+    EXPECT_EQ(11.0, fieldNumber(list.get(), noArgAt, 1));
+    EXPECT_EQ(0.0, fieldNumber(list.get(), noArgAt, 2));  // a no-argument callback is not reported
+    EXPECT_EQ(0.0, fieldNumber(list.get(), noArgAt, 3));
+    EXPECT_EQ(1.0, fieldNumber(list.get(), noArgAt, 4));
+    size_t const bothAt = at("testListBoth");
+    EXPECT_EQ(1.0, fieldNumber(list.get(), bothAt, 2));
+    EXPECT_EQ(1.0, fieldNumber(list.get(), bothAt, 3));
+    EXPECT_EQ(0.0, fieldNumber(list.get(), bothAt, 4));
+    // Listing did not count.
+    EXPECT_EQ(1u, FeatureTable::getInstance().entries().find("TestListNoArg")->second.callCount);
+}
+
+TEST(FeatureListing, TooManyOutputsOrAnyInputIsRefusedFirst) {
+    vxArray* out[2] = {nullptr, nullptr};
+    EXPECT_EQ("CALYX:maxlhs", errorIdOf([&] { svListFeatures(2, out, 0, nullptr); }));
+    EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { svListFeatures(1, out, 1, out); }));
+    EXPECT_EQ(nullptr, out[0]);
+}
+
+TEST(MemoryManagerFeature, ReportsEachManagerAndTheAlignment) {
+    svFeature* f = svFindFeatureEntry("memmgr");
+    ASSERT_NE(nullptr, f);
+    ASSERT_NE(nullptr, f->builtin);
+    EXPECT_EQ(0, f->value);
+    vxArray* out[1] = {nullptr};
+    f->builtin(1, out, 0, nullptr);
+    ArrayPtr report(out[0]);
+    ASSERT_EQ(vxSTRUCT_CLASS, vxGetClassID(report.get()));
+    EXPECT_EQ(1u, vxGetNumberOfElements(report.get()));
+    int const system = vxGetFieldNumber(report.get(), "system");
+    int const aligned = vxGetFieldNumber(report.get(), "aligned");
+    int const alignment = vxGetFieldNumber(report.get(), "alignment");
+    ASSERT_TRUE(system >= 0 && aligned >= 0 && alignment >= 0);
+    EXPECT_EQ(alignment, vxGetNumberOfFields(report.get()) - 1);  // added last
+    EXPECT_EQ(vxLOGICAL_CLASS, vxGetClassID(vxGetFieldByNumber(report.get(), 0, system)));
+    EXPECT_EQ(1.0, vxGetScalar(vxGetFieldByNumber(report.get(), 0, system)));
+    vxArray const* a = vxGetFieldByNumber(report.get(), 0, alignment);
+    EXPECT_EQ(vxUINT64_CLASS, vxGetClassID(a));
+    EXPECT_EQ(64.0, vxGetScalar(a));
+    vxArray* in[1] = {report.get()};
+    EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { f->builtin(1, out, 1, in); }));
+}
+
+TEST(UseJavaFeature, AnswersTheLevelTestAsALogicalAndNothingWithoutInput) {
+    svFeature* f = svFindFeatureEntry("useJava");
+    ASSERT_NE(nullptr, f);
+    EXPECT_EQ(1, f->value);
+    ArrayPtr what(vxCreateString("JVM"));
+    vxArray* in[1] = {what.get()};
+    vxArray* out[1] = {nullptr};
+    f->builtin(1, out, 1, in);
+    ArrayPtr answer(out[0]);
+    ASSERT_NE(nullptr, answer);
+    EXPECT_EQ(vxLOGICAL_CLASS, vxGetClassID(answer.get()));
+    EXPECT_EQ(svJavaUse("JVM") ? 1.0 : 0.0, vxGetScalar(answer.get()));
+    out[0] = nullptr;
+    f->builtin(1, out, 0, nullptr);
+    EXPECT_EQ(nullptr, out[0]);
 }
 
 } // namespace

@@ -71,6 +71,9 @@ void featureCallCount(int outCount, vxArray_tag** outArgs, int inCount, vxArray_
 void printFeatureCounts(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 void clearFeatureCounts(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 
+// Registers "memmgr", the memory-manager report, once; called at load.
+int init_registerMemCounterFeatures(int);
+
 namespace services {
 
 // Runs T's constructor once, which makes the unit's svRegister* calls. Each

@@ -28,3 +28,9 @@ svJavaSupportLevel svNoJava();
 // Falls back to the virtual machine without window toolkits when the level is
 // AWT or above: silently in standalone mode, otherwise with a message.
 void svJavaNoDisplay();
+
+struct vxArray_tag;
+// The "useJava" feature's built-in: svJavaUse of one text, as a logical.
+void useJava(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
+// Registers "useJava" (value 1) once; called at load.
+int init_registerJavaSupportFeatures(int);

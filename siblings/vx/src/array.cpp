@@ -104,6 +104,7 @@ vxArray_tag::vxArray_tag(vxClassID classID, size_t ndim, size_t const* dims, vxC
 }
 
 vxArray_tag::~vxArray_tag() {
+    for (vxArray_tag* member : members_) delete member;
     uvFree(pr_);
     uvFree(pi_);
 }

@@ -55,7 +55,16 @@ struct vxArray_tag {
     void* real_data() const { return pr_; }
     void* imag_data() const { return pi_; }  // null for real arrays
 
+    // Structure arrays: the field names, and one owned member per element and
+    // field (element-major), null until set.
+    std::vector<std::string>& field_names() { return fieldNames_; }
+    std::vector<std::string> const& field_names() const { return fieldNames_; }
+    std::vector<vxArray_tag*>& members() { return members_; }
+    std::vector<vxArray_tag*> const& members() const { return members_; }
+
 private:
+    std::vector<std::string> fieldNames_;
+    std::vector<vxArray_tag*> members_;
     vxClassID classID_;
     std::vector<size_t> dims_;
     size_t numel_;
@@ -75,7 +84,25 @@ vxArray* vxCreateCharArray(size_t ndim, size_t const* dims);
 // A 1xN character array from text in the native encoding; "" gives 0x0 and
 // null gives null.
 vxArray* vxCreateString(char const* text);
-void vxDestroyArray(vxArray* array);  // accepts null
+void vxDestroyArray(vxArray* array);  // accepts null, destroys members too
+vxArray* vxCreateLogicalScalar(bool value);
+vxArray* vxCreateUint64Scalar(unsigned long long value);
+
+// ---- structures ----
+// An m-by-n structure array with the given fields and every member unset.
+// Raises "CALYX:vx:duplicateField" for a repeated field name.
+vxArray* vxCreateStructMatrix(size_t m, size_t n, int nfields, char const** fieldnames);
+// Adds a field (unset in every element); its number, or -1 if the array is not
+// a structure or the name exists.
+int vxAddField(vxArray* array, char const* name);
+int vxGetNumberOfFields(vxArray const* array);
+char const* vxGetFieldNameByNumber(vxArray const* array, int fieldnum);  // null out of range
+int vxGetFieldNumber(vxArray const* array, char const* name);           // -1 if none
+// Takes ownership of `value` and destroys the member it replaces. Raises
+// "CALYX:vx:indexOutOfRange" for an element or field out of range.
+void vxSetFieldByNumber(vxArray* array, size_t index, int fieldnum, vxArray* value);
+// The member, still owned by the array, or null (unset or out of range).
+vxArray* vxGetFieldByNumber(vxArray const* array, size_t index, int fieldnum);
 
 // ---- shape and class ----
 vxClassID vxGetClassID(vxArray const* array);
