@@ -29,3 +29,4 @@
 #include "qzservices/system_events/ProcessPendingEvents.hpp"
 #include "qzservices/system_events/WSPPEInstrumentation.hpp"
 #include "qzservices/system_events/update_hooks.hpp"
+#include "qzservices/io/keybrd.hpp"

@@ -1,0 +1,147 @@
+// The terminal keyboard, driven through a pseudo-terminal: a child process
+// has the pty as its standard input and reports what it decoded through a
+// pipe on its standard output.
+#include "qzservices/io/keybrd.hpp"
+#include "qzservices/io/typeahead.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <pty.h>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+struct PtyRun {
+    std::string out;
+    int exitCode = -1;
+};
+
+// Runs `body` in a child whose stdin is a new pty and whose stdout is a pipe.
+// The child writes "R" when it is ready for input; `input` is then typed.
+PtyRun runOnPty(char const* term, std::string const& input, std::function<void()> const& body) {
+    int pipeFds[2];
+    if (pipe(pipeFds) != 0) return {};
+    int master = -1;
+    pid_t pid = forkpty(&master, nullptr, nullptr, nullptr);
+    if (pid == 0) {
+        close(pipeFds[0]);
+        if (term) setenv("TERM", term, 1);
+        else unsetenv("TERM");
+        dup2(pipeFds[1], 1);
+        close(pipeFds[1]);
+        body();
+        std::fflush(stdout);
+        _exit(0);
+    }
+    close(pipeFds[1]);
+    PtyRun run;
+    char buffer[256];
+    ssize_t n;
+    bool typed = false;
+    while ((n = read(pipeFds[0], buffer, sizeof buffer)) > 0) {
+        run.out.append(buffer, static_cast<size_t>(n));
+        if (!typed && run.out.find('R') != std::string::npos) {
+            typed = true;
+            if (!input.empty()) (void)!write(master, input.data(), input.size());
+        }
+    }
+    close(pipeFds[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    close(master);
+    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return run;
+}
+
+// Sets non-canonical mode, says ready, then decodes `keys` keys, printing
+// each code in brackets.
+std::function<void()> decodeKeys(int keys) {
+    return [keys] {
+        ioSetNonCanonicalMode();
+        std::fputs("R", stdout);
+        std::fflush(stdout);
+        for (int i = 0; i < keys; ++i) std::printf("[%d]", ioGetCharNoEcho(true, false));
+    };
+}
+
+TEST(TerminalKeyboard, PlainKeysAndKnownSequencesBecomeSingleCodes) {
+    PtyRun run = runOnPty("xterm", "a\x1b[A\x1bOA\x1b[5~\x1b[1;5D", decodeKeys(5));
+    EXPECT_EQ(0, run.exitCode);
+    // xterm's own up arrow (ESC O A) and the built-in ESC [ A both give 259.
+    EXPECT_EQ("R[97][259][259][339][507]", run.out);
+}
+
+TEST(TerminalKeyboard, UnknownSequenceGivesItsFirstCharacterAndTheRestAfter) {
+    PtyRun run = runOnPty("xterm", "\x1bxy", decodeKeys(3));
+    EXPECT_EQ("R[27][120][121]", run.out);
+}
+
+TEST(TerminalKeyboard, BrokenSequenceIsGivenBackInOrder) {
+    // ESC [ 1 ; 5 begins known sequences; "z" ends the hope.
+    PtyRun run = runOnPty("xterm", "\x1b[1;5zq", decodeKeys(6));
+    EXPECT_EQ("R[27][91][49][59][53][122]", run.out);
+}
+
+TEST(TerminalKeyboard, WithoutTermTheVt100DescriptionServes) {
+    PtyRun run = runOnPty(nullptr, "\x1b[B\x7f", decodeKeys(2));
+    EXPECT_EQ(0, run.exitCode);
+    EXPECT_EQ("R[258][263]", run.out);
+}
+
+TEST(TerminalKeyboard, UnknownTerminalFallsBackToVt100) {
+    PtyRun run = runOnPty("no-such-terminal-type", "\x1b[C", decodeKeys(1));
+    EXPECT_EQ(0, run.exitCode);
+    EXPECT_EQ("R[261]", run.out);
+}
+
+TEST(TerminalKeyboard, ModesKeypadAndBackspaceOutput) {
+    PtyRun run = runOnPty("xterm", "", [] {
+        std::printf("P%d", svGetPristineTTY() != nullptr ? 1 : 0);
+        ioSetupLineProtocol();  // non-canonical, keypad on
+        termios now;
+        tcgetattr(0, &now);
+        std::printf("|C%d L%d|", (now.c_lflag & ICANON) ? 1 : 0, ioGetLineProtocol());
+        ioSetNonCanonicalMode();  // a second time: the tables stay as built
+        ioBackspace(0);
+        std::fputs("|", stdout);
+        ioBackspace(2);
+        std::fputs("|", stdout);
+        ioResetLineProtocol();  // canonical again, keypad off
+        tcgetattr(0, &now);
+        std::printf("|C%d L%d|", (now.c_lflag & ICANON) ? 1 : 0, ioGetLineProtocol());
+        ioResetLineProtocol();  // already canonical: only the keypad goes off again
+        std::fputs("R", stdout);
+    });
+    EXPECT_EQ(0, run.exitCode);
+    // xterm: smkx ESC [ ? 1 h ESC =, rmkx ESC [ ? 1 l ESC >, le is ^H.
+    std::string const smkx = "\x1b[?1h\x1b=";
+    std::string const rmkx = "\x1b[?1l\x1b>";
+    EXPECT_EQ("P1" + smkx + "|C0 L0||\b\b|" + rmkx + "|C1 L1|" + rmkx + "R", run.out);
+}
+
+TEST(TerminalKeyboard, InputThatIsNoTerminalPassesThrough) {
+    int fds[2];
+    ASSERT_EQ(0, pipe(fds));
+    (void)!write(fds[1], "\x1b[A", 3);
+    close(fds[1]);
+    pid_t pid = fork();
+    if (pid == 0) {
+        dup2(fds[0], 0);
+        int const codes[3] = {ioGetCharNoEcho(true, false), ioGetCharNoEcho(true, false), ioGetCharNoEcho(true, false)};
+        bool const ok = svGetPristineTTY() == nullptr && !ioIsKeyboard() && codes[0] == 27 && codes[1] == '[' &&
+                        codes[2] == 'A';
+        _exit(ok ? 0 : 1);
+    }
+    close(fds[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(0, WEXITSTATUS(status));
+}
+
+} // namespace
