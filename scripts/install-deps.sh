@@ -11,6 +11,10 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   tmux
 )
+# The fuzz targets need clang and its libFuzzer runtime.
+if [ "${1:-}" = "fuzz" ]; then
+  packages+=(clang)
+fi
 
 missing=()
 for p in "${packages[@]}"; do
