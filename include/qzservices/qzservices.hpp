@@ -1,5 +1,12 @@
 // Everything a host of the services library uses.
 #pragma once
+#include "qzservices/cx_thread_request/CallbackQueue.hpp"
+#include "qzservices/cx_thread_request/ClientRegistry.hpp"
+#include "qzservices/cx_thread_request/mt_callback.hpp"
+#include "qzservices/eventqueue/UserEventQueue.hpp"
+#include "qzservices/eventqueue/UserEventQueueBlockedException.hpp"
+#include "qzservices/eventqueue/UserEventQueueImpl.hpp"
+#include "qzservices/eventqueue/UserEventRecord.hpp"
 #include "qzservices/io/ActiveCmdWinSinkProxy.hpp"
 #include "qzservices/io/CXNoOutputSink.hpp"
 #include "qzservices/io/CXSink.hpp"
@@ -26,7 +33,9 @@
 #include "qzservices/state/java_support.hpp"
 #include "qzservices/state/session_modes.hpp"
 #include "qzservices/state/features.hpp"
+#include "qzservices/system_events/PostUserEvent.hpp"
 #include "qzservices/system_events/ProcessPendingEvents.hpp"
+#include "qzservices/system_events/QZEvent.hpp"
 #include "qzservices/system_events/WSPPEInstrumentation.hpp"
 #include "qzservices/system_events/update_hooks.hpp"
 #include "qzservices/io/keybrd.hpp"

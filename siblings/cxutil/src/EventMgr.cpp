@@ -73,6 +73,10 @@ void EventMgr::publish(boost::shared_ptr<BaseEvent> const& event, void const* /*
     for (auto const& s : targets) (*s)(*event);
 }
 
+void EventMgr::post(BaseEvent const& event, int /*flags*/) {
+    publish(boost::shared_ptr<BaseEvent>(event.clone()), nullptr);
+}
+
 bool EventMgr::hasSubscribers(std::string const& eventTypeName) const {
     boost::shared_ptr<Signal> s = impl_->find(eventTypeName);
     return s && !s->empty();

@@ -33,3 +33,8 @@ void uvLongjmpIfInterruptPending() {
     if (!gEnabled.load() || tInterruptMode == 0) return;
     if (gPending.exchange(0)) throw Orrery::System::InterruptException(true);  // a pending interrupt is a ctrl-C
 }
+
+void uvInterruptState::ThrowIfInterruptPending() {
+    if (!gEnabled.load()) return;
+    if (gPending.exchange(0)) throw Orrery::System::InterruptException(true);
+}

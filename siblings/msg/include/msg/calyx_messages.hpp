@@ -47,6 +47,10 @@ QZ_MSG_CLASS1("CALYX:Java", NoWindowSystem)
 
 namespace services {
 QZ_MSG_CLASS0("CALYX:services", filenameTooLong)
+QZ_MSG_CLASS1("CALYX:services", UserEventQueueBadFileDescriptor)
+QZ_MSG_CLASS1("CALYX:services", UserEventQueueFileDescriptorCloseFailed)
+QZ_MSG_CLASS1("CALYX:services", UserEventQueuePipeCreationFailed)
+QZ_MSG_CLASS1("CALYX:services", UserEventQueueReadFailed)
 } // namespace services
 
 } // namespace CALYX

@@ -69,6 +69,16 @@ unsigned long long uvPERFtic();
 double uvPERFtoc(bool restart, unsigned long long stamp, double speed);
 double uvGetPERFspeed();  // stamp units per second
 
+// The interrupt state as a class, for newer code.
+class uvInterruptState {
+public:
+    // Does not return when an interrupt is pending and enabled: clears the
+    // pending flag and throws Orrery::System::InterruptException (from a
+    // ctrl-C). Unlike uvLongjmpIfInterruptPending it acts in either interrupt
+    // mode: callers use it exactly where they want to be left.
+    static void ThrowIfInterruptPending();
+};
+
 // Does not return when an interrupt is pending and enabled (and the interrupt
 // mode is 1): clears the pending
 // flag and throws Orrery::System::InterruptException. Otherwise returns.

@@ -40,6 +40,10 @@ public:
     // `source` is opaque and passed to nobody; it names the publisher for diagnostics.
     void publish(boost::shared_ptr<BaseEvent> const& event, void const* source = nullptr);
 
+    // Publishes a heap copy of `event` (by its clone()). The flags are the
+    // host's delivery options; this stand-in delivers at once, whatever they say.
+    void post(BaseEvent const& event, int flags);
+
     // Cheap test for publishers that would otherwise build an event for nobody.
     bool hasSubscribers(std::string const& eventTypeName) const;
     size_t subscriberCount(std::string const& eventTypeName) const;

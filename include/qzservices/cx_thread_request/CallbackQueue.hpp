@@ -1,0 +1,49 @@
+// The requests of the main-thread callback service, first in, first out.
+// Any thread appends; only the main thread takes them out and runs them.
+// Its lock covers one deque operation and nothing else.
+#pragma once
+#include <uv/CriticalSection.hpp>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+
+namespace services { namespace cx_thread_request {
+
+// One request, allocated with malloc by the poster and freed with free by the server.
+struct queue_entry {
+    std::uint32_t client;
+    int (*callback)(void*);  // its result is ignored
+    void* argument;
+};
+
+class CallbackQueue {
+public:
+    // Registers the feature "ThreadServiceRequest" (so there is one queue).
+    CallbackQueue();
+    // Frees the requests that were never taken.
+    ~CallbackQueue();
+    CallbackQueue(CallbackQueue const&) = delete;
+    CallbackQueue& operator=(CallbackQueue const&) = delete;
+
+    void CallbackAdd(unsigned int token, int (*callback)(void*), void* argument);
+    void queue_push(unsigned int token, int (*callback)(void*), void* argument);
+    // The first request, now the caller's to free, or null if there is none.
+    queue_entry* queue_pop();
+    // Takes requests until the queue is empty, and runs each one, under the
+    // registry's lock, if its client is still registered. The argument is not
+    // used. One server at a time: the main thread.
+    void serviceCallbackRequests(int unused);
+
+    // Read without the lock, as the server does.
+    bool empty() const { return size_.load(std::memory_order_acquire) == 0; }
+
+private:
+    std::deque<queue_entry*> queue_;
+    Orrery::System::CriticalSection_DEPRECATED lock_;
+    // The deque's size, readable without the lock.
+    std::atomic<std::size_t> size_;
+};
+
+}} // namespace services::cx_thread_request

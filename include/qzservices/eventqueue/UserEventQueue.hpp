@@ -1,0 +1,47 @@
+// The process-wide queue by which any thread hands an event to the thread
+// that runs the event loop. A handle: each operation forwards to the
+// implementation (see UserEventQueueImpl.hpp for the contract of each).
+//
+// The event loop calls getNextEventOrBlock() or flushEventsOrBlock() in a
+// loop; the read end of the wake pipe is one of the watched descriptors, with
+// the handler ReadPipe, so queued events run among the other descriptors'.
+#pragma once
+#include "qzservices/eventqueue/UserEventQueueBlockedException.hpp"
+#include "qzservices/eventqueue/UserEventQueueImpl.hpp"
+#include "qzservices/eventqueue/UserEventRecord.hpp"
+
+namespace eventqueue {
+
+class UserEventQueue {
+public:
+    // The one queue, made with its pipe on the first call and never destroyed.
+    static UserEventQueue* getInstance();
+
+    int getReadFd() const { return impl_->getReadFd(); }
+    int getWriteFd() const { return impl_->getWriteFd(); }
+    double getTimer() const { return impl_->getTimer(); }
+    void setTimer(double seconds) { impl_->setTimer(seconds); }
+    UserEventInputHandler addInput(int fd, UserEventInputHandler handler) { return impl_->addInput(fd, handler); }
+    UserEventInputHandler removeInput(int fd) { return impl_->removeInput(fd); }
+    int getNextEventOrBlock() { return impl_->getNextEventOrBlock(); }
+    int flushEventsOrBlock() { return impl_->flushEventsOrBlock(); }
+    bool eventPending() { return impl_->eventPending(0.0); }
+    bool waitForEvent(double seconds) { return impl_->waitForEvent(seconds); }
+    void push(UserEventRecord const& record) { impl_->push(record); }
+    UserEventRecord pop() { return impl_->pop(); }
+    void flush() { impl_->flush(); }
+
+    // The implementation, for what only it offers (the timer's two fields).
+    UserEventQueueImpl* getImpl() const { return impl_; }
+
+private:
+    UserEventQueue();
+    ~UserEventQueue() = delete;  // never destroyed
+    UserEventQueueImpl* impl_;
+};
+
+// The handler of the read end: flush() when told to flush, otherwise pop()
+// with the record dropped. The descriptor is not used; always true.
+bool ReadPipe(int fd, bool flush);
+
+} // namespace eventqueue

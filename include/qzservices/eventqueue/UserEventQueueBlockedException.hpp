@@ -1,0 +1,22 @@
+// What a poster meets when the wake byte cannot be written: the pipe stayed
+// full for about a second, or the write failed otherwise. Thrown by pointer:
+// the catcher receives a UserEventQueueBlockedException* and deletes it.
+#pragma once
+#include <string>
+
+namespace eventqueue {
+
+class UserEventQueueBlockedException {
+public:
+    UserEventQueueBlockedException();
+    virtual ~UserEventQueueBlockedException();
+    // The addresses of the identifier and of the text; both are empty strings.
+    virtual std::string const* GetID() const;
+    virtual std::string const* GetMessageTxt() const;
+
+private:
+    std::string id_;
+    std::string messageTxt_;
+};
+
+} // namespace eventqueue

@@ -1,0 +1,26 @@
+// Posting to the front end: a user event through the host's posting function,
+// and the request to hide the splash screen through the event manager.
+#pragma once
+#include <cxutil/eventmgr/BaseEvent.hpp>
+
+// Calls the posting function that the host installed with svSetWS_EventFcns
+// and returns its result; then signals the QZEvent, whatever that result was.
+// From any thread.
+bool svWS_PostUserEvent(int eventId, long data);
+
+// Posts a HideSplashScreenEvent; its subscribers do the hiding.
+void svWS_HideSplashScreen();
+
+namespace services { namespace ui {
+
+class HideSplashScreenEvent : public cxutil::eventmgr::BaseEvent {
+public:
+    static char const* staticTypeName() { return "HideSplashScreenEvent"; }
+    HideSplashScreenEvent();
+    // Builds the type list anew; there is nothing else to copy.
+    HideSplashScreenEvent(HideSplashScreenEvent const& other);
+    ~HideSplashScreenEvent() override;
+    cxutil::eventmgr::BaseEvent* clone() const override;
+};
+
+}} // namespace services::ui

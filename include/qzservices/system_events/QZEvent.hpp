@@ -1,0 +1,30 @@
+// A process-wide one-shot signal by which a waiting thread learns that a user
+// event was posted. svWS_PostUserEvent is the only setter; a waiter (outside
+// this library) waits on `condition` with `mutex` held and clears `signalled`
+// itself.
+#pragma once
+#include <boost/shared_ptr.hpp>
+#include <boost/thread/condition_variable.hpp>
+#include <boost/thread/mutex.hpp>
+
+namespace services {
+
+class QZEvent {
+public:
+    QZEvent() : signalled(false) {}
+    QZEvent(QZEvent const&) = delete;
+    QZEvent& operator=(QZEvent const&) = delete;
+
+    // Sets the flag and wakes one waiter.
+    void signal();
+
+    bool signalled;  // guarded by mutex
+    boost::mutex mutex;
+    boost::condition_variable_any condition;
+};
+
+} // namespace services
+
+// The one instance, made on the first call (from any thread). If making it
+// throws, the next call tries again.
+boost::shared_ptr<services::QZEvent> getUserEventQueueEvent();
