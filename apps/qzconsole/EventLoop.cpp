@@ -5,6 +5,7 @@
 #include <qzservices/io/callbacks.hpp>
 #include <qzservices/state/features.hpp>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -103,8 +104,15 @@ int createUserEvent(void (*handler)(long)) {
 bool postUserEvent(int kind, long data) { return post(kind, data); }
 
 void installEventLoop() {
+    // A closed standard input is the end of input. Looked at before the
+    // queue makes its pipe, which would otherwise take descriptor 0.
+    bool const haveInput = ::fcntl(0, F_GETFD) != -1;
     eventqueue::UserEventQueue* q = eventqueue::UserEventQueue::getInstance();
-    q->addInput(0, &onStandardInput);
+    if (haveInput && q->getReadFd() != 0 && q->getWriteFd() != 0) {
+        q->addInput(0, &onStandardInput);
+    } else {
+        gEndOfInput = true;
+    }
     svSetWS_EventFcns(&postUserEvent, &createUserEvent, nullptr, nullptr);
     mtInitializeCallbackServiceFromEventLoop(&createCallbackEvent, &postCallbackEvent);
     // Callbacks from other threads run both while the prompt stands and

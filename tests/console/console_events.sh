@@ -27,6 +27,10 @@ out=$(printf 'feature ThreadServiceRequest 0\ndemo-events 50\n' | "$console")
 echo "$out" | grep -qx 'demo-events run 1: 50 posted of each; 50 events and 0 callbacks ran (posting finished)' ||
     fail "with the service off: $out"
 
+# A closed standard input ends the session at once.
+out=$(timeout 10 "$console" <&-)
+[ $? = 0 ] && [ -z "$out" ] || fail "closed input: $out"
+
 # Bad counts are refused.
 out=$(printf 'demo-events -3\ndemo-events x\n' | "$console" 2>&1)
 [ "$(echo "$out" | grep -c '^Error: demo-events takes a count')" = 2 ] || fail "bad counts: $out"
