@@ -1,4 +1,5 @@
 #include "Commands.hpp"
+#include "DemoEvents.hpp"
 
 #include <qzservices/io/more.hpp>
 #include <qzservices/qzservices.hpp>
@@ -120,6 +121,17 @@ void features() {
     }
 }
 
+// demo-events [N]: N events and N callbacks from another thread; no count
+// reports the current run.
+void demo(std::vector<std::string> const& w) {
+    if (w.size() > 2) vxErrMsgId("qzconsole:demo", "Use: demo-events [N]");
+    if (w.size() == 1) return demoEvents(-1);
+    double n = 0;
+    if (!parseNumber(w[1], n) || n < 0 || n > 1e8 || n != static_cast<long>(n))
+        vxErrMsgId("qzconsole:demo", "demo-events takes a count from 0 to 100000000.");
+    demoEvents(static_cast<long>(n));
+}
+
 void help() {
     uvPuts("  more            show the page length\n"
            "  more on|off     switch paging\n"
@@ -128,6 +140,7 @@ void help() {
            "  echo TEXT       print TEXT\n"
            "  feature NAME [VALUE]  read or set a feature\n"
            "  features        list the feature table\n"
+           "  demo-events [N] post N events and N callbacks from another thread\n"
            "  clc             clear the screen\n"
            "  exit, quit      leave\n");
 }
@@ -145,6 +158,7 @@ Outcome runCommand(std::string const& line) {
         else if (w[0] == "help") help();
         else if (w[0] == "feature") feature(w);
         else if (w[0] == "features") features();
+        else if (w[0] == "demo-events") demo(w);
         else if (w[0] == "clc") cxutil::eventmgr::EventMgr::instance()->publish(boost::make_shared<services::io::CLCEvent>());
         else uvPrintf("Unknown command \"%s\". Type help for the list.\n", w[0].c_str());
     } catch (vx::Error const& e) {

@@ -2,8 +2,13 @@
 // It installs a command-window sink of its own, fills the callback table,
 // starts as a host given the word "nodesktop" would, takes the window size from
 // the terminal, and runs a small command language whose output takes the
-// library's whole road: proxy, taps and "--more--" paging.
+// library's whole road: proxy, taps and "--more--" paging. It waits for input
+// in the library's user event queue, so that events and callbacks posted by
+// other threads run while the prompt stands; callbacks also run between
+// statements.
 #include "Commands.hpp"
+#include "DemoEvents.hpp"
+#include "EventLoop.hpp"
 #include "Terminal.hpp"
 #include "TerminalSink.hpp"
 
@@ -34,6 +39,15 @@ void configureHost(int argc, char** argv) {
 
     ioUpdateWindowSize();
     qzconsole::installInterruptHandler();
+    qzconsole::installEventLoop();
+    qzconsole::installDemoEvents();
+}
+
+// Ends a command (or a wait) that a "q" at the more prompt or a ctrl-C left.
+void clearInterrupt(Orrery::System::InterruptException const& e) {
+    uvSetInterruptPending(0);
+    services::io::setStopPrintingFlag(false);
+    if (e.isFromCtrlC()) services::io::CmdWinSinkHandle::ctrlCProcessed();
 }
 
 } // namespace
@@ -52,19 +66,34 @@ int main(int argc, char** argv) {
         ioUpdateWindowSize();
         if (interactive) uvPuts(services::PromptHolder::getString()), uvPuts(" ");
         ioFlush();
-        if (!std::getline(std::cin, line)) break;
+        try {
+            if (!qzconsole::readLine(line)) break;
+        } catch (Orrery::System::InterruptException const& e) {
+            // ctrl-C at the prompt drops the line and asks again.
+            clearInterrupt(e);
+            uvPuts("\n");
+            continue;
+        }
         services::io::resetMoreCount();
         try {
             if (qzconsole::runCommand(line) == qzconsole::Outcome::Exit) break;
+            // Between statements: what other threads asked of this one.
+            mtServiceCallbackRequestsInterlaced();
         } catch (Orrery::System::InterruptException const& e) {
             // "q" at the more prompt, or ctrl-C: the command ends, the session goes on.
-            uvSetInterruptPending(0);
-            services::io::setStopPrintingFlag(false);
-            if (e.isFromCtrlC()) services::io::CmdWinSinkHandle::ctrlCProcessed();
+            clearInterrupt(e);
         }
         CXStream::CXOut.clear();
         CXStream::CXErr.clear();
         ioFlush();
+    }
+    // Whatever the demo thread posted still runs before the console goes.
+    qzconsole::finishDemoEvents();
+    try {
+        qzconsole::runPendingEvents();
+        mtServiceCallbackRequestsInterlaced();
+    } catch (Orrery::System::InterruptException const& e) {
+        clearInterrupt(e);
     }
     if (interactive) uvPuts("\n");
     ioFlush();

@@ -7,6 +7,7 @@
 #include "qzservices/eventqueue/UserEventQueueBlockedException.hpp"
 #include "qzservices/eventqueue/UserEventQueueImpl.hpp"
 #include "qzservices/eventqueue/UserEventRecord.hpp"
+#include "qzservices/eventqueue/UserEventRecordQueue.hpp"
 #include "qzservices/io/ActiveCmdWinSinkProxy.hpp"
 #include "qzservices/io/CXNoOutputSink.hpp"
 #include "qzservices/io/CXSink.hpp"

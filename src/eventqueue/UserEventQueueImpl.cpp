@@ -23,6 +23,8 @@ namespace eventqueue {
 namespace {
 
 char const kWakeByte = 'E';
+// Records a drained flush queue may keep in its ring (about 1.5 MB).
+std::size_t const kKeptRecords = 65536;
 
 // A double as an int the way the processor's truncating conversion gives it:
 // anything an int cannot hold (NaN and the infinities included) becomes
@@ -268,6 +270,9 @@ void UserEventQueueImpl::flush() {
         flushQueue_.pop_front();
         record.dispatchEvent();
     }
+    // A burst's ring goes back to the allocator; an ordinary one is kept for
+    // the next swap.
+    flushQueue_.releaseIfLargerThan(kKeptRecords);
 }
 
 } // namespace eventqueue

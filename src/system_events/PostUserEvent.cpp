@@ -6,7 +6,6 @@
 
 #include <boost/make_shared.hpp>
 #include <boost/thread/lock_guard.hpp>
-#include <boost/thread/once.hpp>
 
 namespace services {
 
@@ -18,20 +17,12 @@ void QZEvent::signal() {
 
 } // namespace services
 
-namespace {
-
-boost::once_flag gQZEventOnce = BOOST_ONCE_INIT;
-// Static storage; filled once. A throw while making it leaves the once-flag
-// unset, so the next call tries again.
-boost::shared_ptr<services::QZEvent> gQZEvent;
-
-void makeQZEvent() { gQZEvent = boost::make_shared<services::QZEvent>(); }
-
-} // namespace
-
 boost::shared_ptr<services::QZEvent> getUserEventQueueEvent() {
-    boost::call_once(gQZEventOnce, &makeQZEvent);
-    return gQZEvent;
+    // Made on the first call under the compiler's once-guard (which, unlike
+    // boost::call_once, ThreadSanitizer sees); a throw while making it leaves
+    // the guard open, so the next call tries again.
+    static boost::shared_ptr<services::QZEvent> const instance = boost::make_shared<services::QZEvent>();
+    return instance;
 }
 
 bool svWS_PostUserEvent(int eventId, long data) {

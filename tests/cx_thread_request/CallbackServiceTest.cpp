@@ -182,18 +182,6 @@ TEST_F(CallbackService, ValueZeroKeepsWhatIsQueuedUntilAPlaceIsOn) {
     mtCallbackRemoveClient(token);
 }
 
-TEST_F(CallbackService, TheFeatureRecordSwitchesThePlaces) {
-    svFeature* f = svFindFeatureEntry("threadservicerequest");
-    ASSERT_NE(f, nullptr);
-    ASSERT_NE(f->oneArgCallback, nullptr);
-    f->oneArgCallback(2);
-    EXPECT_FALSE(threadServiceOnLineNo);
-    EXPECT_TRUE(threadServiceOnIdle);
-    f->oneArgCallback(5);  // bit 0 only: higher bits mean nothing
-    EXPECT_TRUE(threadServiceOnLineNo);
-    EXPECT_FALSE(threadServiceOnIdle);
-}
-
 // ---- clients ----
 
 TEST_F(CallbackService, RequestsRunInPostingOrderAcrossClients) {

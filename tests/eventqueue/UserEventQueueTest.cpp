@@ -119,15 +119,6 @@ TEST_F(QueueTest, PopReturnsTheRecordItDispatched) {
     EXPECT_EQ(seenTags(), (std::vector<std::uint64_t>{41}));
 }
 
-TEST_F(QueueTest, ReadPipeIgnoresItsDescriptorAndReportsTrue) {
-    q->push(taggedRecord(1));
-    q->push(taggedRecord(2));
-    EXPECT_TRUE(ReadPipe(-5, false));
-    EXPECT_EQ(seenTags(), (std::vector<std::uint64_t>{1}));
-    EXPECT_TRUE(ReadPipe(12345, true));
-    EXPECT_EQ(seenTags(), (std::vector<std::uint64_t>{1, 2}));
-}
-
 TEST_F(QueueTest, HandlerMayPushAndTheNextWaitRunsIt) {
     q->push(taggedRecord(1, &pushingHandler));
     EXPECT_EQ(q->flushEventsOrBlock(), 1);
@@ -242,13 +233,6 @@ TEST_F(QueueTest, TimerOfWholeAndFractionalSecondsReadsBack) {
     q->setTimer(0.0);  // a zero timeout is a poll, and reads as -1.0
     EXPECT_EQ(q->getImpl()->getTimerSec(), 0);
     EXPECT_EQ(q->getTimer(), -1.0);
-}
-
-TEST_F(QueueTest, TwoFieldTimerIsStoredAsGiven) {
-    q->getImpl()->setTimer(4, 123);
-    EXPECT_EQ(q->getImpl()->getTimerSec(), 4);
-    EXPECT_EQ(q->getImpl()->getTimerUSec(), 123);
-    EXPECT_DOUBLE_EQ(q->getTimer(), 4.000123);
 }
 
 TEST_F(QueueTest, NegativeTimerMeansNoLimit) {

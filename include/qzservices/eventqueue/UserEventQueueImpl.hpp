@@ -10,10 +10,10 @@
 // the mutex does not cover. Handlers run without the mutex, so they may push.
 #pragma once
 #include "qzservices/eventqueue/UserEventRecord.hpp"
+#include "qzservices/eventqueue/UserEventRecordQueue.hpp"
 
 #include <boost/thread/mutex.hpp>
 
-#include <deque>
 #include <map>
 
 namespace eventqueue {
@@ -86,8 +86,8 @@ private:
     int readFd_;
     int writeFd_;
     std::map<int, UserEventInputHandler> inputs_;
-    std::deque<UserEventRecord> queue_;
-    std::deque<UserEventRecord> flushQueue_;
+    UserEventRecordQueue queue_;
+    UserEventRecordQueue flushQueue_;
     int timerSec_;
     int timerUSec_;
     boost::mutex mutex_;

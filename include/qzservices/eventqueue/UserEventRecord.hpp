@@ -14,17 +14,25 @@ class UserEventRecord {
 public:
     typedef void (*Handler)(void*);
 
-    UserEventRecord();                                // all three words zero
-    explicit UserEventRecord(UserEventData const& data);  // the data, no handler
-    UserEventRecord(UserEventRecord const& other);
-    UserEventRecord& operator=(UserEventRecord const& other);
+    UserEventRecord() : data_{{0, 0}}, handler_(nullptr) {}  // all three words zero
+    explicit UserEventRecord(UserEventData const& data) : data_(data), handler_(nullptr) {}  // no handler yet
+    // Inline: records are copied on every push and dispatch.
+    UserEventRecord(UserEventRecord const& other) : data_(other.data_), handler_(other.handler_) {}
+    UserEventRecord& operator=(UserEventRecord const& other) {
+        if (this == &other) return *this;
+        data_ = other.data_;
+        handler_ = other.handler_;
+        return *this;
+    }
 
     // The address of this record's own data words; never null.
     UserEventData const* getEvent() const { return &data_; }
     void setEventHandler(Handler handler) { handler_ = handler; }
     Handler getEventHandler() const { return handler_; }
-    // Calls the handler, if any, with getEvent().
-    void dispatchEvent() const;
+    // Calls the handler, if any, with getEvent(): the words of this record.
+    void dispatchEvent() const {
+        if (handler_ != nullptr) handler_(const_cast<UserEventData*>(&data_));
+    }
 
     // Identity, not content: true only for the same record. Intended: two
     // distinct records never compare equal, even with equal contents.

@@ -1,0 +1,30 @@
+// The console's event loop: the library's user event queue, with standard
+// input as one of its watched descriptors. Posted user events and callbacks
+// from other threads run while the console waits for a line.
+#pragma once
+#include <string>
+
+namespace qzconsole {
+
+// Watches standard input, gives the library the loop's event functions
+// (svSetWS_EventFcns and the callback service) and turns both places of the
+// callback service on. Main thread, once, before any other thread starts.
+void installEventLoop();
+
+// A new kind of user event whose handler takes a long; its number for postEvent.
+int createUserEvent(void (*handler)(long));
+// Posts one event of a kind; false for an unknown kind or a queue that refused it.
+bool postUserEvent(int kind, long data);
+
+// Waits for one line of standard input (without its line feed), running the
+// events that arrive meanwhile. False at the end of input. A ctrl-C while
+// waiting throws the interrupt exception and drops what was read of the line.
+bool readLine(std::string& line);
+
+// True while readLine waits, that is, while the prompt stands.
+bool waitingForInput();
+
+// Runs what is queued now, without waiting for input.
+void runPendingEvents();
+
+} // namespace qzconsole
