@@ -1,5 +1,9 @@
 // Everything a host of the services library uses.
 #pragma once
+#include "qzservices/display/ioPrintArray.hpp"
+#include "qzservices/display/number_formats.hpp"
+#include "qzservices/display/settings.hpp"
+#include "qzservices/display/sizes.hpp"
 #include "qzservices/io/ActiveCmdWinSinkProxy.hpp"
 #include "qzservices/io/CXNoOutputSink.hpp"
 #include "qzservices/io/CXSink.hpp"

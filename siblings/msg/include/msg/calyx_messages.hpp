@@ -49,6 +49,8 @@ QZ_MSG_CLASS1("CALYX:Java", NoWindowSystem)
 
 namespace services {
 QZ_MSG_CLASS0("CALYX:services", filenameTooLong)
+QZ_MSG_CLASS1("CALYX:services", invalidPrintFormat)
+QZ_MSG_CLASS1("CALYX:services", printerUnavailable)
 } // namespace services
 
 } // namespace CALYX
