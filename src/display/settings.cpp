@@ -33,4 +33,9 @@ void ioSupressName() { display_state::showNameFlag = 0; }
 
 void ioSetArrayNameCallback(char const* (*callback)(vxArray_tag const*)) { arrayNameCallback = callback; }
 
-char const* ioGetArrayName(vxArray_tag const* array) { return arrayNameCallback(array); }
+// Without a callback there is no name to give: a clear error rather than a
+// call through null.
+char const* ioGetArrayName(vxArray_tag const* array) {
+    if (arrayNameCallback == nullptr) vxErrMsgId(CALYX::services::noArrayNameCallback());
+    return arrayNameCallback(array);
+}

@@ -43,6 +43,9 @@ TEST_F(DisplayHeading, CompactFormIsTheNullName) {
 }
 
 TEST_F(DisplayHeading, OneArgumentFormsAskTheNameCallback) {
+    ArrayPtr b = doubles({{1}});
+    ioSetArrayNameCallback(nullptr);
+    EXPECT_THROW(ioPrintArray(b.get()), vx::Error);  // no callback yet: an error, not a call through null
     ioSetArrayNameCallback([](vxArray_tag const*) -> char const* { return "fromCallback"; });
     ArrayPtr a = doubles({{1}});
     Capture capture;

@@ -50,6 +50,7 @@ QZ_MSG_CLASS1("CALYX:Java", NoWindowSystem)
 namespace services {
 QZ_MSG_CLASS0("CALYX:services", filenameTooLong)
 QZ_MSG_CLASS1("CALYX:services", invalidPrintFormat)
+QZ_MSG_CLASS0("CALYX:services", noArrayNameCallback)
 QZ_MSG_CLASS1("CALYX:services", printerUnavailable)
 } // namespace services
 
