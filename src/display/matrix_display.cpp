@@ -2,7 +2,13 @@
 // data classifies it and finds the largest magnitude; the exponent of that
 // magnitude and the print format choose a format row and a column width; the
 // width and the window give the columns per page; the pages are written row
-// by row. Every element goes to uvPrintf on its own.
+// by row.
+//
+// Elements are formatted by compiled formats (the digits of printf without
+// its parsing) and a row goes to the output in one write, from a buffer on
+// the stack that is empty again at every row start. Rows are lines, so the
+// paging of the output sees the same line feeds as with one write an
+// element, and the stop and interrupt tests keep their place at row starts.
 //
 // Nothing is allocated: an interrupt may leave at any row start, and there
 // must be nothing to free when it does.
@@ -13,6 +19,7 @@
 #include "qzservices/io/window.hpp"
 #include "display/conversions.hpp"
 #include "display/display_state.hpp"
+#include "display/fast_format.hpp"
 #include "display/format_tables.hpp"
 
 #include <msg/calyx_messages.hpp>
@@ -36,26 +43,34 @@ using qfl_scalar::detail::qflFdlibm_pow;
 
 namespace {
 
-// uvPrintf with a format from the tables, which the compiler cannot check.
-void printTable(char const* format, ...) {
-    char small[512];
+using display_format::CompiledFormat;
+
+// A format from the tables applied by snprintf, for what the compiled
+// formats leave (two conversions, NaN and infinity). Returns the length
+// written to out (CompiledFormat::kMaxText bytes).
+int snprintfTable(char* out, char const* format, ...) {
     va_list args;
     va_start(args, format);
-    int const n = std::vsnprintf(small, sizeof small, format, args);
+    int const n = std::vsnprintf(out, CompiledFormat::kMaxText, format, args);
     va_end(args);
-    if (n < 0) return;
-    if (static_cast<size_t>(n) < sizeof small) {
-        uvPuts(small);
-        return;
-    }
-    // Longer than the stack buffer (a two-decimal value near the largest
-    // double): format again into a buffer of the right size.
-    char* big = static_cast<char*>(uvMallocWithCheck(static_cast<size_t>(n) + 1));
-    va_start(args, format);
-    std::vsnprintf(big, static_cast<size_t>(n) + 1, format, args);
-    va_end(args);
-    uvPutsn(0, big, static_cast<size_t>(n));
-    uvFree(big);
+    if (n < 0) return 0;
+    return n < static_cast<int>(CompiledFormat::kMaxText) ? n : static_cast<int>(CompiledFormat::kMaxText) - 1;
+}
+
+int formatDouble(char* out, CompiledFormat const& compiled, char const* format, double v) {
+    int const n = compiled.formatDouble(out, v);
+    return n >= 0 ? n : snprintfTable(out, format, v);
+}
+
+int formatLong(char* out, CompiledFormat const& compiled, char const* format, long v) {
+    int const n = compiled.formatSigned(out, v);
+    return n >= 0 ? n : snprintfTable(out, format, v);
+}
+
+int copyText(char* out, char const* text) {
+    size_t const n = std::strlen(text);
+    std::memcpy(out, text, n);
+    return static_cast<int>(n);
 }
 
 template <class T>
@@ -64,6 +79,56 @@ T load(void const* data, size_t index) {
     std::memcpy(&value, static_cast<char const*>(data) + index * sizeof(T), sizeof(T));
     return value;
 }
+
+// The fixed fields of the integer classes and logical, compiled once.
+CompiledFormat const kLogical("%6u");
+CompiledFormat const kInt8(" %4d");
+CompiledFormat const kUint8("  %3u");
+CompiledFormat const kInt16(" %6d");
+CompiledFormat const kUint16("  %5u");
+CompiledFormat const kInt32(" %11d");
+CompiledFormat const kUint32("  %10u");
+CompiledFormat const kInt64(" %20ld");
+CompiledFormat const kUint64(" %20lu");
+// The magnitudes of imaginary parts.
+CompiledFormat const kMagnitude64(" %20lu");
+CompiledFormat const kMagnitude32("  %10u");
+CompiledFormat const kMagnitude16("  %5u");
+CompiledFormat const kMagnitude8("  %3u");
+
+// One row on its way to the output: written in one piece at the row end, or
+// earlier when it would not fit. Lives on the stack of the display.
+class RowText {
+public:
+    static constexpr size_t kCapacity = 16384;
+    static constexpr size_t kElementRoom = 2 * CompiledFormat::kMaxText + 64;
+
+    // Room for one element's text; what was there before goes out first if needed.
+    char* room() {
+        if (length_ + kElementRoom > kCapacity) flush();
+        return text_ + length_;
+    }
+    void used(int n) { length_ += static_cast<size_t>(n); }
+    void append(char const* s, size_t n) {
+        if (length_ + n > kCapacity) flush();
+        if (n > kCapacity) {
+            uvPutsn(0, s, n);
+            return;
+        }
+        std::memcpy(text_ + length_, s, n);
+        length_ += n;
+    }
+    void flush() {
+        if (length_ == 0) return;
+        size_t const n = length_;
+        length_ = 0;  // emptied first, so an exception from the output leaves it empty
+        uvPutsn(0, text_, n);
+    }
+
+private:
+    char text_[kCapacity];
+    size_t length_ = 0;
+};
 
 // The sparse index prefix: "(row,column)" with the comma always at character
 // (field - 1) / 2, padded with blanks to `field` characters.
@@ -80,7 +145,8 @@ struct SparsePrefix {
             field = 41;
     }
 
-    void print(size_t const* ir, size_t const* jc, size_t element) {
+    // The prefix of stored element `element` into text (at least 64 bytes); its length.
+    int format(char* text, size_t const* ir, size_t const* jc, size_t element) {
         while (jc[column + 1] <= element) ++column;
         char rowText[24], colText[24];
         int const rowLen = std::snprintf(rowText, sizeof rowText, "%zu", ir[element] + 1);
@@ -88,7 +154,6 @@ struct SparsePrefix {
         int const comma = (field - 1) / 2;
         // A row number too long for its half starts the prefix at once.
         int const open = comma - rowLen - 1 > 0 ? comma - rowLen - 1 : 0;
-        char text[128];
         int at = 0;
         for (; at < open; ++at) text[at] = ' ';
         text[at++] = '(';
@@ -99,8 +164,13 @@ struct SparsePrefix {
         at += colLen;
         text[at++] = ')';
         for (; at < field; ++at) text[at] = ' ';
-        text[at] = '\0';
-        uvPrintf("%s", text);
+        return at;
+    }
+
+    void print(size_t const* ir, size_t const* jc, size_t element) {
+        char text[128];
+        int const n = format(text, ir, jc, element);
+        uvPutsn(0, text, static_cast<size_t>(n));
     }
 };
 
@@ -159,63 +229,58 @@ struct Layout {
     int const* realWidths;
     int const* imagWidths;
     bool integerClass;
+    CompiledFormat realCompiled;
+    CompiledFormat imagCompiled;
 };
 
-void printRealPart(Layout const& L, size_t i) {
+// One real part into out; its length.
+int formatRealPart(Layout const& L, char* out, size_t i) {
     if (L.hexFlag) {
         if (L.cls == vxDOUBLE_CLASS) {
             unsigned long first, second;
             doubleHalves(L.re, i, &first, &second);
-            printTable(L.realFormats[L.row], first, second);
-        } else {
-            char digits[24];
-            L.conv.hexDigits(digits, L.re, i);
-            uvPrintf("   %s", digits);
+            return snprintfTable(out, L.realFormats[L.row], first, second);
         }
-        return;
+        std::memcpy(out, "   ", 3);
+        L.conv.hexDigits(out + 3, L.re, i);
+        return 3 + static_cast<int>(std::strlen(out + 3));
     }
     switch (L.cls) {  // the integer classes and logical have fixed formats of their own
-    case vxLOGICAL_CLASS: uvPrintf("%6u", static_cast<unsigned>(load<uint8_t>(L.re, i))); return;
-    case vxINT8_CLASS: uvPrintf(" %4d", load<int8_t>(L.re, i)); return;
-    case vxUINT8_CLASS: uvPrintf("  %3u", static_cast<unsigned>(load<uint8_t>(L.re, i))); return;
-    case vxINT16_CLASS: uvPrintf(" %6d", load<int16_t>(L.re, i)); return;
-    case vxUINT16_CLASS: uvPrintf("  %5u", static_cast<unsigned>(load<uint16_t>(L.re, i))); return;
-    case vxINT32_CLASS: uvPrintf(" %11d", load<int32_t>(L.re, i)); return;
-    case vxUINT32_CLASS: uvPrintf("  %10u", load<uint32_t>(L.re, i)); return;
-    case vxINT64_CLASS: uvPrintf(" %20ld", static_cast<long>(load<int64_t>(L.re, i))); return;
-    case vxUINT64_CLASS: uvPrintf(" %20lu", static_cast<unsigned long>(load<uint64_t>(L.re, i))); return;
+    case vxLOGICAL_CLASS: return kLogical.formatUnsigned(out, load<uint8_t>(L.re, i));
+    case vxINT8_CLASS: return kInt8.formatSigned(out, load<int8_t>(L.re, i));
+    case vxUINT8_CLASS: return kUint8.formatUnsigned(out, load<uint8_t>(L.re, i));
+    case vxINT16_CLASS: return kInt16.formatSigned(out, load<int16_t>(L.re, i));
+    case vxUINT16_CLASS: return kUint16.formatUnsigned(out, load<uint16_t>(L.re, i));
+    case vxINT32_CLASS: return kInt32.formatSigned(out, load<int32_t>(L.re, i));
+    case vxUINT32_CLASS: return kUint32.formatUnsigned(out, load<uint32_t>(L.re, i));
+    case vxINT64_CLASS: return kInt64.formatSigned(out, load<int64_t>(L.re, i));
+    case vxUINT64_CLASS: return kUint64.formatUnsigned(out, load<uint64_t>(L.re, i));
     default: break;
     }
     if (prtfmt == PrtfmtShortEng || prtfmt == PrtfmtLongEng) {
         if (L.cls == vxSINGLE_CLASS)
-            eng_fcn<float>(load<float>(L.re, i), L.cls, nullptr, false);
+            eng_fcn<float>(load<float>(L.re, i), L.cls, out, false);
         else
-            eng_fcn<double>(load<double>(L.re, i), L.cls, nullptr, false);
-        return;
+            eng_fcn<double>(load<double>(L.re, i), L.cls, out, false);
+        return static_cast<int>(std::strlen(out));
     }
     double x = L.conv.toDouble(L.re, i);
     if (L.ratFlag) {
         double num, den;
         ioRationalApprox(&num, &den, x);
         // Only a many-column array is starred: a column vector shows its fraction whatever its size.
-        if (L.columns > 1 && (den > 999999.0 || std::fabs(num) > 999999.0)) {
-            uvPrintf("       *       ");
-            return;
-        }
-        if (den == 1.0)
-            uvPrintf("%8.0f       ", num);
-        else
-            uvPrintf("%8.0f/%-6.0f", num, den);
-        return;
+        if (L.columns > 1 && (den > 999999.0 || std::fabs(num) > 999999.0)) return copyText(out, "       *       ");
+        if (den == 1.0) return snprintfTable(out, "%8.0f       ", num);
+        return snprintfTable(out, "%8.0f/%-6.0f", num, den);
     }
     // A zero real part of a complex number keeps its decimals; any other zero,
     // NaN or Inf stands alone, right-aligned in the width of the raw print format.
-    if (!(L.complex && x + 0.0 == 0.0) && ioPrintNanOrInf(&x, L.realWidths[prtfmt - 1], 0)) return;
+    if (!(L.complex && x + 0.0 == 0.0) && ioPrintToStringNanOrInf(out, &x, L.realWidths[prtfmt - 1], 0))
+        return static_cast<int>(std::strlen(out));
     x /= L.scale;
     if (L.kind == 1 && prtfmt != PrtfmtTwoDecimal)
-        printTable(L.realFormats[L.row], static_cast<long>(static_cast<int64_t>(x)));
-    else
-        printTable(L.realFormats[L.row], x);
+        return formatLong(out, L.realCompiled, L.realFormats[L.row], static_cast<long>(static_cast<int64_t>(x)));
+    return formatDouble(out, L.realCompiled, L.realFormats[L.row], x);
 }
 
 template <class S, class U>
@@ -227,72 +292,81 @@ unsigned long long magnitudeOf(void const* data, size_t i) {
     return v < 0 ? static_cast<U>(0u - u) : u;
 }
 
-void printImagPart(Layout const& L, size_t i) {
+// One imaginary part, sign and "i" included, into out; its length.
+int formatImagPart(Layout const& L, char* out, size_t i) {
+    int n = 0;
     if (L.hexFlag) {
         if (L.cls == vxDOUBLE_CLASS) {
             unsigned long first, second;
             doubleHalves(L.im, i, &first, &second);
-            printTable(L.imagFormats[L.row], first, second);
+            n = snprintfTable(out, L.imagFormats[L.row], first, second);
         } else {
-            char digits[24];
-            L.conv.hexDigits(digits, L.im, i);
-            uvPrintf("   %s", digits);
+            std::memcpy(out, "   ", 3);
+            L.conv.hexDigits(out + 3, L.im, i);
+            n = 3 + static_cast<int>(std::strlen(out + 3));
         }
-        uvPrintf("%c", 'i');
-        return;
+        out[n++] = 'i';
+        return n;
     }
     double y = L.conv.toDouble(L.im, i);
-    uvPrintf(" %s", 0 > y ? "-" : "+");  // NaN gets "+"
+    out[n++] = ' ';
+    out[n++] = 0 > y ? '-' : '+';  // NaN gets "+"
+    char* rest = out + n;
     switch (L.cls) {
-    case vxINT64_CLASS: uvPrintf(" %20llu", magnitudeOf<int64_t, uint64_t>(L.im, i)); break;
-    case vxUINT64_CLASS: uvPrintf(" %20llu", magnitudeOf<uint64_t, uint64_t>(L.im, i)); break;
-    case vxINT32_CLASS: uvPrintf("  %10llu", magnitudeOf<int32_t, uint32_t>(L.im, i)); break;
-    case vxUINT32_CLASS: uvPrintf("  %10llu", magnitudeOf<uint32_t, uint32_t>(L.im, i)); break;
-    case vxINT16_CLASS: uvPrintf("  %5llu", magnitudeOf<int16_t, uint16_t>(L.im, i)); break;
-    case vxUINT16_CLASS: uvPrintf("  %5llu", magnitudeOf<uint16_t, uint16_t>(L.im, i)); break;
-    case vxINT8_CLASS: uvPrintf("  %3llu", magnitudeOf<int8_t, uint8_t>(L.im, i)); break;
-    case vxUINT8_CLASS: uvPrintf("  %3llu", magnitudeOf<uint8_t, uint8_t>(L.im, i)); break;
-    case vxLOGICAL_CLASS: uvPrintf("%6u", static_cast<unsigned>(load<uint8_t>(L.im, i))); break;
+    case vxINT64_CLASS: n += kMagnitude64.formatUnsigned(rest, magnitudeOf<int64_t, uint64_t>(L.im, i)); break;
+    case vxUINT64_CLASS: n += kMagnitude64.formatUnsigned(rest, magnitudeOf<uint64_t, uint64_t>(L.im, i)); break;
+    case vxINT32_CLASS: n += kMagnitude32.formatUnsigned(rest, magnitudeOf<int32_t, uint32_t>(L.im, i)); break;
+    case vxUINT32_CLASS: n += kMagnitude32.formatUnsigned(rest, magnitudeOf<uint32_t, uint32_t>(L.im, i)); break;
+    case vxINT16_CLASS: n += kMagnitude16.formatUnsigned(rest, magnitudeOf<int16_t, uint16_t>(L.im, i)); break;
+    case vxUINT16_CLASS: n += kMagnitude16.formatUnsigned(rest, magnitudeOf<uint16_t, uint16_t>(L.im, i)); break;
+    case vxINT8_CLASS: n += kMagnitude8.formatUnsigned(rest, magnitudeOf<int8_t, uint8_t>(L.im, i)); break;
+    case vxUINT8_CLASS: n += kMagnitude8.formatUnsigned(rest, magnitudeOf<uint8_t, uint8_t>(L.im, i)); break;
+    case vxLOGICAL_CLASS: n += kLogical.formatUnsigned(rest, load<uint8_t>(L.im, i)); break;
     default:
         y = std::fabs(y) / L.scale;
         if (prtfmt == PrtfmtShortEng || prtfmt == PrtfmtLongEng) {
             double v = L.conv.toDouble(L.im, i);
-            if (!ioPrintNanOrInf(&v, L.imagWidths[L.row], 1)) {
+            if (!ioPrintToStringNanOrInf(rest, &v, L.imagWidths[L.row], 1)) {
                 if (L.cls == vxSINGLE_CLASS)
-                    eng_fcn<float>(std::fabs(load<float>(L.im, i)), L.cls, nullptr, true);
+                    eng_fcn<float>(std::fabs(load<float>(L.im, i)), L.cls, rest, true);
                 else
-                    eng_fcn<double>(std::fabs(v), L.cls, nullptr, true);
+                    eng_fcn<double>(std::fabs(v), L.cls, rest, true);
             }
+            n += static_cast<int>(std::strlen(rest));
         } else if (L.ratFlag) {
             double num, den;
             ioRationalApprox(&num, &den, y);
             if (L.columns > 1 && (den > 99999.0 || num > 99999.0)) {
-                uvPrintf("      *     ");
+                n += copyText(rest, "      *     ");
             } else {
                 // Every form fills the same seven places after the numerator.
-                uvPrintf("%5.0f", num);
+                n += snprintfTable(rest, "%5.0f", num);
+                rest = out + n;
                 if (den == 1.0)
-                    uvPrintf("i      ");
+                    n += copyText(rest, "i      ");
                 else if (den < 10)
-                    uvPrintf("/%1.0fi    ", den);
+                    n += snprintfTable(rest, "/%1.0fi    ", den);
                 else if (den < 100)
-                    uvPrintf("/%2.0fi   ", den);
+                    n += snprintfTable(rest, "/%2.0fi   ", den);
                 else if (den < 1000)
-                    uvPrintf("/%3.0fi  ", den);
+                    n += snprintfTable(rest, "/%3.0fi  ", den);
                 else if (den < 10000)
-                    uvPrintf("/%4.0fi ", den);
+                    n += snprintfTable(rest, "/%4.0fi ", den);
                 else
-                    uvPrintf("/%5.0fi", den);
+                    n += snprintfTable(rest, "/%5.0fi", den);
             }
-            return;  // no further "i"
+            return n;  // no further "i"
         } else if (y + 0.0 == 0.0) {
-            printTable(L.imagFormats[L.row], 0.0);
-        } else if (!ioPrintNanOrInf(&y, L.imagWidths[L.row], 1)) {
-            printTable(L.imagFormats[L.row], y);
+            n += formatDouble(rest, L.imagCompiled, L.imagFormats[L.row], 0.0);
+        } else if (ioPrintToStringNanOrInf(rest, &y, L.imagWidths[L.row], 1)) {
+            n += static_cast<int>(std::strlen(rest));
+        } else {
+            n += formatDouble(rest, L.imagCompiled, L.imagFormats[L.row], y);
         }
         break;
     }
-    uvPrintf("%c", 'i');
+    out[n++] = 'i';
+    return n;
 }
 
 // The sign format: one character an element, real parts only, no pages.
@@ -475,6 +549,9 @@ void ioPrintMatrix(char const* name, vxArray const* array) {
     if (!L.integerClass && L.scale != 1.0) uvPrintf(" %9.1e *\n%s", L.scale, newline);
 
     bool const showImag = L.kind == 3 && L.fmt != PrtfmtTwoDecimal;
+    L.realCompiled.compile(L.realFormats[L.row]);
+    if (showImag) L.imagCompiled.compile(L.imagFormats[L.row]);
+    RowText text;
     size_t first = 0;
     while (L.columns != 0) {
         size_t const stop = L.columns - first < perPage ? L.columns : first + perPage;
@@ -493,10 +570,13 @@ void ioPrintMatrix(char const* name, vxArray const* array) {
             }
             for (size_t c = first; c < stop; ++c) {
                 size_t const i = r + c * L.rows;
-                printRealPart(L, i);
-                if (showImag) printImagPart(L, i);
+                char* out = text.room();
+                int n = formatRealPart(L, out, i);
+                if (showImag) n += formatImagPart(L, out + n, i);
+                text.used(n);
             }
-            uvPrintf("\n");
+            text.append("\n", 1);
+            text.flush();
         }
         uvPrintf("%s", newline);
         if (L.columns - first <= perPage) break;
