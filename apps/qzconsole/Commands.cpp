@@ -1,5 +1,6 @@
 #include "Commands.hpp"
 #include "DemoEvents.hpp"
+#include "Demo.hpp"
 
 #include <qzservices/io/more.hpp>
 #include <qzservices/qzservices.hpp>
@@ -141,6 +142,7 @@ void help() {
            "  feature NAME [VALUE]  read or set a feature\n"
            "  features        list the feature table\n"
            "  demo-events [N] post N events and N callbacks from another thread\n"
+           "  demo            a tour of array display\n"
            "  clc             clear the screen\n"
            "  exit, quit      leave\n");
 }
@@ -159,6 +161,7 @@ Outcome runCommand(std::string const& line) {
         else if (w[0] == "feature") feature(w);
         else if (w[0] == "features") features();
         else if (w[0] == "demo-events") demo(w);
+        else if (w[0] == "demo") runDemo();
         else if (w[0] == "clc") cxutil::eventmgr::EventMgr::instance()->publish(boost::make_shared<services::io::CLCEvent>());
         else uvPrintf("Unknown command \"%s\". Type help for the list.\n", w[0].c_str());
     } catch (vx::Error const& e) {

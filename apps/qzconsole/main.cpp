@@ -9,12 +9,14 @@
 #include "Commands.hpp"
 #include "DemoEvents.hpp"
 #include "EventLoop.hpp"
+#include "Demo.hpp"
 #include "Terminal.hpp"
 #include "TerminalSink.hpp"
 
 #include <qzservices/qzservices.hpp>
 #include <uv/uv.hpp>
 
+#include <cstring>
 #include <iostream>
 #include <string>
 #include <unistd.h>
@@ -28,7 +30,8 @@ void configureHost(int argc, char** argv) {
     // The command line: "nodesktop" unless the caller says otherwise.
     svJavaSupportLevel level = svJavaUnspecified;
     svJavaProcessCmdlineArg("nodesktop", &level);
-    for (int i = 1; i < argc; ++i) svJavaProcessCmdlineArg(argv[i], &level);
+    for (int i = 1; i < argc; ++i)
+        if (std::strcmp(argv[i], "--demo") != 0) svJavaProcessCmdlineArg(argv[i], &level);
     svJavaSetSupport(level);
 
     _svIoCallbacks table = {};
@@ -59,6 +62,15 @@ int main(int argc, char** argv) {
     static qzconsole::TerminalSinkFactory factory;
     services::io::CmdWinSinkHandle::setFactory(&factory);
     CXPushDefaultSink session;
+
+    // --demo: the tour of array display, then leave.
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--demo") == 0) {
+            qzconsole::runDemo();
+            ioFlush();
+            return 0;
+        }
+    }
 
     bool interactive = ::isatty(0);
     std::string line;

@@ -10,6 +10,7 @@ std::atomic<int> gPending{0};
 std::atomic<int> gEnabled{1};
 std::atomic<std::thread::id> gSignalThread{std::this_thread::get_id()};
 thread_local int tInterruptMode = 1;
+std::atomic<unsigned long long> gInterruptChecks{0};
 
 } // namespace
 
@@ -29,7 +30,10 @@ uvInterruptMode::uvInterruptMode(int mode) : previous_(tInterruptMode) { tInterr
 uvInterruptMode::~uvInterruptMode() { tInterruptMode = previous_; }
 int uvInterruptMode::current() { return tInterruptMode; }
 
+extern "C" unsigned long long uvInterruptCheckCount(void) { return gInterruptChecks.load(); }
+
 void uvLongjmpIfInterruptPending() {
+    gInterruptChecks.fetch_add(1, std::memory_order_relaxed);
     if (!gEnabled.load() || tInterruptMode == 0) return;
     if (gPending.exchange(0)) throw Orrery::System::InterruptException(true);  // a pending interrupt is a ctrl-C
 }

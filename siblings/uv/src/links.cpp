@@ -1,8 +1,12 @@
 #include "uv/uv.hpp"
+#include "qzservices/io/CXStream.hpp"
+
+#include <atomic>
 
 namespace {
 bool gHotLinks = false;
 bool gDocLinks = false;
+std::atomic<int> gFormatType{0};
 } // namespace
 
 extern "C" {
@@ -10,4 +14,7 @@ bool uvGetHotLinks(void) { return gHotLinks; }
 void uvSetHotLinks(bool on) { gHotLinks = on; }
 bool uvGetDocLinks(void) { return gDocLinks; }
 void uvSetDocLinks(bool on) { gDocLinks = on; }
+bool uvPrintfIsHot(void) { return gHotLinks && services::io::CXStream::CXOut.supportsHotlinks(); }
+int uvGetFormatType(void) { return gFormatType.load(); }
+void uvSetFormatType(int type) { gFormatType.store(type == 1 ? 1 : 0); }
 } // extern "C"

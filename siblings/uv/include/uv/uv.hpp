@@ -2,6 +2,7 @@
 // and the interrupt state.
 #pragma once
 #include <cstddef>
+#include <string>
 
 extern "C" {
 
@@ -38,6 +39,18 @@ bool uvGetHotLinks(void);
 void uvSetHotLinks(bool on);
 bool uvGetDocLinks(void);
 void uvSetDocLinks(bool on);
+// True when text printed now may carry hot links: the switch is on and the
+// sink on top of CXOut supports them.
+bool uvPrintfIsHot(void);
+
+// The order in which the two 32-bit words of a double are shown in
+// hexadecimal: 0 the high word first (the default), 1 the low word first.
+int uvGetFormatType(void);
+void uvSetFormatType(int type);
+
+// The number of times uvLongjmpIfInterruptPending has been called in this
+// process: a probe for tests of where long work checks for interrupts.
+unsigned long long uvInterruptCheckCount(void);
 
 } // extern "C"
 
@@ -78,6 +91,8 @@ public:
     // mode: callers use it exactly where they want to be left.
     static void ThrowIfInterruptPending();
 };
+// UTF-16 units as text in the native encoding (the locale's code page).
+std::string utf16_to_lcp(unsigned short const* units, size_t count);
 
 // Does not return when an interrupt is pending and enabled (and the interrupt
 // mode is 1): clears the pending
