@@ -55,17 +55,6 @@ TEST_F(DisplayHeading, OneArgumentFormsAskTheNameCallback) {
     EXPECT_STREQ(ioGetArrayName(a.get()), "fromCallback");
 }
 
-TEST_F(DisplayHeading, SettingsReadBackAndNewlineIsWrittenThroughItsPointer) {
-    SetPrtfmt(PrtfmtLongG);
-    EXPECT_EQ(GetPrtfmt(), 6);
-    EXPECT_EQ(prtfmt, 6);
-    SetPrtfmt(PrtfmtShort);
-    EXPECT_EQ(GetNewline(), newline);
-    EXPECT_STREQ(newline, "\n");
-    GetNewline()[0] = '\0';
-    EXPECT_STREQ(newline, "");
-}
-
 class EmptyDisplay : public DisplayTest {};
 
 TEST_F(EmptyDisplay, NamedEmptiesTellTheirShape) {
