@@ -1,4 +1,5 @@
 #include "Terminal.hpp"
+#include "LineEditor.hpp"
 
 #include <qzservices/orrery/InterruptException.hpp>
 #include <uv/uv.hpp>
@@ -13,6 +14,7 @@ namespace qzconsole {
 namespace {
 
 void onInterrupt(int) { uvSetInterruptPending(1); }
+void onWindowChange(int) { noteWindowChanged(); }
 
 // Restores the terminal's settings however the wait ends.
 class NonCanonicalMode {
@@ -69,6 +71,13 @@ void installInterruptHandler() {
     sigemptyset(&sa.sa_mask);
     sa.sa_flags = 0;  // no SA_RESTART: a key wait must see EINTR
     sigaction(SIGINT, &sa, nullptr);
+    // A new window size is taken before the next statement and, while the
+    // prompt stands, when the wait wakes up.
+    struct sigaction winch {};
+    winch.sa_handler = onWindowChange;
+    sigemptyset(&winch.sa_mask);
+    winch.sa_flags = 0;
+    sigaction(SIGWINCH, &winch, nullptr);
 }
 
 } // namespace qzconsole

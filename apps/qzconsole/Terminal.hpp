@@ -10,7 +10,8 @@ int readOneKey();
 // Carriage return and clear to the end of the line: removes "--more--".
 void deleteCurrentLine();
 void beep();
-// SIGINT marks an interrupt as pending and interrupts a key wait.
+// SIGINT marks an interrupt as pending and interrupts a key wait; SIGWINCH
+// notes a new window size.
 void installInterruptHandler();
 
 } // namespace qzconsole

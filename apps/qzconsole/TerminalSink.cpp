@@ -41,6 +41,11 @@ void TerminalSink::doClc() {
     getOutStreamBuffer()->pubsync();
 }
 
+void TerminalSink::doHome() {
+    getOutStreamBuffer()->sputn("\033[H", 3);
+    getOutStreamBuffer()->pubsync();
+}
+
 TerminalSinkFactory::TerminalSinkFactory()
     : out_(boost::make_shared<TerminalSink>(1)), err_(boost::make_shared<TerminalSink>(2)) {}
 

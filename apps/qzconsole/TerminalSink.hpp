@@ -29,7 +29,8 @@ public:
     explicit TerminalSink(int fd);
     bool isInputRequestNecessary() override { return false; }
     void requestInput() override {}
-    void doClc() override;  // clears the screen
+    void doClc() override;   // clears the screen
+    void doHome() override;  // cursor to the top left
 };
 
 class TerminalSinkFactory : public CmdWinSinkFactory {
