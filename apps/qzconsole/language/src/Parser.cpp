@@ -77,6 +77,8 @@ private:
     [[noreturn]] void unexpected() const {
         Token const& t = peek();
         if (t.kind == Tok::Bad) vxErrMsgId("qzconsole:syntax", "%s", t.text.c_str());
+        if (t.kind == Tok::End)
+            vxErrMsgId("qzconsole:syntax", "The statement ends too early: a value or a closing bracket is missing.");
         vxErrMsgId("qzconsole:syntax", "Unexpected %s at column %zu.", describe(t.kind), t.offset + 1);
     }
     void expect(Tok kind) {
