@@ -347,7 +347,8 @@ private:
                 continue;
             }
             if (t == Tok::Comma) {
-                if (out.back().empty()) unexpected();
+                // A comma follows an element: "[,1]" and "[1,,2]" are refused.
+                if (out.back().empty() || toks_[pos_ - 1].kind == Tok::Comma) unexpected();
                 ++pos_;
                 continue;
             }
