@@ -74,6 +74,17 @@ type_line 'y = 8'
 until_pane grep -qx '     8' || fail "the statement after ctrl-C did not run: $(pane)"
 prompt_back
 
+# ---- ctrl-C at the prompt drops the line being typed ----
+clear_screen
+tm send-keys -t "$session" -l 'abc'
+until_pane grep -qx '>> abc' || fail "typed text not shown: $(pane)"
+tm send-keys -t "$session" C-c
+prompt_back || fail "no fresh prompt after ctrl-C at the prompt: $(pane)"
+type_line 'k = 9'
+until_pane grep -qx '     9' || fail "the line after ctrl-C at the prompt did not run alone: $(pane)"
+pane | grep -q 'abck' && fail "the dropped text came back: $(pane)"
+prompt_back
+
 # ---- a resized window: 100 columns fit 16 columns of "%6ld", 40 fit 6 ----
 clear_screen
 type_line 'r = 1:12'
