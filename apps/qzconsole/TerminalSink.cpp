@@ -34,7 +34,9 @@ FdStreamBuffer::int_type FdStreamBuffer::overflow(int_type c) {
 
 int FdStreamBuffer::sync() { return drain() ? 0 : -1; }
 
-TerminalSink::TerminalSink(int fd) : CmdWinSink(boost::shared_ptr<std::streambuf>(boost::make_shared<FdStreamBuffer>(fd))) {}
+TerminalSink::TerminalSink(int fd)
+    : CmdWinSink(boost::shared_ptr<std::streambuf>(boost::make_shared<FdStreamBuffer>(fd))),
+      pages_(::isatty(fd) && ::isatty(0)) {}
 
 void TerminalSink::doClc() {
     getOutStreamBuffer()->sputn("\033[H\033[2J", 7);

@@ -27,10 +27,16 @@ private:
 class TerminalSink : public CmdWinSink {
 public:
     explicit TerminalSink(int fd);
+    // Pages only where someone reads them and can answer: the output and the
+    // keys are both on a terminal. A pipe gets its text whole.
+    bool supportsMore() const override { return pages_; }
     bool isInputRequestNecessary() override { return false; }
     void requestInput() override {}
     void doClc() override;   // clears the screen
     void doHome() override;  // cursor to the top left
+
+private:
+    bool pages_;
 };
 
 class TerminalSinkFactory : public CmdWinSinkFactory {

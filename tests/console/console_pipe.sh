@@ -293,5 +293,31 @@ printf 'v = [1 2\n3 4\n' >"$work/open.in"
 echo "Error: The statement ends too early: a value or a closing bracket is missing." >"$work/open.err"
 run open 1
 
+# ---- commands: paging is set but a pipe is never paged; echo ----
+cat >"$work/commands.in" <<'EOF'
+more
+more 3
+more
+L = (1:5)'
+more off
+echo one  two, echo three
+EOF
+cat >"$work/commands.out" <<'EOF'
+page length 23, paging off
+page length 3, paging on
+
+L =
+
+     1
+     2
+     3
+     4
+     5
+
+one two
+three
+EOF
+run commands 0
+
 [ "$failures" = 0 ] && echo "console pipe: all cases passed"
 exit "$failures"
