@@ -280,7 +280,7 @@ EOF
 cat >"$work/errors.err" <<'EOF'
 Error: 'undefinedThing' is not a variable or a function.
 Error: The sizes 1x2 and 1x1 do not agree for concatenation along dimension 1.
-Error: The array would have more than 100000000 elements.
+Error: The array would have more than 10000000 elements.
 Error: A text is not terminated: a closing ' is missing.
 Error: The statement nests more than 200 levels deep.
 Error: The statement is longer than 100000 characters.

@@ -75,8 +75,8 @@ TEST_F(Ranges, StepsCountFromTheStartAndReachTheEndDespiteRounding) {
 }
 
 TEST_F(Ranges, HugeOrUnboundedRangesAreRefusedNotAllocated) {
-    EXPECT_EQ(errorOf("1:1e12"), "The array would have more than 100000000 elements.");
-    EXPECT_EQ(errorOf("0:Inf"), "The array would have more than 100000000 elements.");
+    EXPECT_EQ(errorOf("1:1e12"), "The array would have more than 10000000 elements.");
+    EXPECT_EQ(errorOf("0:Inf"), "The array would have more than 10000000 elements.");
     EXPECT_EQ(errorOf("1:'a'"), "");  // a character is a number
     EXPECT_EQ(errorOf("1:{2}"), "A range needs real numbers at its ends.");
 }
@@ -127,7 +127,7 @@ TEST_F(Constructors, SizesAsCountsAsARowOrWithAClass) {
     EXPECT_EQ(errorOf("zeros(1.5)"), "zeros needs whole numbers as sizes.");
     EXPECT_EQ(errorOf("zeros(NaN)"), "zeros needs whole numbers as sizes.");
     EXPECT_EQ(errorOf("ones(2, 'text')"), "ones cannot make values of class 'text'.");
-    EXPECT_EQ(errorOf("zeros(1e5, 1e5)"), "The array would have more than 100000000 elements.");
+    EXPECT_EQ(errorOf("zeros(1e5, 1e5)"), "The array would have more than 10000000 elements.");
 }
 
 TEST_F(Constructors, RandIsRepeatableAndStaysInsideTheOpenInterval) {

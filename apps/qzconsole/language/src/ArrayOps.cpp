@@ -12,7 +12,9 @@ namespace qzlang {
 
 namespace {
 
-size_t gMaxElements = 100000000;  // 800 MB of doubles: beyond this, refuse
+// 80 MB of doubles: a console of literals needs no more, and a typo such as
+// zeros(1e5) must fail at once rather than take the memory of the machine.
+size_t gMaxElements = 10000000;
 
 template <class T>
 T saturate(double v) {
