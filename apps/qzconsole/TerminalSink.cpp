@@ -36,14 +36,17 @@ int FdStreamBuffer::sync() { return drain() ? 0 : -1; }
 
 TerminalSink::TerminalSink(int fd)
     : CmdWinSink(boost::shared_ptr<std::streambuf>(boost::make_shared<FdStreamBuffer>(fd))),
-      pages_(::isatty(fd) && ::isatty(0)) {}
+      terminal_(::isatty(fd)),
+      pages_(terminal_ && ::isatty(0)) {}
 
 void TerminalSink::doClc() {
+    if (!terminal_) return;
     getOutStreamBuffer()->sputn("\033[H\033[2J", 7);
     getOutStreamBuffer()->pubsync();
 }
 
 void TerminalSink::doHome() {
+    if (!terminal_) return;
     getOutStreamBuffer()->sputn("\033[H", 3);
     getOutStreamBuffer()->pubsync();
 }

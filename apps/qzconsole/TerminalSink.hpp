@@ -32,10 +32,13 @@ public:
     bool supportsMore() const override { return pages_; }
     bool isInputRequestNecessary() override { return false; }
     void requestInput() override {}
-    void doClc() override;   // clears the screen
-    void doHome() override;  // cursor to the top left
+    // Clear the screen and home the cursor on a terminal; into a pipe or a
+    // file they write nothing.
+    void doClc() override;
+    void doHome() override;
 
 private:
+    bool terminal_;
     bool pages_;
 };
 

@@ -293,13 +293,16 @@ printf 'v = [1 2\n3 4\n' >"$work/open.in"
 echo "Error: The statement ends too early: a value or a closing bracket is missing." >"$work/open.err"
 run open 1
 
-# ---- commands: paging is set but a pipe is never paged; echo ----
+# ---- commands: paging is set but a pipe is never paged; clc and home write
+# no terminal codes into a pipe; echo ----
 cat >"$work/commands.in" <<'EOF'
 more
 more 3
 more
 L = (1:5)'
 more off
+clc
+home
 echo one  two, echo three
 EOF
 cat >"$work/commands.out" <<'EOF'
