@@ -44,6 +44,7 @@ prompt_back || fail "no prompt: $(pane)"
 type_line 'more 5'
 prompt_back
 clear_screen
+[ "$(pane | grep -vc '^ *$')" = 1 ] || fail "clc left text on the screen: $(pane)"
 type_line "A = (1:20)'"
 until_pane grep -q -- '--more--' || fail "no --more-- prompt: $(pane)"
 p=$(pane)
