@@ -44,3 +44,5 @@
 #include "qzservices/system_events/WSPPEInstrumentation.hpp"
 #include "qzservices/system_events/update_hooks.hpp"
 #include "qzservices/io/keybrd.hpp"
+#include "qzservices/display/cell_display.hpp"
+#include "qzservices/display/struct_display.hpp"

@@ -31,7 +31,6 @@ Entry const kCatalog[] = {
     {"CALYX:services:filenameTooLong", "The file name is too long."},
     {"CALYX:services:invalidPrintFormat", "The print format {1} is not one of 1 to 13."},
     {"CALYX:services:noArrayNameCallback", "No array name callback has been set."},
-    {"CALYX:services:printerUnavailable", "Display of {1} is not available in this build."},
     {"CALYX:vx:arrayTooLarge", "Requested array exceeds the maximum array size."},
     {"CALYX:vx:corruptSparse", "The row indices or column starts of the sparse array are out of range."},
     {"CALYX:vx:duplicateField", "Duplicate field name '{1}'."},
