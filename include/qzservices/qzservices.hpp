@@ -44,7 +44,6 @@
 #include "qzservices/system_events/WSPPEInstrumentation.hpp"
 #include "qzservices/system_events/update_hooks.hpp"
 #include "qzservices/io/keybrd.hpp"
-<<<<<<< HEAD
 #include "qzservices/containers/io_files.hpp"
 #include "qzservices/containers/svIoStream.hpp"
 #include "qzservices/containers/svFile.hpp"
@@ -54,7 +53,5 @@
 #include "qzservices/containers/svCatContainer.hpp"
 #include "qzservices/containers/CxfileReader.hpp"
 #include "qzservices/containers/path_manager_fcns.hpp"
-=======
 #include "qzservices/display/cell_display.hpp"
 #include "qzservices/display/struct_display.hpp"
->>>>>>> cells
