@@ -256,6 +256,113 @@ b =
 EOF
 run build 0
 
+# ---- cells, structures, function handles, many dimensions ----
+cat >"$work/containers.in" <<'EOF'
+c = {1, 'abc'; [1 2 3], @sin}
+s.a = 1; s.name = 'x'; s
+s(2).a = 5
+n.inner.deep = 3
+t.c = {1, 'a'}
+h = @sin
+Z = zeros(2, 2, 2)
+e = {}
+c2 = cell(1, 2)
+EOF
+cat >"$work/containers.out" <<'EOF'
+
+c = 
+
+    [         1]    'abc'
+    [1x3 double]    @sin 
+
+
+s = 
+
+       a: 1
+    name: 'x'
+
+
+s = 
+
+1x2 struct array with fields:
+
+    a
+    name
+
+
+n = 
+
+    inner: [1x1 struct]
+
+
+t = 
+
+    c: {[1]  'a'}
+
+
+h = 
+
+    @sin
+
+
+Z(:,:,1) =
+
+     0     0
+     0     0
+
+
+Z(:,:,2) =
+
+     0     0
+     0     0
+
+
+e = 
+
+     {}
+
+
+c2 = 
+
+    []    []
+
+EOF
+run containers 0
+
+# ---- what a new user types first ----
+cat >"$work/firstuse.in" <<'EOF'
+A = reshape(1:16, 4, 4)'
+B = [0.25 1e5 -3]
+format long
+B
+exit
+EOF
+cat >"$work/firstuse.out" <<'EOF'
+
+A =
+
+     1     2     3     4
+     5     6     7     8
+     9    10    11    12
+    13    14    15    16
+
+
+B =
+
+   1.0e+05 *
+
+    0.0000    1.0000   -0.0000
+
+
+B =
+
+   1.0e+05 *
+
+   0.000002500000000   1.000000000000000  -0.000030000000000
+
+EOF
+run firstuse 0
+
 # ---- failures: one line each on the error stream, the session goes on, the
 # exit status is 1; exit leaves at once ----
 {
