@@ -1,7 +1,14 @@
 #include "Terminal.hpp"
 #include "LineEditor.hpp"
 
+#include <qzservices/io/CmdWinEvents.hpp>
+#include <qzservices/io/ioFlush.hpp>
 #include <qzservices/orrery/InterruptException.hpp>
+#include <cxutil/eventmgr/EventMgr.hpp>
+
+#include <boost/make_shared.hpp>
+#include <cmath>
+#include <ctime>
 #include <uv/uv.hpp>
 
 #include <cerrno>
@@ -63,6 +70,25 @@ void deleteCurrentLine() {
 void beep() {
     ssize_t ignored = ::write(1, "\a", 1);
     (void)ignored;
+}
+
+unsigned int sleepSeconds(double seconds, bool) {
+    if (!(seconds > 0)) return 0;
+    timespec wait;
+    wait.tv_sec = static_cast<time_t>(std::floor(seconds));
+    wait.tv_nsec = static_cast<long>((seconds - std::floor(seconds)) * 1e9);
+    while (nanosleep(&wait, &wait) != 0 && errno == EINTR && !uvIsInterruptPending()) {
+    }
+    return 0;
+}
+
+int flushCommandWindow() {
+    ioFlush();
+    return 0;
+}
+
+void clearCommandWindow() {
+    cxutil::eventmgr::EventMgr::instance()->publish(boost::make_shared<services::io::CLCEvent>());
 }
 
 void installInterruptHandler() {

@@ -60,6 +60,8 @@ void configureHost(int argc, char** argv) {
     table.flushRead = &qzconsole::readOneKey;
     table.deleteCurrentLine = &qzconsole::deleteCurrentLine;
     svSetIoCallbacks(&table);
+    svSetWS_SleepFcn(&qzconsole::sleepSeconds);
+    svSetUIW_CWCallbacks(&qzconsole::flushCommandWindow, nullptr, &qzconsole::clearCommandWindow, nullptr);
 
     ioUpdateWindowSize();
     qzconsole::installInterruptHandler();
