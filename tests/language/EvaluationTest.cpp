@@ -271,7 +271,10 @@ TEST_F(Statements, ResultsShowUnderTheirNameOrAnsAndQuietOnesNot) {
     EXPECT_EQ(values("ans"), (Values{2}));
     EXPECT_EQ(run("disp(7)"), "     7\n\n");
     EXPECT_EQ(values("ans"), (Values{2})) << "disp has no value, so ans stays";
-    EXPECT_EQ(errorOf("x = disp(1)"), "This expression has no value to assign.");
+    EXPECT_EQ(errorOf("x = disp(1)"), "'disp' has no value to use.");
+    EXPECT_EQ(errorOf("[disp(1) 2]"), "'disp' has no value to use.");
+    EXPECT_EQ(errorOf("1 + disp(1)"), "'disp' has no value to use.");
+    EXPECT_EQ(errorOf("-disp(1)'"), "'disp' has no value to use.");
 }
 
 TEST_F(Statements, StatementsBeforeAFailureHaveRun) {

@@ -75,7 +75,9 @@ struct Session::Impl {
     std::map<std::string, ArrayPtr> vars;
     std::mt19937_64 random{kSeed};
 
-    ArrayPtr eval(Session& s, Expr const& e) {
+    // `valueOptional`: only a whole expression statement may be a call that
+    // shows and has no value (disp); anywhere else that is an error.
+    ArrayPtr eval(Session& s, Expr const& e, bool valueOptional = false) {
         switch (e.kind) {
         case ExprKind::Number: {
             ArrayPtr out(vxCreateDoubleScalar(e.value));
@@ -92,7 +94,7 @@ struct Session::Impl {
             auto it = vars.find(e.text);
             if (it != vars.end()) return ArrayPtr(vxDuplicateArray(it->second.get()));
             std::vector<ArrayPtr> none;
-            return call(s, e.text, none);
+            return call(s, e.text, none, valueOptional);
         }
         case ExprKind::Call: {
             if (vars.count(e.text))
@@ -100,7 +102,7 @@ struct Session::Impl {
                            e.text.c_str());
             std::vector<ArrayPtr> args;
             for (auto const& a : e.args) args.push_back(eval(s, *a));
-            return call(s, e.text, args);
+            return call(s, e.text, args, valueOptional);
         }
         case ExprKind::Field: {
             ArrayPtr base = eval(s, *e.args[0]);
@@ -148,10 +150,11 @@ struct Session::Impl {
         vxErrMsgId("qzconsole:syntax", "This expression cannot be evaluated.");
     }
 
-    ArrayPtr call(Session& s, std::string const& name, std::vector<ArrayPtr>& args) {
+    ArrayPtr call(Session& s, std::string const& name, std::vector<ArrayPtr>& args, bool valueOptional) {
         BuiltinFn fn = findBuiltin(name);
         if (fn == nullptr) vxErrMsgId("qzconsole:undefined", "'%s' is not a variable or a function.", name.c_str());
         ArrayPtr out = fn(s, args);
+        if (!out && !valueOptional) vxErrMsgId("qzconsole:noValue", "'%s' has no value to use.", name.c_str());
         return out;
     }
 
@@ -273,7 +276,6 @@ CommandResult Session::execute(std::string const& text) {
         }
         case StatementKind::Assign: {
             ArrayPtr value = impl_->eval(*this, *st.value);
-            if (!value) vxErrMsgId("qzconsole:noValue", "This expression has no value to assign.");
             if (st.target.empty()) {
                 impl_->vars[st.name] = std::move(value);
             } else {
@@ -292,7 +294,7 @@ CommandResult Session::execute(std::string const& text) {
                 if (!st.quiet) ioPrintArray(st.value->text.c_str(), impl_->vars[st.value->text].get());
                 break;
             }
-            ArrayPtr value = impl_->eval(*this, *st.value);
+            ArrayPtr value = impl_->eval(*this, *st.value, true);
             if (!value) break;  // disp and its kind show and have no value
             impl_->vars["ans"] = std::move(value);
             if (!st.quiet) ioPrintArray("ans", impl_->vars["ans"].get());
