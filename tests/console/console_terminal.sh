@@ -71,6 +71,7 @@ tm send-keys -t "$session" C-c
 prompt_back || fail "no prompt after ctrl-C: $(pane)"
 sleep 0.5
 [ "$(lastLine)" = ">>" ] || fail "the display went on after ctrl-C: $(pane)"
+pane | grep -qx ' *3000000' && fail "the display ran to its end: ctrl-C did not stop it"
 type_line 'y = 8'
 until_pane grep -qx '     8' || fail "the statement after ctrl-C did not run: $(pane)"
 prompt_back
