@@ -28,6 +28,11 @@ void registerConsoleShutdown() {
 
 bool mayExit() { return ShutdownRegistry::IsOkToExit() && ShutdownRegistry::CloseAllAppWindows(false); }
 
+void askAtEndOfInput() {
+    ShutdownRegistry::IsOkToExit();
+    ShutdownRegistry::CloseAllAppWindows(true);
+}
+
 void shutDown() {
     ShutdownRegistry::PreTerminateApps();
     ShutdownRegistry::TerminateApps();

@@ -10,6 +10,9 @@ void registerConsoleShutdown();
 // The first two phases, IsOkToExit and CloseAllAppWindows (not forced):
 // true when every object agrees to leave.
 bool mayExit();
+// At the end of input: the first two phases as well, but the answers cannot
+// keep a session without input going, so closing the windows is forced.
+void askAtEndOfInput();
 // The last two phases, PreTerminateApps and TerminateApps.
 void shutDown();
 

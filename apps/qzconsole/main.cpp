@@ -140,6 +140,7 @@ int main(int argc, char** argv) {
         qzconsole::useLineEditor();
     }
     int status = 0;
+    bool exitAccepted = false;
     std::string text;
     for (;;) {
         ioUpdateWindowSize();  // a resized window counts from the next display
@@ -167,7 +168,8 @@ int main(int argc, char** argv) {
         services::io::CXStream::CXErr.clear();
         ioFlush();
         if (result == qzlang::CommandResult::Exit) {
-            if (qzconsole::mayExit()) break;
+            exitAccepted = qzconsole::mayExit();
+            if (exitAccepted) break;
             uvPuts("The exit was refused; the session goes on.\n");
         }
     }
@@ -179,6 +181,7 @@ int main(int argc, char** argv) {
     } catch (Orrery::System::InterruptException const& e) {
         clearInterrupt(e);
     }
+    if (!exitAccepted) qzconsole::askAtEndOfInput();
     qzconsole::shutDown();
     if (interactive) uvPuts("\n");
     ioFlush();
