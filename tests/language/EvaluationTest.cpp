@@ -3,6 +3,9 @@
 // structures built field by field; and the errors of each.
 #include "language/language_support.hpp"
 
+#include <qzservices/orrery/InterruptException.hpp>
+#include <uv/uv.hpp>
+
 #include <cmath>
 #include <limits>
 
@@ -329,4 +332,26 @@ TEST(ErrorReport, AFailureIsOneLineOnTheErrorStream) {
     services::io::CXStream::CXErr.flush();
     EXPECT_EQ(capture.err->getString(),
               "Error: The sizes 1x2 and 1x1 do not agree for concatenation along dimension 1.\n");
+}
+
+TEST_F(Statements, APendingInterruptStopsALongStatementBeforeItAssigns) {
+    char const* const longOnes[] = {"x = 1:200000;", "x = ones(1, 200000);", "x = rand(500);",
+                                    "x = zeros(1, 200000) + 1;", "x = int8(zeros(1, 200000));",
+                                    "x = (1:200000)';"};
+    for (char const* text : longOnes) {
+        uvSetInterruptPending(1);
+        Capture capture;
+        EXPECT_THROW(session.execute(text), Orrery::System::InterruptException) << text;
+        EXPECT_EQ(uvIsInterruptPending(), 0) << "the interrupt is taken: " << text;
+        EXPECT_EQ(session.find("x"), nullptr) << text;
+    }
+    uvSetInterruptPending(0);
+    // Short work never looks, so a pending interrupt is left for the display.
+    uvSetInterruptPending(1);
+    {
+        Capture capture;
+        EXPECT_NO_THROW(session.execute("y = 1:10;"));
+    }
+    uvSetInterruptPending(0);
+    EXPECT_NE(session.find("y"), nullptr);
 }

@@ -1,5 +1,6 @@
 #include "qzlang/ArrayOps.hpp"
 
+#include <uv/uv.hpp>
 #include <vx/errors.hpp>
 
 #include <algorithm>
@@ -91,6 +92,10 @@ std::string sizeText(std::vector<size_t> const& d) {
 
 } // namespace
 
+void pollInterrupt(size_t k) {
+    if ((k & 0xFFFF) == 0xFFFF) uvLongjmpIfInterruptPending();
+}
+
 size_t maxElements() { return gMaxElements; }
 void setMaxElements(size_t n) { gMaxElements = n; }
 
@@ -156,6 +161,7 @@ ArrayPtr convert(vxArray const* a, vxClassID cls, bool keepComplex) {
     ArrayPtr out = zerosOf(cls, dimsOf(a), complex);
     size_t const n = vxGetNumberOfElements(a);
     for (size_t k = 0; k < n; ++k) {
+        pollInterrupt(k);
         double const re = realAt(a, k);
         if (cls == vxLOGICAL_CLASS && std::isnan(re))
             vxErrMsgId("qzconsole:badConversion", "NaN cannot be converted to logical.");
@@ -290,6 +296,7 @@ ArrayPtr transpose(vxArray const* a, bool conjugate) {
     ArrayPtr out = zerosOf(cls, {n, m}, vxIsComplex(a));
     for (size_t i = 0; i < m; ++i) {
         for (size_t j = 0; j < n; ++j) {
+            pollInterrupt(i * n + j);
             size_t const from = i + j * m, to = j + i * n;
             if (cls == vxCELL_CLASS) {
                 vxSetCell(out.get(), to, vxDuplicateArray(vxGetCell(a, from)));
@@ -313,7 +320,10 @@ ArrayPtr negate(vxArray const* a) {
     if (cls == vxLOGICAL_CLASS || cls == vxCHAR_CLASS) cls = vxDOUBLE_CLASS;
     ArrayPtr out = convert(a, cls);
     size_t const n = vxGetNumberOfElements(out.get());
-    for (size_t k = 0; k < n; ++k) setAt(out.get(), k, -realAt(out.get(), k), -imagAt(out.get(), k));
+    for (size_t k = 0; k < n; ++k) {
+        pollInterrupt(k);
+        setAt(out.get(), k, -realAt(out.get(), k), -imagAt(out.get(), k));
+    }
     return out;
 }
 
@@ -345,6 +355,7 @@ ArrayPtr addSubtract(vxArray const* a, vxArray const* b, int sign) {
     size_t const n = vxGetNumberOfElements(out.get());
     bool anyImag = false;
     for (size_t k = 0; k < n; ++k) {
+        pollInterrupt(k);
         size_t const ka = na == 1 ? 0 : k, kb = nb == 1 ? 0 : k;
         double const re = realAt(a, ka) + sign * realAt(b, kb);
         double const im = imagAt(a, ka) + sign * imagAt(b, kb);
@@ -369,7 +380,10 @@ ArrayPtr range(double start, double step, double stop) {
         vxErrMsgId("qzconsole:tooLarge", "The array would have more than %zu elements.", gMaxElements);
     size_t const n = static_cast<size_t>(span) + 1;
     ArrayPtr out = zerosOf(vxDOUBLE_CLASS, {1, n});
-    for (size_t k = 0; k < n; ++k) setAt(out.get(), k, start + static_cast<double>(k) * step);
+    for (size_t k = 0; k < n; ++k) {
+        pollInterrupt(k);
+        setAt(out.get(), k, start + static_cast<double>(k) * step);
+    }
     return out;
 }
 
@@ -381,7 +395,10 @@ ArrayPtr toSparse(vxArray const* a) {
     if (vxGetNumberOfDimensions(a) > 2) vxErrMsgId("qzconsole:badSparse", "A sparse array has two dimensions.");
     size_t const m = vxGetM(a), n = vxGetN(a), count = m * n;
     size_t stored = 0;
-    for (size_t k = 0; k < count; ++k) stored += realAt(a, k) != 0 || imagAt(a, k) != 0;
+    for (size_t k = 0; k < count; ++k) {
+        pollInterrupt(k);
+        stored += realAt(a, k) != 0 || imagAt(a, k) != 0;
+    }
     ArrayPtr out(cls == vxLOGICAL_CLASS ? vxCreateSparseLogicalMatrix(m, n, stored)
                                         : vxCreateSparse(m, n, stored, vxIsComplex(a) ? vxCOMPLEX : vxREAL));
     size_t at = 0;

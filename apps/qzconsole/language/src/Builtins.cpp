@@ -105,7 +105,10 @@ ArrayPtr filled(char const* name, Args& args, double value, bool diagonal) {
         size_t const m = dims[0], cols = dims[1];
         for (size_t k = 0; k < std::min(m, cols); ++k) setAt(out.get(), k + k * m, value);
     } else if (value != 0) {
-        for (size_t k = 0; k < n; ++k) setAt(out.get(), k, value);
+        for (size_t k = 0; k < n; ++k) {
+            pollInterrupt(k);
+            setAt(out.get(), k, value);
+        }
     }
     return out;
 }
@@ -124,7 +127,10 @@ ArrayPtr fnRand(Session& s, Args& a) {
     std::vector<size_t> dims = sizesOf("rand", a, 0);
     ArrayPtr out = zerosOf(vxDOUBLE_CLASS, dims);
     size_t const n = vxGetNumberOfElements(out.get());
-    for (size_t k = 0; k < n; ++k) setAt(out.get(), k, s.nextRandom());
+    for (size_t k = 0; k < n; ++k) {
+        pollInterrupt(k);
+        setAt(out.get(), k, s.nextRandom());
+    }
     return out;
 }
 

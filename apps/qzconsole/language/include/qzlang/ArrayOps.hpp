@@ -24,6 +24,11 @@ void setMaxElements(size_t n);
 // (or overflows).
 size_t checkedElementCount(std::vector<size_t> const& dims);
 
+// Called with the index of each element of a long loop: every 65536th time it
+// acts on a pending ctrl-C (Orrery::System::InterruptException), so that a
+// statement building a huge array can be stopped before it finishes.
+void pollInterrupt(size_t k);
+
 bool isIntegerClass(vxClassID c);
 // Classes whose elements read as numbers: logical, char, double, single, integers.
 bool hasNumbers(vxClassID c);
