@@ -270,6 +270,14 @@ TEST(CellItem, MeasuringCountsAStringAsTwoCharactersInOneColumn) {
     EXPECT_STREQ(item, "[  -3]");
     ArrayPtr row(vxCreateDoubleMatrix(1, 2, vxREAL));
     EXPECT_FALSE(ioFormatCellItem(row.get(), item, 1, 79, false));
+
+    // No width overruns the item buffer: the padding is cut at its end.
+    ASSERT_TRUE(ioFormatCellItem(s.get(), item, 100000, 79, false));
+    EXPECT_EQ(std::strlen(item), size_t(IO_CELL_ITEM_SIZE - 1));
+    EXPECT_EQ(std::string(item, 8), "'hello' ");
+    ASSERT_TRUE(ioFormatCellItem(x.get(), item, 100000, 79, false));
+    EXPECT_EQ(std::strlen(item), size_t(IO_CELL_ITEM_SIZE - 1));
+    EXPECT_EQ(std::string(item + IO_CELL_ITEM_SIZE - 5), " -3]");
 }
 
 TEST(CellItem, ColumnWidthsSplitSizesAtTheirFirstSeparator) {
