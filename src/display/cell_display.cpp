@@ -8,6 +8,7 @@
 #include "qzservices/display/sizes.hpp"
 #include "qzservices/io/more.hpp"
 #include "qzservices/io/window.hpp"
+#include "display/display_state.hpp"
 #include "display/line_buffer.hpp"
 #include "display/page_odometer.hpp"
 
@@ -309,6 +310,7 @@ void ioPrintCellArray(char const* name, vxArray const* array) {
     if (array == nullptr) return;
     if (vxDimensionsIncomplete(array)) _complete_opaque_dimensions(array);
     if (vxGetClassID(array) != vxCELL_CLASS) vxErrMsg(15);
+    display_state::checkPrintFormat();  // before anything is written
 
     size_t const ndim = vxGetNumberOfDimensions(array);
     size_t const* dims = vxGetDimensions(array);

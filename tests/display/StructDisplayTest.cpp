@@ -148,6 +148,33 @@ TEST_F(StructDisplay, AStructureWithNoFieldsSaysSo) {
     EXPECT_EQ(capture.outText(), "struct with no fields.\n\n");
 }
 
+TEST_F(StructDisplay, AWindowTooNarrowForAnyValueShowsSummaries) {
+    // Names 25 wide leave nothing of a 20-column window: no value fits.
+    ArrayPtr s = structOf({{"averyveryverylongname", vxCreateDoubleScalar(5)}, {"b", vxCreateString("x")}});
+    ioSetNumWindowColumns(20);
+    EXPECT_EQ(show("s", s.get()),
+              "\ns = \n\n"
+              "    averyveryverylongname: [1x1 double]\n"
+              "                        b: [1x1 char]\n\n");
+}
+
+TEST_F(StructDisplay, AnUnknownPrintFormatIsRefusedBeforeAnythingIsWritten) {
+    ArrayPtr s = structOf({{"x", vxCreateDoubleScalar(5)}});
+    ArrayPtr c(vxCreateCellMatrix(1, 1));
+    vxSetCell(c.get(), 0, vxCreateDoubleScalar(5));
+    SetPrtfmt(14);
+    for (vxArray const* a : {static_cast<vxArray const*>(s.get()), static_cast<vxArray const*>(c.get())}) {
+        Capture capture;
+        try {
+            ioPrintArray("x", a);
+            ADD_FAILURE() << "no error";
+        } catch (vx::Error const& e) {
+            EXPECT_EQ(e.identifier(), "CALYX:services:invalidPrintFormat");
+        }
+        EXPECT_EQ(capture.outText(), "");
+    }
+}
+
 TEST_F(StructDisplay, AStopRequestEndsTheFieldList) {
     ArrayPtr s = structOf({{"a", vxCreateDoubleScalar(1)}, {"b", vxCreateDoubleScalar(2)},
                            {"c", vxCreateDoubleScalar(3)}});
