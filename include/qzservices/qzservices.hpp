@@ -44,3 +44,7 @@
 #include "qzservices/system_events/WSPPEInstrumentation.hpp"
 #include "qzservices/system_events/update_hooks.hpp"
 #include "qzservices/io/keybrd.hpp"
+#include "qzservices/state/locale_charset.hpp"
+#include "qzservices/state/graphics.hpp"
+#include "qzservices/state/threading.hpp"
+#include "qzservices/state/signals.hpp"
