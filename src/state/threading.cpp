@@ -23,6 +23,7 @@
 #include <boost/thread/mutex.hpp>
 #include <boost/thread/once.hpp>
 
+#include <atomic>
 #include <memory>
 
 namespace services { namespace threading {
@@ -46,17 +47,19 @@ struct ThreadingState {
 typedef boost::lock_guard<boost::mutex> Lock;
 
 boost::once_flag gStateOnce = BOOST_ONCE_INIT;
-ThreadingState* gState = nullptr;
+// Published with release and read with acquire: boost::call_once orders this
+// too, but through atomics that ThreadSanitizer does not see.
+std::atomic<ThreadingState*> gState{nullptr};
 
 void makeState() {
     // Released at exit, after every object that was built before the record's first use.
     static std::unique_ptr<ThreadingState> owner(new ThreadingState);
-    gState = owner.get();
+    gState.store(owner.get(), std::memory_order_release);
 }
 
 ThreadingState& state() {
     boost::call_once(gStateOnce, &makeState);
-    return *gState;
+    return *gState.load(std::memory_order_acquire);
 }
 
 // Both with the lock held.

@@ -30,6 +30,15 @@
 using qztest::runInFreshProcess;
 namespace threading = services::threading;
 
+// oneTBB is not built with ThreadSanitizer, so the hand-over of work between
+// its threads looks like races there; the threads a loop used are counted in
+// the other builds only, and the limit itself is checked in all of them.
+#if defined(__SANITIZE_THREAD__)
+#define QZ_OBSERVE_TBB_THREADS 0
+#else
+#define QZ_OBSERVE_TBB_THREADS 1
+#endif
+
 namespace {
 
 struct ArrayDeleter {
@@ -208,10 +217,10 @@ TEST(ComputationalThreads, ParallelForAfterNumThreadsUsesAtMostThatMany) {
             threading::ComputationalThreadsInit init(true);
             QZ_CHILD_CHECK(callNumThreads(vxCreateDoubleScalar(2)).first == 2.0, 2);
             QZ_CHILD_CHECK(global_control::active_value(global_control::max_allowed_parallelism) == 2, 3);
-            QZ_CHILD_CHECK(threadsUsedByParallelFor() <= 2, 4);
+            QZ_CHILD_CHECK(!QZ_OBSERVE_TBB_THREADS || threadsUsedByParallelFor() <= 2, 4);
             callNumThreads(vxCreateDoubleScalar(1));
             QZ_CHILD_CHECK(global_control::active_value(global_control::max_allowed_parallelism) == 1, 5);
-            QZ_CHILD_CHECK(threadsUsedByParallelFor() == 1, 6);
+            QZ_CHILD_CHECK(!QZ_OBSERVE_TBB_THREADS || threadsUsedByParallelFor() == 1, 6);
             // More than the machine has is allowed: the limit is the count.
             callNumThreads(vxCreateDoubleScalar(4));
             QZ_CHILD_CHECK(global_control::active_value(global_control::max_allowed_parallelism) == 4, 7);
