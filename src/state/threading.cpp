@@ -3,8 +3,9 @@
 //
 // oneTBB has no task_scheduler_init. Its life cycle is kept with two pieces:
 // a task_arena per ComputationalThreadsInit, initialised with the count
-// (which starts the worker threads), and one tbb::global_control on
-// max_allowed_parallelism owned by the record while any scheduler is active.
+// (which brings up the scheduler; its workers start when work arrives), and
+// one tbb::global_control on max_allowed_parallelism, owned by the record
+// while any scheduler is active.
 // The limit follows every later change of the count, so that parallel work
 // started after "NumThreads n" uses at most n threads.
 #include "qzservices/state/threading.hpp"
@@ -101,7 +102,7 @@ void setNumComputationalThreads(unsigned long n) {
         s.numThreads = n;
     }
     tellMathLibrary(s);
-    // Zero threads cannot run anything: oneTBB keeps its limit at one then.
+    // oneTBB refuses a limit of 0: the previous limit stays until a real count comes.
     if (s.numThreads > 0) applyParallelismLimit(s);
 }
 
