@@ -1,10 +1,9 @@
 // The stand-ins under the session state: the ICU character-set converter, the
 // process locale, the native display library, the numbered message tables,
-// case folding, the core count and the real-scalar test.
+// case folding and the real-scalar test.
 #include <fd/i18n/QzLocale.hpp>
 #include <nd/display.hpp>
 #include <orrery/i18n/UnicodeConverterX.hpp>
-#include <uv/cores.hpp>
 #include <uv/lower_case.hpp>
 #include <uv/messages.hpp>
 #include <vx/predicates.hpp>
@@ -319,12 +318,6 @@ TEST(LowerCase, LowersAsciiLettersOnlyInPlace) {
     EXPECT_EQ(nullptr, uvLowerCase(nullptr));
     char empty[] = "";
     EXPECT_STREQ("", uvLowerCase(empty));
-}
-
-TEST(CoreCount, IsTheOnlineProcessorCount) {
-    long const online = sysconf(_SC_NPROCESSORS_ONLN);
-    EXPECT_GE(uvGetNumAllCores(), 1ul);
-    if (online > 0) EXPECT_EQ(static_cast<unsigned long>(online), uvGetNumAllCores());
 }
 
 TEST(RealScalar, OnlyFullRealNumericSingletons) {

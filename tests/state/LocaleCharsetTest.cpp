@@ -337,13 +337,3 @@ TEST(LocaleReport, AMissingLocaleFallsBackToCWithAWarningPerCategory) {
     EXPECT_EQ(0, r.exitCode);
 }
 
-TEST(LocaleFeatures, RegisteredAtLoadWithTheirBuiltins) {
-    svFeature* locale = svFindFeatureEntry("Locale");
-    ASSERT_NE(nullptr, locale);
-    EXPECT_EQ(&svLocaleSetting, locale->builtin);
-    EXPECT_EQ(0, locale->value);
-    svFeature* charset = svFindFeatureEntry("defaultcharacterset");
-    ASSERT_NE(nullptr, charset);
-    EXPECT_EQ(&svSetDefaultCharacterSet, charset->builtin);
-    EXPECT_EQ(0, charset->value);
-}
