@@ -13,7 +13,7 @@
 
 #include <msg/calyx_messages.hpp>
 #include <uv/cores.hpp>
-#include <uv/system_info.hpp>
+#include <uv/debug_print.hpp>
 #include <vx/array.hpp>
 #include <vx/errors.hpp>
 

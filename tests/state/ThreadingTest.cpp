@@ -6,7 +6,7 @@
 #include "support/child_process.hpp"
 
 #include <uv/cores.hpp>
-#include <uv/system_info.hpp>
+#include <uv/debug_print.hpp>
 #include <vx/array.hpp>
 #include <vx/errors.hpp>
 

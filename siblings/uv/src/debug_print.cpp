@@ -1,4 +1,4 @@
-#include "uv/system_info.hpp"
+#include "uv/debug_print.hpp"
 
 #include <cstdarg>
 #include <cstdio>

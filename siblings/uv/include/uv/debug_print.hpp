@@ -1,4 +1,4 @@
-// Small helpers of the utility layer: the debug print of the multithreading code.
+// The debug print of the multithreading code.
 #pragma once
 #include <string>
 
