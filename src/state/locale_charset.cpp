@@ -6,6 +6,7 @@
 #include <fd/i18n/QzLocale.hpp>
 #include <orrery/i18n/UnicodeConverterX.hpp>
 #include <uv/messages.hpp>
+#include <uv/strings.hpp>
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
 #include <vx/errors.hpp>
@@ -26,13 +27,9 @@ namespace {
 char i18n[32] = "";
 char subdirectory[6] = "";
 
-// Bounded copy that always terminates: `size` includes the terminator.
-void copyTerminated(char* target, char const* source, size_t size) {
-    size_t n = 0;
-    while (n + 1 < size && source[n] != '\0') ++n;
-    std::memcpy(target, source, n);
-    target[n] = '\0';
-}
+// strncpy-style copies of at most size - 1 bytes: the last byte of each
+// buffer is never written, so it stays the terminator.
+void copyTerminated(char* target, char const* source, size_t size) { uvStrncpy(target, source, size - 1); }
 
 char const* languageFromEnvironment() {
     char const* lang = std::getenv("LANG");
