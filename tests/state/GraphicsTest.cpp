@@ -15,7 +15,14 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -83,6 +90,39 @@ TEST(GraphicsAtLoad, NoFigureWindowsIsTrueWithoutDisplay) {
         return 0;
     });
     if (display) setenv("DISPLAY", saved.c_str(), 1);
+    EXPECT_EQ(0, r.exitCode);
+}
+
+TEST(GraphicsAtLoad, AReachableDisplayIsFoundAtLoadButFiguresStillNeedJava) {
+    // A listening socket where the X server of an unused display number would be.
+    unsigned const number = 800 + static_cast<unsigned>(getpid() % 90);
+    std::string const path = "/tmp/.X11-unix/X" + std::to_string(number);
+    mkdir("/tmp/.X11-unix", 01777);
+    unlink(path.c_str());
+    int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    ASSERT_EQ(0, bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address)) << std::strerror(errno);
+    ASSERT_EQ(0, listen(fd, 1));
+    char const* display = std::getenv("DISPLAY");
+    std::string const saved = display ? display : "";
+    setenv("DISPLAY", (":" + std::to_string(number)).c_str(), 1);
+
+    auto r = runInFreshProcess([] {
+        QZ_CHILD_CHECK(recordValue("HasDisplay") == 1, 2);
+        QZ_CHILD_CHECK(svGraphicsHasDisplay(), 3);
+        // DISPLAY is set, but no Java runs yet: still no figures.
+        QZ_CHILD_CHECK(recordValue("NoFigureWindows") == 1, 4);
+        qztest::Capture capture;
+        unsigned long const beeps = nd::display::beepCount();
+        svSysBeep();
+        QZ_CHILD_CHECK(nd::display::beepCount() == beeps + 1 && capture.outText().empty(), 5);
+        return 0;
+    });
+    if (display) setenv("DISPLAY", saved.c_str(), 1); else unsetenv("DISPLAY");
+    close(fd);
+    unlink(path.c_str());
     EXPECT_EQ(0, r.exitCode);
 }
 
