@@ -55,3 +55,7 @@
 #include "qzservices/containers/path_manager_fcns.hpp"
 #include "qzservices/display/cell_display.hpp"
 #include "qzservices/display/struct_display.hpp"
+#include "qzservices/state/locale_charset.hpp"
+#include "qzservices/state/graphics.hpp"
+#include "qzservices/state/threading.hpp"
+#include "qzservices/state/signals.hpp"
