@@ -64,7 +64,10 @@ void configureHost(int argc, char** argv) {
     svSetUIW_CWCallbacks(&qzconsole::flushCommandWindow, nullptr, &qzconsole::clearCommandWindow, nullptr);
 
     ioUpdateWindowSize();
-    qzconsole::installInterruptHandler();
+    // The library keeps the slot for the host's signal set-up: SIGINT marks
+    // an interrupt as pending, SIGWINCH a new window size.
+    svRegisterSigInitFcn(&qzconsole::installInterruptHandler);
+    svSigInit();
     qzconsole::installEventLoop();
     qzconsole::installDemoEvents();
 }
