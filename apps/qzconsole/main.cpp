@@ -97,7 +97,7 @@ bool readStatement(std::string& text, bool interactive) {
 int handleOptions(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--version") == 0) {
-            std::printf("qzconsole %s (libqzservices %s)\n", QZCONSOLE_VERSION, QZCONSOLE_VERSION);
+            std::printf("qzconsole %s\n", QZCONSOLE_VERSION);  // built with the library, so one version
             return 0;
         }
         if (std::strcmp(argv[i], "--help") == 0) {
@@ -151,9 +151,8 @@ int main(int argc, char** argv) {
         try {
             if (!readStatement(text, interactive)) break;
         } catch (Orrery::System::InterruptException const& e) {
-            // ctrl-C at the prompt drops the line and asks again.
+            // ctrl-C at the prompt drops the line and asks again, on a fresh line.
             clearInterrupt(e);
-            uvPuts("\n");
             continue;
         }
         ioUpdateWindowSize();
