@@ -82,6 +82,7 @@ tm send-keys -t "$session" -l 'abc'
 until_pane grep -qx '>> abc' || fail "typed text not shown: $(pane)"
 tm send-keys -t "$session" C-c
 prompt_back || fail "no fresh prompt after ctrl-C at the prompt: $(pane)"
+[ "$(pane | grep -A1 -x '>> abc' | tail -n 1)" = ">>" ] || fail "the new prompt is not on the next line: $(pane)"
 type_line 'k = 9'
 until_pane grep -qx '     9' || fail "the line after ctrl-C at the prompt did not run alone: $(pane)"
 pane | grep -q 'abck' && fail "the dropped text came back: $(pane)"
