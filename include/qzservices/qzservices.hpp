@@ -44,3 +44,6 @@
 #include "qzservices/system_events/WSPPEInstrumentation.hpp"
 #include "qzservices/system_events/update_hooks.hpp"
 #include "qzservices/io/keybrd.hpp"
+#include "qzservices/state/machine_config.hpp"
+#include "qzservices/state/runtime_identity.hpp"
+#include "qzservices/state/service_log.hpp"
