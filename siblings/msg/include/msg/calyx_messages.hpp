@@ -47,6 +47,16 @@ QZ_MSG_CLASS0("CALYX:Java", Disabling)
 QZ_MSG_CLASS1("CALYX:Java", NoWindowSystem)
 } // namespace Java
 
+namespace prefs {
+QZ_MSG_CLASS0("CALYX:prefs", BadInput)
+QZ_MSG_CLASS0("CALYX:prefs", InsufficientMemory)
+QZ_MSG_CLASS1("CALYX:prefs", MkdirFailed)
+} // namespace prefs
+
+namespace settings { namespace core {
+QZ_MSG_CLASS1("CALYX:settings:core", FileLoadingError)
+}} // namespace settings::core
+
 namespace services {
 QZ_MSG_CLASS0("CALYX:services", filenameTooLong)
 QZ_MSG_CLASS1("CALYX:services", UserEventQueueBadFileDescriptor)

@@ -1,0 +1,98 @@
+// The utility layer's module functions over the dynamic loader, the system
+// descriptions, the string hash, line input and the multithreading debug print.
+#include <uv/modules.hpp>
+#include <uv/system_info.hpp>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+extern "C" int uvIsInterruptPending(void);
+
+TEST(UtilityModules, FindTheModuleOfAnAddressAndItsSymbols) {
+    char const* name = uvModuleNameFromAddress(reinterpret_cast<void const*>(&uvIsInterruptPending));
+    ASSERT_NE(name, nullptr);
+    EXPECT_NE(std::string(name).find("libcalyx_uv.so"), std::string::npos) << name;
+    EXPECT_EQ(uvModuleNameFromAddress(nullptr), nullptr);
+
+    void* library = uvLoadLibrary(name);
+    ASSERT_NE(library, nullptr);
+    EXPECT_EQ(uvFindSymbolInLibrary(library, "uvIsInterruptPending"),
+              reinterpret_cast<void*>(&uvIsInterruptPending));
+    EXPECT_EQ(uvFindSymbolInLibrary(library, "noSuchSymbolAnywhere"), nullptr);
+    EXPECT_EQ(uvUnloadLibrary(library), 0);
+
+    EXPECT_EQ(uvLoadLibrary("/no/such/library.so"), nullptr);
+    EXPECT_EQ(uvLoadLibrary(nullptr), nullptr);
+    EXPECT_EQ(uvFindSymbolInLibrary(nullptr, "x"), nullptr);
+    EXPECT_EQ(uvUnloadLibrary(nullptr), 0);
+}
+
+TEST(UtilityModules, AutomountPrefixIsRemovedOnlyAsAWholeComponent) {
+    struct Case {
+        char const* in;
+        char const* out;
+    } const cases[] = {
+        {"/tmp_mnt/home/user", "/home/user"}, {"/tmp_mnt/", "/"},       {"/tmp_mnt", "/tmp_mnt"},
+        {"/tmp_mntx/home", "/tmp_mntx/home"}, {"/home/tmp_mnt/x", "/home/tmp_mnt/x"}, {"", ""},
+    };
+    for (Case const& c : cases) {
+        char buffer[64];
+        std::strcpy(buffer, c.in);
+        uvFixAutoMountPrefix(buffer);
+        EXPECT_STREQ(buffer, c.out) << c.in;
+    }
+    uvFixAutoMountPrefix(nullptr);
+}
+
+TEST(UtilitySystem, DescriptionsAreFilledAndStable) {
+    std::string const os = uvGetOS();
+    EXPECT_EQ(os.compare(0, 6, "Linux "), 0) << os;
+    EXPECT_EQ(uvGetOS(), uvGetOS());
+    EXPECT_FALSE(std::string(uvGetCPUID()).empty());
+}
+
+TEST(UtilitySystem, StringHashIsFnv1aFromTheSeed) {
+    // Published FNV-1a 32-bit values.
+    EXPECT_EQ(uv_hash_string(0, ""), 2166136261u);
+    EXPECT_EQ(uv_hash_string(0, "a"), 0xe40c292cu);
+    EXPECT_EQ(uv_hash_string(0, "foobar"), 0xbf9cf968u);
+    EXPECT_EQ(uv_hash_string(0, nullptr), uv_hash_string(0, ""));
+    EXPECT_NE(uv_hash_string(1, "foobar"), uv_hash_string(0, "foobar"));
+    EXPECT_NE(uv_hash_string(0, "/opt/calyx-a"), uv_hash_string(0, "/opt/calyx-b"));
+}
+
+TEST(UtilitySystem, FgetsReadsLinesInBufferSizedPieces) {
+    FILE* f = tmpfile();
+    ASSERT_NE(f, nullptr);
+    std::fputs("first\n0123456789\nlast", f);
+    std::rewind(f);
+    char buf[8];
+    ASSERT_NE(uvFgets(buf, sizeof buf, f), nullptr);
+    EXPECT_STREQ(buf, "first\n");
+    ASSERT_NE(uvFgets(buf, sizeof buf, f), nullptr);
+    EXPECT_STREQ(buf, "0123456");  // a long line comes in pieces of size - 1
+    ASSERT_NE(uvFgets(buf, sizeof buf, f), nullptr);
+    EXPECT_STREQ(buf, "789\n");
+    ASSERT_NE(uvFgets(buf, sizeof buf, f), nullptr);
+    EXPECT_STREQ(buf, "last");
+    EXPECT_EQ(uvFgets(buf, sizeof buf, f), nullptr);
+    EXPECT_EQ(uvFgets(buf, 0, f), nullptr);
+    EXPECT_EQ(uvFgets(nullptr, 8, f), nullptr);
+    std::fclose(f);
+}
+
+TEST(UtilitySystem, MultithreadedDebugPrintKeepsItsTextAndPrintsOnlyWhenOn) {
+    dbg_multiThreaded_setEnabled(0);
+    testing::internal::CaptureStderr();
+    dbg_multiThreaded_utprintf("Setting number of computational threads to %zu.\n", static_cast<size_t>(4));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(dbg_multiThreaded_lastText(), "Setting number of computational threads to 4.\n");
+    dbg_multiThreaded_setEnabled(1);
+    testing::internal::CaptureStderr();
+    dbg_multiThreaded_utprintf("%s", "on");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "on");
+    dbg_multiThreaded_setEnabled(0);
+}
