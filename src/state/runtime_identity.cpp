@@ -3,6 +3,7 @@
 // interpreter's runtime interface.
 #include "qzservices/state/runtime_identity.hpp"
 
+#include <px/px.hpp>
 #include <uv/modules.hpp>
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
@@ -186,13 +187,28 @@ char* svSetCXRoot(char const* root) {
 
 char const* svGetToolboxPrefix() {
     if (gToolboxPrefix != nullptr) return gToolboxPrefix;
-    std::string path = svCalyxRoot();
-    if (path.empty() || path.back() != '/') path += '/';
-    path += "toolbox";
-    char* buffer = static_cast<char*>(uvCallocWithCheck(path.size() + 1, 1));
-    std::memcpy(buffer, path.c_str(), path.size() + 1);
+    char* buffer = static_cast<char*>(uvCallocWithCheck(PX_MAX_PATH, 1));
+    copyText(buffer, PX_MAX_PATH, svCalyxRoot());
+    pxConcatPathSubdir(buffer, "toolbox");
     gToolboxPrefix = buffer;  // kept for the process
     return gToolboxPrefix;
+}
+
+void svSetStartupPath(pxPath path) {
+    if (path == nullptr) return;
+    char text[PX_MAX_PATH];
+    char const* fromEnv = std::getenv("CALYXPATH");
+    if (fromEnv != nullptr && *fromEnv != '\0') {
+        copyText(text, sizeof text, fromEnv);
+    } else {
+        copyText(text, sizeof text, svCalyxRoot());
+        pxConcatPathSubdir(text, "toolbox");
+        pxConcatPathSubdir(text, "local");
+    }
+    // Directories missing at start are not worth a warning each.
+    bool const warned = pxSetNotificationHandleWarnings(path, false);
+    if (!pxReplacePath(path, text)) pxRefreshAllDirectories(path, 2);
+    pxSetNotificationHandleWarnings(path, warned);
 }
 
 int svSetPGStatus(int bits) {

@@ -6,6 +6,8 @@
 #include "support/child_process.hpp"
 
 #include <gtest/gtest.h>
+#include <px/px.hpp>
+#include <uv/uv.hpp>
 #include <sys/stat.h>
 #include <vx/array.hpp>
 
@@ -147,6 +149,51 @@ TEST(RuntimeInstance, TheFirstRuntimeStaysAndTheBaseAnswersZeroUntilThen) {
         svSetRuntimeInstance(nullptr);
         QZ_CHILD_CHECK(svGetCodeBlockStatus() == 10, 4);
         QZ_CHILD_CHECK(svGetInputRequester() == 11, 5);
+        return 0;
+    });
+    EXPECT_EQ(r.exitCode, 0);
+}
+
+namespace {
+pxDirAccessibility accessibleIfDirectory(pxPath, char const* dir) {
+    struct stat st;
+    return stat(dir, &st) == 0 && S_ISDIR(st.st_mode) ? pxDirAccessible : pxDirNotFound;
+}
+char* emptyListing(pxPath, char const*, unsigned int**) { return static_cast<char*>(uvCalloc(2, 1)); }
+} // namespace
+
+TEST(RuntimeStartupPath, CalyxPathOrTheLocalToolboxWithoutWarnings) {
+    auto r = qztest::runInFreshProcess([] {
+        pxSetDefaultIOFcns(&emptyListing, &accessibleIfDirectory, nullptr, nullptr, nullptr);
+        char pattern[] = "/tmp/qzstartup-XXXXXX";
+        std::string const root = mkdtemp(pattern);
+        std::string const local = root + "/toolbox/local";
+        mkdir((root + "/toolbox").c_str(), 0755);
+        mkdir(local.c_str(), 0755);
+        {
+            qztest::Capture quiet;
+            svSetCXRoot(root.c_str());
+        }
+        pxPath path = pxCreatePath("startup-test");
+        pxSetNotificationHandleWarnings(path, true);
+
+        setenv("CALYXPATH", (root + ":" + root + "/missing").c_str(), 1);
+        testing::internal::CaptureStderr();
+        svSetStartupPath(path);
+        std::string const printed = testing::internal::GetCapturedStderr();
+        QZ_CHILD_CHECK(pxNumDirectories(path) == 1 && pxGetDirectory(path, 0) == root, 2);
+        QZ_CHILD_CHECK(pxGetWarnings(path).size() == 1, 3);  // recorded, but not printed
+        QZ_CHILD_CHECK(printed.empty(), 4);
+        QZ_CHILD_CHECK(pxSetNotificationHandleWarnings(path, true), 5);  // put back as it was
+
+        setenv("CALYXPATH", "", 1);  // empty counts as unset
+        svSetStartupPath(path);
+        QZ_CHILD_CHECK(pxNumDirectories(path) == 1 && pxGetDirectory(path, 0) == local, 6);
+        svSetStartupPath(path);  // the same list again: the listings are read again
+        QZ_CHILD_CHECK(pxNumDirectories(path) == 1, 7);
+        rmdir(local.c_str());
+        rmdir((root + "/toolbox").c_str());
+        rmdir(root.c_str());
         return 0;
     });
     EXPECT_EQ(r.exitCode, 0);

@@ -32,6 +32,12 @@ char* svSetCXRoot(char const* root);
 // "<root>/toolbox", made once.
 char const* svGetToolboxPrefix();
 
+typedef struct pxPathObject* pxPath;
+// Sets the directories of `path` to CALYXPATH when that is set and not empty,
+// else to "<root>/toolbox/local", without warnings for missing directories;
+// when the list is unchanged, reads all listings again.
+void svSetStartupPath(pxPath path);
+
 // The graphics status word. Set and clear touch only the low three bits and
 // return the previous word; get always shows bit 6 (64).
 int svSetPGStatus(int bits);
