@@ -5,7 +5,7 @@
 #include "qzservices/state/runtime_identity.hpp"
 
 #include <fd/i18n/convert.hpp>
-#include <uv/system_info.hpp>
+#include <uv/machine_info.hpp>
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
 #include <vx/errors.hpp>

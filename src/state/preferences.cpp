@@ -9,7 +9,7 @@
 #include <fd/i18n/convert.hpp>
 #include <msg/calyx_messages.hpp>
 #include <px/px.hpp>
-#include <uv/system_info.hpp>
+#include <uv/machine_info.hpp>
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
 #include <vx/errors.hpp>

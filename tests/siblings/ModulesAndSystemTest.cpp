@@ -1,7 +1,7 @@
 // The utility layer's module functions over the dynamic loader, the system
-// descriptions, the string hash, line input and the multithreading debug print.
+// descriptions, the string hash and line input.
 #include <uv/modules.hpp>
-#include <uv/system_info.hpp>
+#include <uv/machine_info.hpp>
 
 #include <gtest/gtest.h>
 
@@ -82,17 +82,4 @@ TEST(UtilitySystem, FgetsReadsLinesInBufferSizedPieces) {
     EXPECT_EQ(uvFgets(buf, 0, f), nullptr);
     EXPECT_EQ(uvFgets(nullptr, 8, f), nullptr);
     std::fclose(f);
-}
-
-TEST(UtilitySystem, MultithreadedDebugPrintKeepsItsTextAndPrintsOnlyWhenOn) {
-    dbg_multiThreaded_setEnabled(0);
-    testing::internal::CaptureStderr();
-    dbg_multiThreaded_utprintf("Setting number of computational threads to %zu.\n", static_cast<size_t>(4));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    EXPECT_EQ(dbg_multiThreaded_lastText(), "Setting number of computational threads to 4.\n");
-    dbg_multiThreaded_setEnabled(1);
-    testing::internal::CaptureStderr();
-    dbg_multiThreaded_utprintf("%s", "on");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "on");
-    dbg_multiThreaded_setEnabled(0);
 }

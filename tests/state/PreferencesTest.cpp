@@ -17,7 +17,7 @@
 #include <cxutil/settings/directories.hpp>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <uv/system_info.hpp>
+#include <uv/machine_info.hpp>
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
 #include <vx/errors.hpp>

@@ -1,13 +1,10 @@
-#include "uv/system_info.hpp"
+#include "uv/machine_info.hpp"
 
 #include <sys/utsname.h>
 
-#include <cstdarg>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -55,14 +52,6 @@ std::string describeCPU() {
     return text;
 }
 
-std::mutex gDebugMutex;
-std::string gDebugLast;
-bool debugEnabledAtLoad() {
-    char const* v = std::getenv("CALYX_DEBUG_MULTITHREADED");
-    return v != nullptr && *v != '\0';
-}
-bool gDebugEnabled = debugEnabledAtLoad();
-
 } // namespace
 
 extern "C" {
@@ -92,34 +81,4 @@ char* uvFgets(char* buffer, int size, FILE* stream) {
     return std::fgets(buffer, size, stream);
 }
 
-void dbg_multiThreaded_utprintf(char const* format, ...) {
-    if (format == nullptr) return;
-    va_list args;
-    va_start(args, format);
-    va_list again;
-    va_copy(again, args);
-    int n = std::vsnprintf(nullptr, 0, format, args);
-    va_end(args);
-    std::string text;
-    if (n > 0) {
-        std::vector<char> buf(static_cast<size_t>(n) + 1);
-        std::vsnprintf(buf.data(), buf.size(), format, again);
-        text.assign(buf.data(), static_cast<size_t>(n));
-    }
-    va_end(again);
-    std::lock_guard<std::mutex> lock(gDebugMutex);
-    gDebugLast = text;
-    if (gDebugEnabled) std::fputs(text.c_str(), stderr);
-}
-
-void dbg_multiThreaded_setEnabled(int enabled) {
-    std::lock_guard<std::mutex> lock(gDebugMutex);
-    gDebugEnabled = enabled != 0;
-}
-
 } // extern "C"
-
-std::string dbg_multiThreaded_lastText() {
-    std::lock_guard<std::mutex> lock(gDebugMutex);
-    return gDebugLast;
-}

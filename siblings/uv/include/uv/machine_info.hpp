@@ -1,9 +1,7 @@
 // Facts about the machine and small helpers of the utility layer: printable
-// descriptions of the system and the processor, a string hash, line input,
-// and the debug print of the multithreading code.
+// descriptions of the system and the processor, a string hash, line input.
 #pragma once
 #include <cstdio>
-#include <string>
 
 extern "C" {
 
@@ -22,14 +20,4 @@ unsigned int uv_hash_string(unsigned int seed, char const* text);
 // and terminates them; null at the end of the file or on an error.
 char* uvFgets(char* buffer, int size, FILE* stream);
 
-// The debug print of the multithreading code: printf-style, to the standard
-// error descriptor, only while enabled (by the call below, or at load when the
-// environment variable CALYX_DEBUG_MULTITHREADED is set and not empty). The
-// text of the last call is kept whether or not it was printed.
-void dbg_multiThreaded_utprintf(char const* format, ...) __attribute__((format(printf, 1, 2)));
-void dbg_multiThreaded_setEnabled(int enabled);
-
 } // extern "C"
-
-// The text of the most recent dbg_multiThreaded_utprintf call in this process.
-std::string dbg_multiThreaded_lastText();
