@@ -47,13 +47,6 @@ TEST(UtilityModules, AutomountPrefixIsRemovedOnlyAsAWholeComponent) {
     uvFixAutoMountPrefix(nullptr);
 }
 
-TEST(UtilitySystem, DescriptionsAreFilledAndStable) {
-    std::string const os = uvGetOS();
-    EXPECT_EQ(os.compare(0, 6, "Linux "), 0) << os;
-    EXPECT_EQ(uvGetOS(), uvGetOS());
-    EXPECT_FALSE(std::string(uvGetCPUID()).empty());
-}
-
 TEST(UtilitySystem, StringHashIsFnv1aFromTheSeed) {
     // Published FNV-1a 32-bit values.
     EXPECT_EQ(uv_hash_string(0, ""), 2166136261u);
@@ -62,24 +55,4 @@ TEST(UtilitySystem, StringHashIsFnv1aFromTheSeed) {
     EXPECT_EQ(uv_hash_string(0, nullptr), uv_hash_string(0, ""));
     EXPECT_NE(uv_hash_string(1, "foobar"), uv_hash_string(0, "foobar"));
     EXPECT_NE(uv_hash_string(0, "/opt/calyx-a"), uv_hash_string(0, "/opt/calyx-b"));
-}
-
-TEST(UtilitySystem, FgetsReadsLinesInBufferSizedPieces) {
-    FILE* f = tmpfile();
-    ASSERT_NE(f, nullptr);
-    std::fputs("first\n0123456789\nlast", f);
-    std::rewind(f);
-    char buf[8];
-    ASSERT_NE(uvFgets(buf, sizeof buf, f), nullptr);
-    EXPECT_STREQ(buf, "first\n");
-    ASSERT_NE(uvFgets(buf, sizeof buf, f), nullptr);
-    EXPECT_STREQ(buf, "0123456");  // a long line comes in pieces of size - 1
-    ASSERT_NE(uvFgets(buf, sizeof buf, f), nullptr);
-    EXPECT_STREQ(buf, "789\n");
-    ASSERT_NE(uvFgets(buf, sizeof buf, f), nullptr);
-    EXPECT_STREQ(buf, "last");
-    EXPECT_EQ(uvFgets(buf, sizeof buf, f), nullptr);
-    EXPECT_EQ(uvFgets(buf, 0, f), nullptr);
-    EXPECT_EQ(uvFgets(nullptr, 8, f), nullptr);
-    std::fclose(f);
 }

@@ -106,15 +106,6 @@ TEST_F(SettingsLayer, PreviousReleaseIsTheNewestOlderSibling) {
     EXPECT_EQ(narrow(cs::getPreviousPreferencesDirectoryUStr()), parent + "/R2030b");
 }
 
-TEST_F(SettingsLayer, PathHelpers) {
-    EXPECT_EQ(narrow(cs::calyxDefaultPrefDirPrefixUStr()), dir_ + "/home/");
-    EXPECT_EQ(narrow(cs::calyxDefaultPrefDirSuffixUStr(wide("R2031b"))), ".calyx/R2031b");
-    EXPECT_EQ(cs::StripFinalPathNameSep(std::string("/a/b//")), "/a/b");
-    EXPECT_EQ(cs::StripFinalPathNameSep(std::string("/")), "/");
-    EXPECT_EQ(cs::StripFinalPathNameSep(std::string("")), "");
-    EXPECT_EQ(narrow(cs::StripFinalPathNameSep(wide("/x/"))), "/x");
-}
-
 TEST_F(SettingsLayer, GroupsKeepUserAndFactoryLevelsInTheirFile) {
     setenv("CALYX_PREFDIR", (dir_ + "/prefs").c_str(), 1);
     cs::Settings group = cs::Settings::getSettingsRoot(cxutil::contextmgr::CxrID(41)).child("calyx");

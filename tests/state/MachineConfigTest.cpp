@@ -3,11 +3,9 @@
 // creation race.
 #include "qzservices/state/features.hpp"
 #include "qzservices/state/machine_config.hpp"
-#include "qzservices/state/runtime_identity.hpp"
 #include "support/capture.hpp"
 #include "support/child_process.hpp"
 
-#include <gnu/libc-version.h>
 #include <gtest/gtest.h>
 #include <vx/array.hpp>
 #include <vx/errors.hpp>
@@ -69,17 +67,6 @@ TEST(MachineConfigStore, AddKeepsSetReplacesRemoveAndGetOfMissingAreQuiet) {
     config.remove("No Such Key");  // nothing happens
     EXPECT_EQ(config.get("No Such Key"), "");
     EXPECT_EQ(printed().find("Test Key"), std::string::npos);
-}
-
-TEST(MachineConfigStore, StartsWithTheProcessFacts) {
-    machine_config& config = machine_config::instance();
-    EXPECT_EQ(config.get("CALYX Architecture"), "linux64");
-    EXPECT_EQ(config.get("CALYX Version"), svCalyxVersion());
-    EXPECT_EQ(config.get("CALYX Root"), svCalyxRoot());
-    EXPECT_EQ(config.get("GNU C Library"), std::string(gnu_get_libc_version()) + " " + gnu_get_libc_release());
-    EXPECT_FALSE(config.get("Operating System").empty());
-    EXPECT_FALSE(config.get("Processor ID").empty());
-    EXPECT_FALSE(config.get("Default Encoding").empty());
 }
 
 TEST(MachineConfigPrint, PadsKeysToNineteenSortsByBytesAndKeepsTheStreamFormat) {
