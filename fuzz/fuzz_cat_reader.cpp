@@ -1,6 +1,7 @@
 // The CAT reader over arbitrary bytes: the input becomes a file "input.cat",
-// and the container model lists its root, then steps into each entry of the
-// root and of the first level of directories, reading every file it meets.
+// and the container model lists its root, then reads each of the first
+// entries of the root and of the first level of directories as a file, and
+// lists it when it is not one.
 // Whatever the bytes claim, the reader may only report an error code.
 #include <qzservices/containers/CxfileReader.hpp>
 #include <qzservices/containers/svFile.hpp>
@@ -40,30 +41,25 @@ std::vector<std::string> names(std::string const& dir) {
     if (!c || c->hasErrorOnContainer() || c->getDirStream() == nullptr || !c->getDirStream()->open()) return out;
     std::unique_ptr<char, UvFree> list(c->getDirStream()->getDirList());
     c->getDirStream()->close();
-    for (char const* p = list.get(); p && *p && out.size() < 64; p += std::strlen(p) + 1) {
+    for (char const* p = list.get(); p && *p && out.size() < 8; p += std::strlen(p) + 1) {
         if (std::strcmp(p, ".") != 0 && std::strcmp(p, "..") != 0 && std::strchr(p, '/') == nullptr) out.push_back(p);
     }
     return out;
 }
 
+// Reads `path` as a file; what is not a file (the reader says so) is
+// listed as a directory, to two levels below the root.
 void visit(std::string const& path, int depth) {
-    std::unique_ptr<svFile> f(svFindContainerOrContainerFile(path.c_str()));
-    if (!f) return;
-    if (auto* leaf = dynamic_cast<svContainerFile*>(f.get())) {
-        f.reset();
-        (void)leaf;
-        ContainerCxfileReader reader;
-        unsigned long size = 0;
-        ioErrorMessage error = 0;
-        try {
-            std::unique_ptr<char, UvFree> bytes(static_cast<char*>(reader.read(&size, nullptr, path.c_str(), &error)));
-            if (bytes && bytes.get()[size] != '\0') std::abort();  // always terminated
-        } catch (std::exception const&) {
-            // An I/O failure of the plain file raises by design; corruption never does.
-        }
-        return;
+    ContainerCxfileReader reader;
+    unsigned long size = 0;
+    ioErrorMessage error = 0;
+    try {
+        std::unique_ptr<char, UvFree> bytes(static_cast<char*>(reader.read(&size, nullptr, path.c_str(), &error)));
+        if (bytes && bytes.get()[size] != '\0') std::abort();  // always terminated
+        if (bytes) return;
+    } catch (std::exception const&) {
+        return;  // an I/O failure of the plain file raises by design
     }
-    f.reset();
     if (depth >= 2) return;
     for (std::string const& n : names(path)) visit(path + "/" + n, depth + 1);
 }
