@@ -53,3 +53,5 @@
 #include "qzservices/containers/svCatContainer.hpp"
 #include "qzservices/containers/CxfileReader.hpp"
 #include "qzservices/containers/path_manager_fcns.hpp"
+#include "qzservices/display/cell_display.hpp"
+#include "qzservices/display/struct_display.hpp"

@@ -38,7 +38,6 @@ Entry const kCatalog[] = {
     {"CALYX:services:invalidPrintFormat", "The print format {1} is not one of 1 to 13."},
     {"CALYX:services:noArrayNameCallback", "No array name callback has been set."},
     {"CALYX:services:noDiskSpace", "Cannot open file '{1}': not enough space on disk."},
-    {"CALYX:services:printerUnavailable", "Display of {1} is not available in this build."},
     {"CALYX:services:tooManyFilesOpenUnix", "Cannot open file '{1}': too many files are open. Close some files and try again."},
     {"CALYX:vx:arrayTooLarge", "Requested array exceeds the maximum array size."},
     {"CALYX:vx:corruptSparse", "The row indices or column starts of the sparse array are out of range."},

@@ -66,7 +66,6 @@ QZ_MSG_CLASS1("CALYX:services", UserEventQueuePipeCreationFailed)
 QZ_MSG_CLASS1("CALYX:services", UserEventQueueReadFailed)
 QZ_MSG_CLASS1("CALYX:services", invalidPrintFormat)
 QZ_MSG_CLASS0("CALYX:services", noArrayNameCallback)
-QZ_MSG_CLASS1("CALYX:services", printerUnavailable)
 } // namespace services
 
 } // namespace CALYX
