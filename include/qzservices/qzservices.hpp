@@ -44,3 +44,4 @@
 #include "qzservices/system_events/WSPPEInstrumentation.hpp"
 #include "qzservices/system_events/update_hooks.hpp"
 #include "qzservices/io/keybrd.hpp"
+#include "qzservices/io/wrapping.hpp"

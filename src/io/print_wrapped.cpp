@@ -1,0 +1,327 @@
+// ioPrintWrapped: one pass over the 16-bit text that decides where lines
+// break, with the feature and the scope switch that turn it off.
+#include "qzservices/io/wrapping.hpp"
+#include "qzservices/io/CXStream.hpp"
+#include "qzservices/io/window.hpp"
+#include "qzservices/state/features.hpp"
+#include "io/hot_links.hpp"
+
+#include <fd/i18n/convert.hpp>
+#include <uv/unicode16.hpp>
+#include <uv/uv.hpp>
+#include <uv/warning_utilities.hpp>
+#include <vx/errors.hpp>
+
+#include <boost/numeric/conversion/converter_policies.hpp>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+char const* const WrappingFeatureRegistration::featureName = "WrapWarningsAndErrors";
+bool WrappingFeatureRegistration::enabled = true;
+bool WrappingFeatureRegistration::featured = true;
+
+void WrappingFeatureRegistration::setFeatured(int value) { featured = value != 0; }
+
+ioWarningWrappingDisablor::ioWarningWrappingDisablor() : saved_(WrappingFeatureRegistration::enabled) {
+    WrappingFeatureRegistration::enabled = false;
+}
+
+ioWarningWrappingDisablor::~ioWarningWrappingDisablor() { WrappingFeatureRegistration::enabled = saved_; }
+
+bool needsFormattingForDisplay() { return services::io::CXStream::CXOut.needsFormattingForDisplay(); }
+
+namespace {
+
+struct RegisterWrappingFeature {
+    RegisterWrappingFeature() {
+        svRegisterOneArg(WrappingFeatureRegistration::featureName, 1, &WrappingFeatureRegistration::setFeatured);
+        uvWarningUtilities::registerNeedsFormattingForDisplay(&needsFormattingForDisplay);
+    }
+};
+int const registeredAtLoad = services::static_manager<RegisterWrappingFeature>::instance(0);
+
+typedef std::basic_string<unsigned short> UString;
+
+struct UvFreer {
+    void operator()(void* p) const { uvFree(p); }
+};
+typedef std::unique_ptr<unsigned short, UvFreer> UnitsPtr;
+
+int const kDefaultTabWidth = 8;
+
+// The value of the preference "CommandWindowSpacesPerTab" is its type letter
+// and its number ("I4"); a value that does not read so, or below 1, gives the
+// default.
+int tabWidthFromPreference(char const* value) {
+    if (value == nullptr || value[0] != 'I') return kDefaultTabWidth;
+    char* end = nullptr;
+    long const n = std::strtol(value + 1, &end, 10);
+    if (end == value + 1 || n < 1 || n > 1000000) return kDefaultTabWidth;
+    return static_cast<int>(n);
+}
+
+// The tab width of the command window. It will come from the preference
+// "CommandWindowSpacesPerTab" (read through svGetPref, released with uvFree,
+// and interpreted by tabWidthFromPreference) once the preferences service is
+// part of the library; until then it is the default.
+int commandWindowTabWidth() { return tabWidthFromPreference(nullptr); }
+
+bool isLineEnd(unsigned short c) { return c == '\n' || c == '\r'; }
+
+void printUnchanged(unsigned short const* text, size_t length) {
+    std::string const narrow = fd::i18n::to_string(UString(text, text + length));
+    uvPrintf("%s", narrow.c_str());
+}
+
+// Removes every unit that a backspace deletes: each unit followed by a
+// backspace goes with it, over and over, so "ab\b\b" leaves nothing. A
+// backspace with nothing before it stays. Returns the new length.
+size_t removeBackspacedUnits(unsigned short* text, size_t length) {
+    static RX_Tree const unitThenBackspace(RX_Builder_Space().none_of("\b") + "\b", 0);
+    static RX_Replace const nothing("");
+    for (;;) {
+        size_t const shorter = nothing.replace_in_place(unitThenBackspace, text, length);
+        if (shorter == length) return length;
+        length = shorter;
+    }
+}
+
+// The scanner. Columns are signed so that a window of no columns (limit -1)
+// makes every unit overflow rather than none.
+class WrapScanner {
+public:
+    WrapScanner(unsigned short const* text, size_t length, long limit, long tabWidth, bool hotLinks)
+        : text_(text), length_(length), limit_(limit), tabWidth_(tabWidth), hotLinks_(hotLinks) {}
+
+    UString run() {
+        if (hotLinks_) findLink(0);
+        for (pos_ = 0; pos_ < length_; ++pos_) {
+            unsigned short const c = text_[pos_];
+            if (!qzu_isbreakablespace(c)) {
+                nonBreakUnit(c);
+            } else if (isLineEnd(c)) {
+                lineEnd();
+            } else {
+                otherBreakable(c);
+            }
+            checkOverflow(c);
+        }
+        finish();
+        return std::move(out_);
+    }
+
+private:
+    bool breakableAt(size_t i) const { return i < length_ && qzu_isbreakablespace(text_[i]); }
+
+    // Seeks the next hot link from `from`; none when hot links are off or
+    // no link follows.
+    void findLink(size_t from) {
+        haveMatch_ = hyperlinkTree().match(text_, length_, from, match_);
+        token_ = 0;
+    }
+
+    // If the awaited tag of the current link starts at pos_, moves pos_ to
+    // the tag's last unit and returns true.
+    bool skipTag() {
+        if (!haveMatch_) return false;
+        size_t start = 0, count = 0;
+        if (!match_.tokens().get(token_, start, count) || start != pos_ || count == 0) return false;
+        pos_ = start + count - 1;
+        if (token_ == 0) {
+            token_ = 2;
+        } else {
+            match_.release();
+            findLink(pos_);
+        }
+        return true;
+    }
+
+    void nonBreakUnit(unsigned short c) {
+        if (atLineHead_) {
+            atLineHead_ = false;
+            indent_ = col_;
+        }
+        if (skipTag()) return;
+        if (c != '\b') ++col_;
+    }
+
+    // A break point at a line end, or where an over-long word ends.
+    void breakAsLineEnd() {
+        bool const keep = haveBreak_ && pos_ != 0 && breakableAt(pos_ - 1);
+        if (!keep) breakEnd_ = pos_;
+        colAtBreak_ = col_;
+        breakPos_ = pos_;
+    }
+
+    void lineEnd() {
+        if (atLineHead_) {
+            atLineHead_ = false;
+            breakPos_ = pos_;
+            col_ = 0;
+            indent_ = 0;
+            breakEnd_ = lineStart_;
+        } else {
+            breakAsLineEnd();
+        }
+        haveBreak_ = true;
+        writeLine();
+        curIndent_ = 0;
+        atLineHead_ = true;
+    }
+
+    void otherBreakable(unsigned short c) {
+        if (c == '\t') col_ = (col_ / tabWidth_ + 1) * tabWidth_;
+        else if (c == ' ') ++col_;
+        if (atLineHead_) return;
+        // A run of blanks is not counted to the line: the break keeps the
+        // end of the text before the run.
+        if (!haveBreak_ || !breakableAt(pos_ - 1)) breakEnd_ = pos_;
+        haveBreak_ = true;
+        colAtBreak_ = col_;
+        breakPos_ = pos_;
+    }
+
+    void writeLine() {
+        out_.append(static_cast<size_t>(curIndent_), ' ');
+        if (breakEnd_ > lineStart_) out_.append(text_ + lineStart_, text_ + breakEnd_);
+        out_.push_back('\n');
+        lineStart_ = breakPos_ + 1;
+        haveBreak_ = false;
+        breakEnd_ = 0;
+        breakPos_ = 0;
+        col_ -= colAtBreak_;
+        colAtBreak_ = 0;
+    }
+
+    // Moves pos_ over the breakable units that follow it, ending on a line
+    // end or the last unit, so that the blanks at a break vanish and a line
+    // end right after them gives no further empty line.
+    void swallowBlankRun() {
+        while (breakableAt(pos_ + 1)) {
+            ++pos_;
+            if (isLineEnd(text_[pos_])) break;
+        }
+        breakPos_ = pos_;
+    }
+
+    // A word that does not fit even on a line of its own stays whole: runs on
+    // to the next breakable unit (or the end) without counting, breaks there.
+    void takeWordWhole() {
+        while (pos_ < length_ && !qzu_isbreakablespace(text_[pos_])) {
+            skipTag();  // a tag inside the word is passed over whole
+            ++pos_;
+        }
+        breakAsLineEnd();
+        swallowBlankRun();
+        writeLine();
+    }
+
+    void checkOverflow(unsigned short c) {
+        if (limit_ >= col_ + curIndent_) return;
+        if (haveBreak_) {
+            if (qzu_isbreakablespace(c) && !isLineEnd(c)) swallowBlankRun();
+            writeLine();
+        } else if (!atLineHead_) {
+            ++pos_;
+            takeWordWhole();
+        } else {
+            atLineHead_ = false;
+            haveBreak_ = true;
+            col_ = 0;
+            breakEnd_ = lineStart_;
+            indent_ = 0;
+            swallowBlankRun();
+            if (pos_ + 1 >= length_ || isLineEnd(text_[pos_])) {
+                writeLine();
+            } else {
+                ++pos_;
+                takeWordWhole();
+            }
+        }
+        curIndent_ = indent_;
+    }
+
+    void finish() {
+        if (col_ == 0) {
+            if (!atLineHead_ && !out_.empty()) out_.pop_back();
+            return;
+        }
+        out_.append(static_cast<size_t>(curIndent_), ' ');
+        size_t const end = pos_ < length_ ? pos_ : length_;
+        if (end > lineStart_) out_.append(text_ + lineStart_, text_ + end);
+    }
+
+    unsigned short const* const text_;
+    size_t const length_;
+    long const limit_;
+    long const tabWidth_;
+    bool const hotLinks_;
+
+    size_t pos_ = 0;
+    size_t lineStart_ = 0;
+    long col_ = 0;
+    bool haveBreak_ = false;
+    size_t breakEnd_ = 0;
+    size_t breakPos_ = 0;
+    long colAtBreak_ = 0;
+    bool atLineHead_ = true;
+    long indent_ = 0;
+    long curIndent_ = 0;
+    RX_Results match_;
+    bool haveMatch_ = false;
+    size_t token_ = 0;
+    UString out_;
+};
+
+long lineLimit() {
+    size_t const real = ioGetRealNumWindowColumns();
+    if (ioGetUseEightyColumns() && real >= 81) return 80;
+    return static_cast<long>(real) - 1;
+}
+
+} // namespace
+
+void ioPrintWrapped(unsigned short const* text, size_t length, bool braces) {
+    if (text == nullptr) length = 0;
+    if (!needsFormattingForDisplay()) {
+        printUnchanged(text, length);
+        uvPrintf("\n");
+        return;
+    }
+    uvPrintf(braces ? "{\b" : "[\b");
+    char const* const endMarker = braces ? "}\b \n" : "]\b \n";
+    if (!WrappingFeatureRegistration::enabled || !WrappingFeatureRegistration::featured) {
+        printUnchanged(text, length);
+        uvPrintf("%s", endMarker);
+        return;
+    }
+    if (length > 0x7fffffffu) throw boost::numeric::positive_overflow();
+
+    long tabWidth = kDefaultTabWidth;
+    if (utf16_strnchr(text, length, '\t') != nullptr) tabWidth = commandWindowTabWidth();
+
+    UnitsPtr copy;
+    if (utf16_strnchr(text, length, '\b') != nullptr) {
+        copy.reset(static_cast<unsigned short*>(uvMallocWithCheck((length + 1) * sizeof(unsigned short))));
+        std::memcpy(copy.get(), text, length * sizeof(unsigned short));
+        copy.get()[length] = 0;
+        length = removeBackspacedUnits(copy.get(), length);
+        text = copy.get();
+    }
+
+    UString const wrapped = WrapScanner(text, length, lineLimit(), tabWidth, uvGetHotLinks()).run();
+    uvPuts(fd::i18n::to_string(wrapped).c_str());
+    copy.reset();
+    uvPrintf("%s", endMarker);
+}
+
+void ioPrintWrapped(char const* text, bool braces) {
+    if (text == nullptr) return;
+    UnitsPtr wide(lcp_to_utf16(text));
+    if (!wide) vxErrMsg(17);
+    long const length = utf16_strlen(wide.get());
+    if (length < 0) throw boost::numeric::negative_overflow();
+    ioPrintWrapped(wide.get(), static_cast<size_t>(length), braces);
+}
