@@ -6,6 +6,7 @@
 #include "qzservices/state/features.hpp"
 #include "io/hot_links.hpp"
 
+#include <fd/i18n/codecvt.hpp>
 #include <fd/i18n/convert.hpp>
 #include <uv/unicode16.hpp>
 #include <uv/uv.hpp>
@@ -14,6 +15,7 @@
 
 #include <boost/numeric/conversion/converter_policies.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -70,6 +72,10 @@ int commandWindowTabWidth() { return tabWidthFromPreference(nullptr); }
 
 bool isLineEnd(unsigned short c) { return c == '\n' || c == '\r'; }
 
+// Printable ASCII and the common scripts up to U+167F hold no breakable unit:
+// answered here without the call.
+inline bool isBreakable(unsigned short c) { return !(c > 0x20 && c < 0x1680) && qzu_isbreakablespace(c); }
+
 void printUnchanged(unsigned short const* text, size_t length) {
     std::string const narrow = fd::i18n::to_string(UString(text, text + length));
     uvPrintf("%s", narrow.c_str());
@@ -88,6 +94,96 @@ size_t removeBackspacedUnits(unsigned short* text, size_t length) {
     }
 }
 
+
+// The scanner's output: units are staged, converted to the native encoding in
+// batches and handed to CXOut in chunks, so a long message needs neither a
+// second copy of itself nor one large allocation. The line feed that ends a
+// line is held back until more follows, because the end of the scan may take
+// the last one back.
+class WrappedOutput {
+public:
+    WrappedOutput() : converter_(std::string(), true) {}
+
+    void units(unsigned short const* p, size_t count) {
+        releaseLineFeed();
+        while (count > 0) {
+            size_t const n = std::min(count, kStage - staged_);
+            std::memcpy(stage_ + staged_, p, n * sizeof(unsigned short));
+            staged_ += n;
+            p += n;
+            count -= n;
+            if (staged_ == kStage) convertStage(false);
+        }
+    }
+    void blanks(size_t count) {
+        static unsigned short const kBlanks[16] = {' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ',
+                                                   ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' '};
+        while (count > 0) {
+            size_t const n = std::min<size_t>(count, 16);
+            units(kBlanks, n);
+            count -= n;
+        }
+    }
+    void lineFeed() {
+        releaseLineFeed();
+        heldLineFeed_ = true;
+        empty_ = false;
+    }
+    bool empty() const { return empty_; }
+    // Takes back the line feed of the last line.
+    void dropLastLineFeed() { heldLineFeed_ = false; }
+    // Writes what is left.
+    void finish() {
+        releaseLineFeed();
+        convertStage(true);
+        flushNarrow();
+    }
+
+private:
+    static size_t const kStage = 4096;
+
+    void releaseLineFeed() {
+        if (!heldLineFeed_) return;
+        heldLineFeed_ = false;
+        if (staged_ == kStage) convertStage(false);
+        stage_[staged_++] = '\n';
+        if (staged_ == kStage) convertStage(false);
+    }
+
+    // Converts the staged units. A lead surrogate at the end of a batch waits
+    // for the next one, so that a pair is never split between batches.
+    void convertStage(bool last) {
+        size_t count = staged_;
+        bool const holdLead = !last && count > 0 && stage_[count - 1] >= 0xD800 && stage_[count - 1] <= 0xDBFF;
+        if (holdLead) --count;
+        unsigned short const* from = stage_;
+        unsigned short const* const end = stage_ + count;
+        while (from < end || count == 0) {
+            char* to = narrow_ + narrowed_;
+            int const full = converter_(from, end, to, narrow_ + sizeof narrow_);
+            narrowed_ = static_cast<size_t>(to - narrow_);
+            if (full == 0) break;
+            flushNarrow();
+        }
+        if (holdLead) stage_[0] = stage_[staged_ - 1];
+        staged_ = holdLead ? 1 : 0;
+        if (narrowed_ > sizeof narrow_ / 2) flushNarrow();
+    }
+
+    void flushNarrow() {
+        if (narrowed_ > 0) uvPutsn(0, narrow_, narrowed_);
+        narrowed_ = 0;
+    }
+
+    fd::i18n::stream_codecvt_ustring_to_string converter_;
+    unsigned short stage_[kStage];
+    size_t staged_ = 0;
+    char narrow_[4 * kStage];
+    size_t narrowed_ = 0;
+    bool heldLineFeed_ = false;
+    bool empty_ = true;
+};
+
 // The scanner. Columns are signed so that a window of no columns (limit -1)
 // makes every unit overflow rather than none.
 class WrapScanner {
@@ -95,11 +191,13 @@ public:
     WrapScanner(unsigned short const* text, size_t length, long limit, long tabWidth, bool hotLinks)
         : text_(text), length_(length), limit_(limit), tabWidth_(tabWidth), hotLinks_(hotLinks) {}
 
-    UString run() {
+    // Writes the wrapped text through `out`.
+    void run(WrappedOutput& out) {
+        out_ = &out;
         if (hotLinks_) findLink(0);
         for (pos_ = 0; pos_ < length_; ++pos_) {
             unsigned short const c = text_[pos_];
-            if (!qzu_isbreakablespace(c)) {
+            if (!isBreakable(c)) {
                 nonBreakUnit(c);
             } else if (isLineEnd(c)) {
                 lineEnd();
@@ -109,28 +207,40 @@ public:
             checkOverflow(c);
         }
         finish();
-        return std::move(out_);
+        out.finish();
     }
 
 private:
-    bool breakableAt(size_t i) const { return i < length_ && qzu_isbreakablespace(text_[i]); }
+    bool breakableAt(size_t i) const { return i < length_ && isBreakable(text_[i]); }
 
     // Seeks the next hot link from `from`; none when hot links are off or
     // no link follows.
     void findLink(size_t from) {
         haveMatch_ = hyperlinkTree().match(text_, length_, from, match_);
         token_ = 0;
+        awaitTag();
+    }
+
+    // Where the awaited tag starts, looked up once per tag rather than at
+    // every unit.
+    void awaitTag() {
+        size_t start = 0, count = 0;
+        if (haveMatch_ && match_.tokens().get(token_, start, count) && count > 0) {
+            awaitedStart_ = start;
+            awaitedLength_ = count;
+        } else {
+            awaitedStart_ = kNowhere;
+        }
     }
 
     // If the awaited tag of the current link starts at pos_, moves pos_ to
     // the tag's last unit and returns true.
     bool skipTag() {
-        if (!haveMatch_) return false;
-        size_t start = 0, count = 0;
-        if (!match_.tokens().get(token_, start, count) || start != pos_ || count == 0) return false;
-        pos_ = start + count - 1;
+        if (pos_ != awaitedStart_) return false;
+        pos_ = awaitedStart_ + awaitedLength_ - 1;
         if (token_ == 0) {
             token_ = 2;
+            awaitTag();
         } else {
             match_.release();
             findLink(pos_);
@@ -184,9 +294,9 @@ private:
     }
 
     void writeLine() {
-        out_.append(static_cast<size_t>(curIndent_), ' ');
-        if (breakEnd_ > lineStart_) out_.append(text_ + lineStart_, text_ + breakEnd_);
-        out_.push_back('\n');
+        out_->blanks(static_cast<size_t>(curIndent_));
+        if (breakEnd_ > lineStart_) out_->units(text_ + lineStart_, breakEnd_ - lineStart_);
+        out_->lineFeed();
         lineStart_ = breakPos_ + 1;
         haveBreak_ = false;
         breakEnd_ = 0;
@@ -209,7 +319,7 @@ private:
     // A word that does not fit even on a line of its own stays whole: runs on
     // to the next breakable unit (or the end) without counting, breaks there.
     void takeWordWhole() {
-        while (pos_ < length_ && !qzu_isbreakablespace(text_[pos_])) {
+        while (pos_ < length_ && !isBreakable(text_[pos_])) {
             skipTag();  // a tag inside the word is passed over whole
             ++pos_;
         }
@@ -221,7 +331,7 @@ private:
     void checkOverflow(unsigned short c) {
         if (limit_ >= col_ + curIndent_) return;
         if (haveBreak_) {
-            if (qzu_isbreakablespace(c) && !isLineEnd(c)) swallowBlankRun();
+            if (isBreakable(c) && !isLineEnd(c)) swallowBlankRun();
             writeLine();
         } else if (!atLineHead_) {
             ++pos_;
@@ -245,12 +355,12 @@ private:
 
     void finish() {
         if (col_ == 0) {
-            if (!atLineHead_ && !out_.empty()) out_.pop_back();
+            if (!atLineHead_ && !out_->empty()) out_->dropLastLineFeed();
             return;
         }
-        out_.append(static_cast<size_t>(curIndent_), ' ');
+        out_->blanks(static_cast<size_t>(curIndent_));
         size_t const end = pos_ < length_ ? pos_ : length_;
-        if (end > lineStart_) out_.append(text_ + lineStart_, text_ + end);
+        if (end > lineStart_) out_->units(text_ + lineStart_, end - lineStart_);
     }
 
     unsigned short const* const text_;
@@ -272,7 +382,10 @@ private:
     RX_Results match_;
     bool haveMatch_ = false;
     size_t token_ = 0;
-    UString out_;
+    static size_t const kNowhere = ~size_t(0);
+    size_t awaitedStart_ = kNowhere;
+    size_t awaitedLength_ = 0;
+    WrappedOutput* out_ = nullptr;
 };
 
 long lineLimit() {
@@ -311,8 +424,10 @@ void ioPrintWrapped(unsigned short const* text, size_t length, bool braces) {
         text = copy.get();
     }
 
-    UString const wrapped = WrapScanner(text, length, lineLimit(), tabWidth, uvGetHotLinks()).run();
-    uvPuts(fd::i18n::to_string(wrapped).c_str());
+    {
+        std::unique_ptr<WrappedOutput> out(new WrappedOutput);
+        WrapScanner(text, length, lineLimit(), tabWidth, uvGetHotLinks()).run(*out);
+    }
     copy.reset();
     uvPrintf("%s", endMarker);
 }
