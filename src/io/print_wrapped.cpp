@@ -412,11 +412,16 @@ void ioPrintWrapped(unsigned short const* text, size_t length, bool braces) {
     }
     if (length > 0x7fffffffu) throw boost::numeric::positive_overflow();
 
-    long tabWidth = kDefaultTabWidth;
-    if (utf16_strnchr(text, length, '\t') != nullptr) tabWidth = commandWindowTabWidth();
+    // One pass finds both the tabs and the backspaces.
+    bool hasTab = false, hasBackspace = false;
+    for (size_t i = 0; i < length; ++i) {
+        hasTab |= text[i] == '\t';
+        hasBackspace |= text[i] == '\b';
+    }
+    long const tabWidth = hasTab ? commandWindowTabWidth() : kDefaultTabWidth;
 
     UnitsPtr copy;
-    if (utf16_strnchr(text, length, '\b') != nullptr) {
+    if (hasBackspace) {
         copy.reset(static_cast<unsigned short*>(uvMallocWithCheck((length + 1) * sizeof(unsigned short))));
         std::memcpy(copy.get(), text, length * sizeof(unsigned short));
         copy.get()[length] = 0;

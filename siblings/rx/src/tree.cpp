@@ -126,7 +126,8 @@ bool RX_Token_Stack::get(size_t index, size_t& start, size_t& length) const {
 }
 
 RX_Tree::RX_Tree(RX_Node const& pattern, int flags) : source_(pattern.source()), impl_(new Impl) {
-    boost::regex_constants::syntax_option_type options = boost::regex_constants::perl;
+    // The dot stands for every character, line ends included (set SET_ANY).
+    boost::regex_constants::syntax_option_type options = boost::regex_constants::perl | boost::regex_constants::mod_s;
     if (flags & RX_ICASE) options |= boost::regex_constants::icase;
     try {
         impl_->regex = boost::make_u32regex(source_, options);

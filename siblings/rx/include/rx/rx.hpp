@@ -22,18 +22,22 @@ public:
     explicit RX_Error(std::string const& what) : std::runtime_error(what) {}
 };
 
-// A part of a pattern. Its source is in the Perl syntax of Boost.Regex; it is
-// always a complete unit, so that joining and repeating need no further care.
+// A part of a pattern, as source in the Perl syntax of Boost.Regex. A node
+// never holds a bare alternation, so joining nodes needs no grouping; a node
+// that is not a single atom is grouped when it is repeated. (Fewer groups
+// mean fewer states for the engine to walk at each character.)
 class RX_Node {
 public:
     RX_Node() = default;
     std::string const& source() const { return source_; }
+    bool atom() const { return atom_; }  // one character, class or group
 
 private:
     friend class RX_Builder_Space;
     friend RX_Node operator+(RX_Node const& a, RX_Node const& b);
-    explicit RX_Node(std::string source) : source_(std::move(source)) {}
+    RX_Node(std::string source, bool atom) : source_(std::move(source)), atom_(atom) {}
     std::string source_;
+    bool atom_ = false;
 };
 
 // Concatenation: `a` then `b`.
