@@ -72,9 +72,7 @@ int commandWindowTabWidth() { return tabWidthFromPreference(nullptr); }
 
 bool isLineEnd(unsigned short c) { return c == '\n' || c == '\r'; }
 
-// Printable ASCII and the common scripts up to U+167F hold no breakable unit:
-// answered here without the call.
-inline bool isBreakable(unsigned short c) { return !(c > 0x20 && c < 0x1680) && qzu_isbreakablespace(c); }
+inline bool isBreakable(unsigned short c) { return qzu_isbreakablespace(c); }
 
 void printUnchanged(unsigned short const* text, size_t length) {
     std::string const narrow = fd::i18n::to_string(UString(text, text + length));

@@ -35,8 +35,6 @@ unsigned short const* utf16_strnchr(unsigned short const* text, size_t count, un
     return nullptr;
 }
 
-bool qzu_isbreakablespace(unsigned short c) {
-    if (c <= 0x20) return c == ' ' || (c >= '\t' && c <= '\r');
-    if (c < 0x1680) return false;
+bool qzu_isbreakablespace_above(unsigned short c) {
     return c == 0x1680 || (c >= 0x2000 && c <= 0x200A && c != 0x2007) || c == 0x205F || c == 0x3000;
 }

@@ -18,4 +18,9 @@ unsigned short const* utf16_strnchr(unsigned short const* text, size_t count, un
 // return, vertical tab, form feed, and the Unicode spaces that are not
 // no-break spaces (U+1680, U+2000 to U+2006, U+2008 to U+200A, U+205F,
 // U+3000). The no-break spaces (U+00A0, U+2007, U+202F) are not.
-bool qzu_isbreakablespace(unsigned short c);
+// Inline for the units below U+1680, which a scan over text meets most.
+bool qzu_isbreakablespace_above(unsigned short c);  // the same, for c >= U+1680
+inline bool qzu_isbreakablespace(unsigned short c) {
+    if (c <= 0x20) return c == ' ' || (c >= '\t' && c <= '\r');
+    return c >= 0x1680 && qzu_isbreakablespace_above(c);
+}
