@@ -1,6 +1,7 @@
 // Pages of columns that fit the window, and the two ways a display ends
 // early at a row start: the more prompt's stop request and an interrupt.
 #include "display/display_support.hpp"
+#include "display/trigger_sink.hpp"
 #include "qzservices/io/CXSink.hpp"
 #include "qzservices/io/CXStream.hpp"
 #include "qzservices/orrery/InterruptException.hpp"
@@ -30,48 +31,6 @@ ArrayPtr digitsRow(size_t n) {
     for (size_t c = 0; c < n; ++c) vxGetPr(a.get())[c] = static_cast<double>(c % 10);
     return a;
 }
-
-// Records what reaches it and sets the stop flag, or the interrupt flag,
-// once `trigger` has passed through.
-class TriggerBuffer : public std::streambuf {
-public:
-    TriggerBuffer(std::string trigger, bool interrupt) : trigger_(std::move(trigger)), interrupt_(interrupt) {}
-    std::string text;
-
-protected:
-    std::streamsize xsputn(char const* s, std::streamsize n) override {
-        text.append(s, static_cast<size_t>(n));
-        if (!fired_ && text.find(trigger_) != std::string::npos) {
-            fired_ = true;
-            if (interrupt_)
-                uvSetInterruptPending(1);
-            else
-                services::io::setStopPrintingFlag(true);
-        }
-        return n;
-    }
-    int_type overflow(int_type c) override {
-        if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
-        char const ch = traits_type::to_char_type(c);
-        xsputn(&ch, 1);
-        return c;
-    }
-
-private:
-    std::string trigger_;
-    bool interrupt_;
-    bool fired_ = false;
-};
-
-struct PushedTrigger {
-    boost::shared_ptr<TriggerBuffer> buffer;
-    explicit PushedTrigger(std::string trigger, bool interrupt = false)
-        : buffer(boost::make_shared<TriggerBuffer>(std::move(trigger), interrupt)) {
-        services::io::CXStream::CXOut.push(boost::make_shared<services::io::CXSink>(
-            boost::shared_ptr<std::streambuf>(buffer)));
-    }
-    ~PushedTrigger() { services::io::CXStream::CXOut.pop(); }
-};
 
 } // namespace
 

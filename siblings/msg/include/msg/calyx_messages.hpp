@@ -47,7 +47,18 @@ QZ_MSG_CLASS0("CALYX:Java", Disabling)
 QZ_MSG_CLASS1("CALYX:Java", NoWindowSystem)
 } // namespace Java
 
+namespace legacy_two_part {
+QZ_MSG_CLASS2("CALYX:legacy_two_part", containerStreamError)
+QZ_MSG_CLASS0("CALYX:legacy_two_part", wrongContainerFeatureInput)
+QZ_MSG_CLASS0("CALYX:legacy_two_part", wrongContainerFeatureValue)
+} // namespace legacy_two_part
+
 namespace services {
+QZ_MSG_CLASS1("CALYX:services", cantOpenFile)
+QZ_MSG_CLASS1("CALYX:services", cantOpenFileNoPermission)
+QZ_MSG_CLASS1("CALYX:services", fileNotFound)
+QZ_MSG_CLASS1("CALYX:services", noDiskSpace)
+QZ_MSG_CLASS1("CALYX:services", tooManyFilesOpenUnix)
 QZ_MSG_CLASS0("CALYX:services", filenameTooLong)
 QZ_MSG_CLASS1("CALYX:services", UserEventQueueBadFileDescriptor)
 QZ_MSG_CLASS1("CALYX:services", UserEventQueueFileDescriptorCloseFailed)
@@ -55,7 +66,6 @@ QZ_MSG_CLASS1("CALYX:services", UserEventQueuePipeCreationFailed)
 QZ_MSG_CLASS1("CALYX:services", UserEventQueueReadFailed)
 QZ_MSG_CLASS1("CALYX:services", invalidPrintFormat)
 QZ_MSG_CLASS0("CALYX:services", noArrayNameCallback)
-QZ_MSG_CLASS1("CALYX:services", printerUnavailable)
 } // namespace services
 
 } // namespace CALYX

@@ -1,0 +1,120 @@
+// The machine that walks paths. A state stands for a kind of container and
+// its successors, in priority order, say what the next component may be; the
+// walker reads a path component by component and builds the chain of
+// containers as it goes. The machine is built once and never changes.
+#pragma once
+#include "qzservices/containers/svFile.hpp"
+
+class ContainerState {
+public:
+    explicit ContainerState(int n);
+    virtual ~ContainerState();
+    ContainerState(ContainerState const&) = delete;
+    ContainerState& operator=(ContainerState const&) = delete;
+
+    int getNextSize() const { return nextSize; }
+    void setNextSize(int n) { nextSize = n; }
+    ContainerState* getNext(int i) const { return i >= 0 && i < nextSize ? next[i] : nullptr; }
+    void setNext(ContainerState* state, int i) {
+        if (i >= 0 && i < nextSize) next[i] = state;
+    }
+
+    virtual bool matchesContainerType(char* ext, int len) = 0;
+    virtual bool isSubDirectoryState() = 0;
+    virtual svContainer* viewContainer(svContainer* parent) = 0;
+    svContainerFile* viewContainerFile() { return viewContainerFile(nullptr, nullptr, 0); }
+    svContainerFile* viewContainerFile(svContainer* dir) { return viewContainerFile(dir, nullptr, 0); }
+    virtual svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) = 0;
+
+protected:
+    int nextSize;
+    ContainerState** next;  // uvCalloc
+};
+
+// The head: leads to the four working states and deletes them.
+class StartContainerState : public ContainerState {
+public:
+    StartContainerState() : ContainerState(4) {}
+    ~StartContainerState() override;
+    bool matchesContainerType(char*, int) override { return false; }
+    bool isSubDirectoryState() override { return false; }
+    svContainer* viewContainer(svContainer*) override { return nullptr; }
+    svContainerFile* viewContainerFile(svContainer*, char*, int) override { return nullptr; }
+};
+
+// A plain directory reached from the root or out of a plain directory.
+class StdContainerState : public ContainerState {
+public:
+    StdContainerState() : ContainerState(2) {}
+    bool matchesContainerType(char*, int) override { return true; }
+    bool isSubDirectoryState() override { return false; }
+    svContainer* viewContainer(svContainer* parent) override;
+    svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) override;
+};
+
+class StdContainerSubDirState : public ContainerState {
+public:
+    StdContainerSubDirState() : ContainerState(2) {}
+    bool matchesContainerType(char*, int) override { return true; }
+    bool isSubDirectoryState() override { return true; }
+    svContainer* viewContainer(svContainer* parent) override;
+    svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) override;
+};
+
+// A CAT file: a component whose extension is exactly "cat".
+class CatContainerState : public ContainerState {
+public:
+    CatContainerState() : ContainerState(1) {}
+    bool matchesContainerType(char* ext, int len) override;
+    bool isSubDirectoryState() override { return false; }
+    svContainer* viewContainer(svContainer* parent) override;
+    svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) override;
+};
+
+// A directory stored inside a CAT file (a CAT inside a CAT is one of these).
+class CatContainerSubDirState : public ContainerState {
+public:
+    CatContainerSubDirState() : ContainerState(1) {}
+    bool matchesContainerType(char*, int) override { return true; }
+    bool isSubDirectoryState() override { return true; }
+    svContainer* viewContainer(svContainer* parent) override;
+    svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) override;
+};
+
+class RFSMbuilder {
+public:
+    RFSMbuilder() : head(nullptr) {}
+    // Does not delete the head: the machine outlives its builder.
+    ~RFSMbuilder() {}
+    ContainerState* getHead() const { return head; }
+    void setHead(ContainerState* h);
+    ContainerState* makeRFSM();
+
+private:
+    ContainerState* head;
+};
+
+class RFSMwalker {
+public:
+    // Starts in the plain-directory state behind the head of the machine.
+    RFSMwalker();
+    explicit RFSMwalker(ContainerState* head);
+    ~RFSMwalker() {}
+
+    svContainer* getTail() const { return tail; }
+    void setTail(svContainer* t) { tail = t; }
+    ContainerState* getLast() const { return last; }
+    void setLast(ContainerState* l) { last = l; }
+
+    // True when the whole path was resolved; `tail` and `last` are valid
+    // either way, and the chain from `tail` belongs to the caller.
+    bool walkRFSM(char const* path, bool statLast);
+
+    static char const* rootPathName(char const* path, int* len);
+    static char* nextPathName(char* from, int* len);
+    static char* nameExtension(char* name, int* len);
+
+private:
+    svContainer* tail;
+    ContainerState* last;
+};

@@ -1,0 +1,24 @@
+// The five functions through which the path manager asks about the file
+// system, in two sets: the plain set sees only the operating system, the
+// container-aware set sees into CAT files. The "container" feature chooses.
+#pragma once
+#include <px/px.hpp>
+
+// Hands the path manager the set that the "container" feature selects.
+void svSetPathManagerDefaultIOFcns();
+// Hands it the plain set.
+void svSetPathManagerDefaultIOFcnsOrig();
+
+// The plain set.
+char* svPlainListDirectory(pxPath path, char const* dir, unsigned int** modes);
+pxDirAccessibility svPlainDirAccessibility(pxPath path, char const* dir);
+bool svPlainIsReadableFile(char const* file);
+bool svPlainIsDirectory(pxPath path, char const* dir);
+long svPlainModificationTime(pxPath path, char const* file);
+
+// The container-aware set.
+char* svContainerListDirectory(pxPath path, char const* dir, unsigned int** modes);
+pxDirAccessibility svContainerDirAccessibility(pxPath path, char const* dir);
+bool svContainerIsReadableFile(char const* file);
+bool svContainerIsDirectory(pxPath path, char const* dir);
+long svContainerModificationTime(pxPath path, char const* file);

@@ -1,0 +1,122 @@
+// The CAT family: a read-only archive of a directory tree, read as
+// containers. The root of the file is the magic ("CATF" big-endian, "FTAC"
+// little-endian) and a directory block; a block is its header length, an
+// entry count (ignored), the packed entries, then the entries' contents in
+// order. A subdirectory's content is again a block; offsets are relative to
+// the block. Every byte comes through the base stream on the CAT file.
+//
+// The reader trusts nothing: a header, an entry or a content that would run
+// past the file is reported as "fileCorrupt" (3), a short read as 2.
+#pragma once
+#include "qzservices/containers/svFile.hpp"
+
+class svCatContainerDirIoStream : public svContainerDirIoStream {
+public:
+    class DirEntry {
+    public:
+        DirEntry() : name(nullptr), type(0), size(0), offset(0) {}
+        ~DirEntry();
+        DirEntry(DirEntry const&) = delete;
+        DirEntry& operator=(DirEntry const&) = delete;
+        char const* getName() const { return name; }
+        void setName(char* n);  // takes a uvCalloc buffer, frees the old
+        svFile::FileType getType() const { return type; }
+        void setType(svFile::FileType t) { type = t; }
+        unsigned long getSize() const { return size; }
+        void setSize(unsigned long s) { size = s; }
+        long getOffset() const { return offset; }
+        void setOffset(long o) { offset = o; }
+
+    private:
+        char* name;
+        svFile::FileType type;
+        unsigned long size;
+        long offset;  // from the start of the block
+    };
+
+    svCatContainerDirIoStream();
+    ~svCatContainerDirIoStream() override;
+    bool open() override;
+    bool open(char const* mode) override;
+    bool close() override;
+    bool read() override;
+    char* getDirList() override;
+    char const* getEntryName() const override { return entry ? entry->getName() : nullptr; }
+    int getEntryType() const override { return entry ? entry->getType() : 0; }
+    unsigned long getEntrySize() const override { return entry ? entry->getSize() : 0; }
+    long getEntryOffset() const override { return entry ? entry->getOffset() : 0; }
+
+    // Reads the block header at the base stream's position; false (with
+    // streamAccess set) for a header that is short or runs past the file.
+    bool readDirHeader();
+    StreamAccessReturnValue getStreamAccessFromErr(int err);
+
+    int getNumberDirEntries() const { return numberDirEntries; }
+    void setNumberDirEntries(int n) { numberDirEntries = n; }
+    int getHeaderLength() const { return headerLength; }
+    void setHeaderLength(int n) { headerLength = n; }
+    unsigned char* getHeader() const { return header; }
+    void setHeader(unsigned char* h);
+    unsigned char* getNextEntryInHeader() const { return nextEntryInHeader; }
+    void setNextEntryInHeader(unsigned char* p) { nextEntryInHeader = p; }
+    DirEntry* getEntry() const { return entry; }
+    void setEntry(DirEntry* e);
+
+private:
+    // The length of the CAT file, from the stat of its plain file; -1 unknown.
+    long catFileLength();
+
+    int numberDirEntries;
+    int headerLength;
+    unsigned char* header;  // owned, uvFree
+    unsigned char* nextEntryInHeader;
+    DirEntry* entry;  // owned
+    long blockStart;  // where the block being read starts in the CAT file
+};
+
+class svCatContainerFileBufferIoStream : public svContainerFileIoStream {
+public:
+    bool open() override;
+    bool open(char const* mode) override;
+    // The base stream belongs to the CAT file's own object.
+    bool close() override { return true; }
+    unsigned long read(unsigned char** buffer, unsigned long count) override;
+    long getpos() override;
+    bool setpos(long position) override;
+    StreamAccessReturnValue getStreamAccessFromErr(int err);
+};
+
+class svCatContainer : public svContainer {
+public:
+    // A CAT is readable once it was opened.
+    bool access(int mode) override;
+    bool stat() override;
+    bool exist() override { return getFileType() != 0; }
+    bool isDir() override { return getFileType() == 2; }
+    bool isFile() override { return getFileType() == 1; }
+    bool isAccessible() override { return access(5) && stat() && isDir(); }
+    bool isReadable() override { return access(4); }
+    long size() override { return 0; }
+    char* getFullPath() override;
+    bool enter(char const* name, int len) override;
+    bool enter(char const* name, int len, bool statIt) override;
+    void display() override {}
+    // Reads the magic and sets the byte order of the directory stream.
+    bool isCatContainer();
+};
+
+class svCatContainerFile : public svContainerFile {
+public:
+    bool access(int mode) override;
+    bool stat() override;
+    bool exist() override { return getFileType() != 0; }
+    bool isDir() override { return getFileType() == 2; }
+    bool isFile() override { return getFileType() == 1; }
+    bool isAccessible() override { return isReadable() && stat() && isFile(); }
+    bool isReadable() override { return access(4); }
+    long size() override { return getSize(); }
+    char* getFullPath() override;
+};
+
+// The time of the CAT file under a stream (stat'ed when not yet known).
+long catFileTime(svContainerFileIoStream* base);

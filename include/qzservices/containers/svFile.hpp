@@ -1,0 +1,176 @@
+// The container model: a path runs through directories and containers
+// (svContainer) to a leaf (svContainerFile), each an svFile that keeps its
+// error as state. A look-up returns the deepest object it reached, which owns
+// the whole chain: deleting it (once) releases every object of the chain.
+// Objects belong to the thread that made them; nothing here locks.
+#pragma once
+#include "qzservices/containers/svIoStream.hpp"
+
+class svContainerDirIoStream;
+class svContainerFileIoStream;
+class svContainerFile;
+
+// Path buffers of this subsystem; a name may have PATH_BUFFER_SIZE - 1 characters.
+enum { SV_PATH_BUFFER_SIZE = 4353 };
+
+class svFile {
+public:
+    // 0 nothing known or not there, 1 file, 2 directory.
+    typedef int FileType;
+    enum { typeUnknown = 0, typeFile = 1, typeDirectory = 2 };
+    // 0 clean; 3 permission denied, 4 not found, 5 wrong kind of object, 6 other.
+    typedef int FileAccessReturnValue;
+
+    class QZFileStat {
+    public:
+        long getTime() const { return time; }
+        void setTime(long t) { time = t; }
+        FileType getType() const { return type; }
+        void setType(FileType t) { type = t; }
+        long getSize() const { return size; }
+        void setSize(long s) { size = s; }
+        long getOffset() const { return offset; }
+        void setOffset(long o) { offset = o; }
+
+    private:
+        long time = -1;
+        FileType type = 0;
+        long size = -1;
+        long offset = -1;  // where the object's bytes start inside its backing file
+    };
+
+    svFile();
+    virtual ~svFile();
+    svFile(svFile const&) = delete;
+    svFile& operator=(svFile const&) = delete;
+
+    virtual bool access(int mode) = 0;
+    virtual bool stat() = 0;
+    virtual bool exist() = 0;
+    virtual bool isDir() = 0;
+    virtual bool isFile() = 0;
+    virtual bool isAccessible() = 0;
+    virtual bool isReadable() = 0;
+    virtual long size() = 0;
+    // A SV_PATH_BUFFER_SIZE buffer from uvCalloc; the caller frees it with uvFree.
+    virtual char* getFullPath() = 0;
+
+    static bool isError(FileAccessReturnValue value) { return value >= 3 && value < 7; }
+    bool hasErrorOnFile() const { return isError(fileAccess); }
+
+    char const* getName() const { return name; }
+    void setName(char const* text);
+    void setName(char const* text, int len);
+    FileAccessReturnValue getFileAccess() const { return fileAccess; }
+    void setFileAccess(FileAccessReturnValue value) { fileAccess = value; }
+
+    long getOffset() const { return fileStat[0]->getOffset(); }
+    void setOffset(long o) { fileStat[0]->setOffset(o); }
+    long getSize() const { return fileStat[0]->getSize(); }
+    void setSize(long s) { fileStat[0]->setSize(s); }
+    FileType getFileType() const { return fileStat[0]->getType(); }
+    void setFileType(FileType t) { fileStat[0]->setType(t); }
+    long getTime() const { return fileStat[0]->getTime(); }
+    void setTime(long t) { fileStat[0]->setTime(t); }
+
+    QZFileStat* xgetFileStat(int slot) const { return slot == 0 || slot == 1 ? fileStat[slot] : nullptr; }
+    void setFileStat(QZFileStat* record, int slot);
+    // Bracket a trial stat: save keeps only the offset in a fresh record;
+    // recover puts the saved record back.
+    void saveFileStat();
+    void recoverFileStat();
+
+    // True when the name is "." (the object stands at its own root).
+    bool standsAtDot() const;
+
+protected:
+    char* name;  // owned, uvCalloc
+    FileAccessReturnValue fileAccess;
+    QZFileStat* fileStat[2];  // owned: 0 current, 1 saved
+};
+
+// errno to FileAccessReturnValue: 4 for 2 and 20, 3 for 13, 6 otherwise.
+svFile::FileAccessReturnValue getFileAccessFromErr(int err);
+// Returns its argument: the one place where a platform would rewrite paths
+// before access and stat.
+char* platformPathFix(char* path);
+
+class svContainer : public svFile {
+public:
+    // 0 none, 1 plain directory, 2 CAT.
+    typedef int ContainerType;
+    typedef svIoStream::StreamAccessReturnValue StreamAccessReturnValue;
+
+    svContainer();
+    ~svContainer() override;
+
+    virtual bool enter(char const* name, int len) = 0;
+    virtual bool enter(char const* name, int len, bool statIt) = 0;
+    virtual void display() = 0;
+
+    ContainerType getType() const { return type; }
+    void setType(ContainerType t) { type = t; }
+    char* getPartialPath() const { return partialPath; }
+    // Stores `p`; frees the old text only when `p` is null (the joins work in
+    // place and hand back the buffer they were given).
+    void setPartialPath(char* p);
+    // Joins the current name to the partial path (unless it is unset or "."),
+    // then takes `newName` as the name: the one way to step.
+    void updateFullPath(char const* newName);
+    void appendToPartialPath(char const* text);
+    void appendToPartialPath(char const* text, int len);
+
+    svContainerDirIoStream* getDirStream() const { return dirStream; }
+    void setDirStream(svContainerDirIoStream* stream);
+    svContainer* getParent() const { return parent; }
+    void setParent(svContainer* p) { parent = p; }
+    svContainer* getChild() const { return child; }
+    void setChild(svContainer* c) { child = c; }
+    svContainerFile* getFile() const { return file; }
+    void setFile(svContainerFile* f);
+    void resetFile() { file = nullptr; }
+
+    FileAccessReturnValue findFileAccessInError() const;
+    bool hasFileError() const;
+    StreamAccessReturnValue findStreamAccessInError() const;
+    bool hasStreamError() const;
+    bool hasErrorOnContainer() const { return hasStreamError() || hasFileError(); }
+
+    // The three look-ups. Each returns an object carrying its own error
+    // state (never null); the caller deletes it once.
+    static svContainer* svFindContainer(char const* path);
+
+protected:
+    ContainerType type;
+    char* partialPath;  // owned, SV_PATH_BUFFER_SIZE bytes
+    svContainerDirIoStream* dirStream;  // owned
+    svContainer* parent;  // owned
+    svContainer* child;  // not owned
+    svContainerFile* file;  // owned
+};
+
+class svContainerFile : public svFile {
+public:
+    svContainerFile();
+    ~svContainerFile() override;
+
+    svContainerFileIoStream* getFileStream() const { return fileStream; }
+    void setFileStream(svContainerFileIoStream* stream);
+    svContainer* getDir() const { return dir; }
+    void setDir(svContainer* d);
+    void resetDir() { dir = nullptr; }
+
+    FileAccessReturnValue findFileAccessInError() const;
+    bool hasFileError() const;
+    svIoStream::StreamAccessReturnValue findStreamAccessInError() const;
+    bool hasStreamError() const;
+    bool hasErrorOnContainerFile() const { return hasStreamError() || hasFileError(); }
+
+    static svContainerFile* svFindContainerFile(char const* path);
+
+protected:
+    svContainerFileIoStream* fileStream;  // owned
+    svContainer* dir;  // owned
+};
+
+svFile* svFindContainerOrContainerFile(char const* path);

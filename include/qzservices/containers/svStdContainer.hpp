@@ -1,0 +1,127 @@
+// The plain family: operating-system directories and files seen through the
+// container model. Every walk starts here, and a plain file stream is the
+// base under every CAT file.
+#pragma once
+#include "qzservices/containers/svFile.hpp"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+
+// One struct stat. Every non-directory counts as a file; a directory's size is 0.
+class OSFileStat {
+public:
+    bool getOSFileStat(char* path);
+    long getTime() const { return static_cast<long>(st.st_mtime); }
+    svFile::FileType getType() const { return S_ISDIR(st.st_mode) ? 2 : 1; }
+    long getSize() const { return S_ISDIR(st.st_mode) ? 0 : static_cast<long>(st.st_size); }
+
+private:
+    struct stat st {};
+};
+
+class OSDir {
+public:
+    OSDir() : path(nullptr), bufsize(0), dir(nullptr), entry(nullptr) {}
+    ~OSDir();
+    OSDir(OSDir const&) = delete;
+    OSDir& operator=(OSDir const&) = delete;
+
+    bool open(char* p);
+    bool read();
+    bool close();
+    char const* getName() const { return entry ? entry->d_name : nullptr; }
+    char* getPath() const { return path; }
+    void setPath(char* p);  // takes ownership, frees the old text
+    unsigned long getBufsize() const { return bufsize; }
+    void setBufsize(unsigned long n) { bufsize = n; }
+    // Grows the list buffer by one step of 1024 bytes.
+    char* reAlloc(char* buffer);
+    char* validList(char* list) { return list; }
+
+private:
+    char* path;
+    unsigned long bufsize;
+    DIR* dir;
+    struct dirent* entry;
+};
+
+class svStdContainerDirIoStream : public svContainerDirIoStream {
+public:
+    svStdContainerDirIoStream();
+    ~svStdContainerDirIoStream() override;
+    bool open() override;
+    bool open(char const* mode) override;
+    bool close() override;
+    bool read() override;
+    char* getDirList() override;
+    // The plain stream keeps no entry record.
+    char const* getEntryName() const override { return nullptr; }
+    int getEntryType() const override { return 0; }
+    unsigned long getEntrySize() const override { return 0; }
+    long getEntryOffset() const override { return 0; }
+
+    OSDir* getStream() const { return stream; }
+    void setStream(OSDir* s);
+    StreamAccessReturnValue getStreamAccessFromErr(int err);
+
+private:
+    OSDir* stream;  // owned
+};
+
+class svStdContainerFileBufferIoStream : public svContainerFileIoStream {
+public:
+    svStdContainerFileBufferIoStream() : stream(nullptr) {}
+    ~svStdContainerFileBufferIoStream() override;
+    bool open() override;
+    bool open(char const* mode) override;
+    bool close() override;
+    unsigned long read(unsigned char** buffer, unsigned long count) override;
+    long getpos() override;
+    bool setpos(long position) override;
+
+    FILE* getStream() const { return stream; }
+    void setStream(FILE* s);
+    // The code for an errno; with returnOnError set it raises
+    // containerStreamError instead (but for a missing file when
+    // continueNotFound is set).
+    StreamAccessReturnValue getStreamAccessFromErr(int err);
+
+private:
+    FILE* stream;
+};
+
+// The text shared by the two file streams' getStreamAccessFromErr.
+svIoStream::StreamAccessReturnValue fileStreamAccessFromErr(svIoStream* stream, int err);
+// The table shared by the directory streams of both families.
+svIoStream::StreamAccessReturnValue dirStreamAccessFromErr(int err);
+
+class svStdContainer : public svContainer {
+public:
+    bool access(int mode) override;
+    bool stat() override;
+    bool exist() override { return getFileType() != 0; }
+    bool isDir() override { return getFileType() == 2; }
+    bool isFile() override { return getFileType() == 1; }
+    bool isAccessible() override { return access(5) && stat() && isDir(); }
+    bool isReadable() override { return access(4); }
+    long size() override { return 0; }
+    char* getFullPath() override;
+    bool enter(char const* name, int len) override { return enter(name, len, false); }
+    bool enter(char const* name, int len, bool statIt) override;
+    void display() override {}
+};
+
+class svStdContainerFile : public svContainerFile {
+public:
+    bool access(int mode) override;
+    bool stat() override;
+    bool exist() override { return getFileType() != 0; }
+    bool isDir() override { return getFileType() == 2; }
+    bool isFile() override { return getFileType() == 1; }
+    bool isAccessible() override { return isReadable() && stat() && isFile(); }
+    bool isReadable() override { return access(4); }
+    long size() override;
+    char* getFullPath() override;
+};

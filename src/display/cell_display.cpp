@@ -1,0 +1,322 @@
+// Cell array display: the heading, the empty forms, the odometer over the
+// pages of a many-dimensional cell, and the page writer that measures each
+// column cell by cell and lines up the summaries in it.
+#include "qzservices/display/cell_display.hpp"
+#include "qzservices/display/ioPrintArray.hpp"
+#include "qzservices/display/number_formats.hpp"
+#include "qzservices/display/settings.hpp"
+#include "qzservices/display/sizes.hpp"
+#include "qzservices/io/more.hpp"
+#include "qzservices/io/window.hpp"
+#include "display/line_buffer.hpp"
+#include "display/page_odometer.hpp"
+
+#include <uv/uv.hpp>
+#include <vx/array.hpp>
+#include <vx/errors.hpp>
+
+#include <algorithm>
+#include <clocale>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+using display_text::LineBuffer;
+
+namespace {
+
+bool allDimensionsZero(vxArray const* a) {
+    return ioIsAllZero(vxGetNumberOfDimensions(a), vxGetDimensions(a));
+}
+
+// Structures and objects always show their size, even with no elements.
+bool isStructOrObject(vxClassID cls) { return cls == vxSTRUCT_CLASS || cls == vxOBJECT_CLASS; }
+
+// The size string without its leading blanks, and the length of the part
+// before its first "x" (or else its first "-"); npos when it has neither.
+struct SizeParts {
+    char text[IO_SIZE_STRING_SIZE];
+    char const* size;
+    size_t length;
+    size_t left;
+};
+
+void splitSize(vxArray const* cell, SizeParts& parts) {
+    ioSizeString(cell, parts.text);
+    char const* s = parts.text;
+    while (*s == ' ') ++s;
+    parts.size = s;
+    parts.length = std::strlen(s);
+    char const* sep = std::strchr(s, 'x');
+    if (sep == nullptr) sep = std::strchr(s, '-');
+    parts.left = sep == nullptr ? std::string::npos : static_cast<size_t>(sep - s);
+}
+
+// ints for the "*" of printf, kept inside the item buffer.
+int fieldWidth(size_t width, size_t reserved) {
+    size_t const room = IO_CELL_ITEM_SIZE - 1 - std::min<size_t>(reserved, IO_CELL_ITEM_SIZE - 1);
+    return static_cast<int>(std::min(width, room));
+}
+
+// The widths of the columns of one page.
+struct ColumnWidths {
+    size_t width[IO_CELL_PAGE_COLUMNS];
+    size_t left[IO_CELL_PAGE_COLUMNS];
+    size_t right[IO_CELL_PAGE_COLUMNS];
+    size_t classes[IO_CELL_PAGE_COLUMNS];
+};
+
+// One cell of column width w.
+void writeCell(LineBuffer& line, vxArray const* cell, size_t w, size_t leftWidth, size_t rightWidth,
+               size_t classWidth, size_t limit, bool oneColumn) {
+    line.append("    ", 4);
+    if (cell == nullptr) {
+        line.appendRight("[]", oneColumn ? 0 : w);
+        return;
+    }
+    char item[IO_CELL_ITEM_SIZE];
+    if (ioFormatCellItem(cell, item, w, limit, false)) {
+        line.append(item);
+        return;
+    }
+    vxClassID const cls = vxGetClassID(cell);
+    if (allDimensionsZero(cell) && !isStructOrObject(cls)) {
+        if (cls == vxCHAR_CLASS)
+            line.appendLeft("''", oneColumn ? 0 : w);
+        else
+            line.appendRight(cls == vxCELL_CLASS ? "{}" : "[]", oneColumn ? 0 : w);
+        return;
+    }
+
+    // The summary: the size right-aligned so that the separators line up, the
+    // class name one blank past the widest size, the brackets lined up.
+    SizeParts parts;
+    splitSize(cell, parts);
+    char const* className = vxGetClassName(cell);
+    size_t const classLen = std::strlen(className);
+    size_t const left = parts.left == std::string::npos ? parts.length : parts.left;
+    size_t const rightLen = parts.length - left;
+    size_t const a = rightLen + leftWidth;
+    size_t const b = classLen + rightWidth + 1 - std::min(rightLen, classLen + rightWidth + 1);
+    size_t const c = classWidth + 1 - std::min(classLen, classWidth + 1);
+    bool const isCell = cls == vxCELL_CLASS;
+    char format[64];
+    std::snprintf(format, sizeof format, "%c%%%zus%%%zus%%%zuc", isCell ? '{' : '[', a, b, c);
+    char summary[IO_CELL_ITEM_SIZE];
+    int const n = std::snprintf(summary, sizeof summary, format, parts.size, className, isCell ? '}' : ']');
+    if (n < 0) return;
+    if (static_cast<size_t>(n) < sizeof summary) {
+        line.appendRight(summary, oneColumn ? 0 : w);
+        return;
+    }
+    // Longer than the buffer (an object of an enormous class name): written
+    // by pieces, padded the same way.
+    size_t const length = static_cast<size_t>(n);
+    if (!oneColumn && w > length) line.appendBlanks(w - length);
+    line.append(isCell ? "{" : "[", 1);
+    line.appendRight(parts.size, a);
+    line.appendRight(className, b);
+    line.appendBlanks(c > 1 ? c - 1 : 0);
+    line.append(isCell ? "}" : "]", 1);
+}
+
+} // namespace
+
+bool ioFormatCellItem(vxArray const* cell, char* dst, size_t width, size_t limit, bool measureOnly) {
+    dst[0] = '\0';
+    if (cell == nullptr) return false;
+    if (vxDimensionsIncomplete(cell)) _complete_opaque_dimensions(cell);
+    vxClassID const cls = vxGetClassID(cell);
+    size_t const count = vxGetNumberOfElements(cell);
+
+    if (cls == vxCHAR_CLASS && vxGetNumberOfDimensions(cell) == 2 && vxGetM(cell) <= 1 && count >= 1 &&
+        count + 6 <= limit) {
+        auto const units = vxm::detail::get_vxchar_ptr_and_len(cell);
+        std::string text = utf16_to_lcp(units.first, units.second);
+        if (text.find_first_of("\n\r") != std::string::npos) return false;
+        if (measureOnly) {
+            text = "''";
+        } else {
+            std::replace(text.begin(), text.end(), '\0', ' ');
+            if (text.size() + 3 > IO_CELL_ITEM_SIZE) return false;  // shown as its summary instead
+            text = "'" + text + "'";
+        }
+        std::snprintf(dst, IO_CELL_ITEM_SIZE, "%-*s", fieldWidth(width, 0), text.c_str());
+        return true;
+    }
+
+    if ((vxIsNumeric(cell) || cls == vxLOGICAL_CLASS) && count == 1) {
+        char scratch[IO_FORMAT_ELEMENT_SIZE];
+        ioFormatElement(scratch, cell, 0);
+        char const* value = scratch;
+        while (*value == ' ') ++value;
+        size_t const inner = width < 2 ? 0 : width - 2;
+        std::snprintf(dst, IO_CELL_ITEM_SIZE, "[%*s]", fieldWidth(inner, 2), value);
+        return true;
+    }
+
+    if (cls == vxFUNCTION_CLASS && count == 1) {
+        std::string const text =
+            vxFunctionHandleToString(static_cast<function_handle_tag const*>(vxGetData(cell)));
+        if (text.size() + 6 > limit || text.size() + 2 > IO_CELL_ITEM_SIZE) {
+            std::snprintf(dst, IO_CELL_ITEM_SIZE, "%-*s", fieldWidth(width, 0), "[function_handle]");
+        } else if (!text.empty() && text[0] == '@') {
+            std::snprintf(dst, IO_CELL_ITEM_SIZE, "%-*s", fieldWidth(width == 0 ? 1 : width, 0), text.c_str());
+        } else {
+            std::snprintf(dst, IO_CELL_ITEM_SIZE, "@%-*s", fieldWidth(width == 0 ? 0 : width - 1, 1),
+                          text.c_str());
+        }
+        return true;
+    }
+    return false;
+}
+
+size_t ioGetColumnWidth(vxArray const** cells, size_t rows, size_t* leftWidth, size_t* rightWidth,
+                        size_t* classWidth, size_t limit, bool oneColumn) {
+    *leftWidth = 0;
+    *rightWidth = 0;
+    *classWidth = 0;
+    size_t w = 0;
+    char item[IO_CELL_ITEM_SIZE];
+    for (size_t r = 0; r < rows; ++r) {
+        vxArray const* cell = cells[r];
+        // With one column a string measures as "''": strings never widen it.
+        bool const formatted = ioFormatCellItem(cell, item, 1, limit, oneColumn);
+        size_t count;
+        if (cell == nullptr || (allDimensionsZero(cell) && !isStructOrObject(vxGetClassID(cell)))) {
+            count = 2;
+        } else if (formatted) {
+            count = std::strlen(item);
+        } else {
+            size_t const classLen = std::strlen(vxGetClassName(cell));
+            *classWidth = std::max(*classWidth, classLen);
+            SizeParts parts;
+            splitSize(cell, parts);
+            if (parts.left != std::string::npos) {
+                *leftWidth = std::max(*leftWidth, parts.left);
+                *rightWidth = std::max(*rightWidth, parts.length - parts.left);
+            }
+            count = *classWidth + *leftWidth + *rightWidth + 3;
+        }
+        w = std::max(w, count);
+    }
+    return w;
+}
+
+void ioPrintCellPage(vxArray const** cells, size_t rows, size_t columns) {
+    if (columns == 0) return;
+    // A window of no columns wraps to a huge width: one page (as the numeric display).
+    size_t const avail = std::min<size_t>(ioGetNumWindowColumns(), 360) - 1;
+    bool const oneColumn = columns == 1;
+    size_t const limit = (prtfmt == PrtfmtLong || prtfmt == PrtfmtLongE || prtfmt == PrtfmtLongG)
+                             ? avail
+                             : std::max<size_t>(25, avail / columns);
+
+    ColumnWidths widths;
+    LineBuffer line;
+    size_t first = 0;
+    while (first < columns) {
+        size_t perPage = 1;
+        if (avail != 0) {
+            size_t total = 0;
+            size_t k = first;
+            while (k < columns && k - first < IO_CELL_PAGE_COLUMNS) {
+                size_t const i = k - first;
+                widths.width[i] = ioGetColumnWidth(cells + k * rows, rows, &widths.left[i], &widths.right[i],
+                                                   &widths.classes[i], limit, oneColumn);
+                total += widths.width[i] + 4;
+                ++k;
+                if (total >= avail) break;
+            }
+            perPage = k - first;
+            if (total > avail) --perPage;
+            if (perPage == 0) perPage = 1;
+        } else {
+            widths.width[0] = ioGetColumnWidth(cells + first * rows, rows, &widths.left[0], &widths.right[0],
+                                               &widths.classes[0], limit, oneColumn);
+        }
+        size_t const stop = std::min(first + perPage, columns);
+
+        if (perPage < columns) {
+            if (first + 1 == stop)
+                uvPrintf("  Column %zu\n%s", first + 1, newline);
+            else
+                uvPrintf("  Columns %zu through %zu\n%s", first + 1, stop, newline);
+        }
+
+        if (columns == 1 && rows == 1) {
+            vxArray const* cell = cells[0];
+            vxClassID const cls = cell == nullptr ? vxUNKNOWN_CLASS : vxGetClassID(cell);
+            if (cell == nullptr || (vxIsEmpty(cell) && !isStructOrObject(cls))) {
+                uvPrintf("    %s", cls == vxCHAR_CLASS ? "{''}" : cls == vxCELL_CLASS ? "{{}}" : "{[]}");
+                uvPrintf("\n%s", newline);
+                return;
+            }
+        }
+
+        if (rows == 0) {
+            uvPrintf("%s", newline);
+            first = stop;
+            continue;
+        }
+
+        for (size_t r = 0; r < rows; ++r) {
+            uvLongjmpIfInterruptPending();
+            if (ioStopPrinting()) {
+                uvPrintf("%s", newline);
+                return;
+            }
+            for (size_t c = first; c < stop; ++c) {
+                size_t const i = c - first;
+                writeCell(line, cells[r + c * rows], widths.width[i], widths.left[i], widths.right[i],
+                          widths.classes[i], limit, oneColumn);
+            }
+            line.append("\n", 1);
+            line.flush();
+        }
+        uvPrintf("%s", newline);
+        first = stop;
+    }
+}
+
+void ioPrintCellArray(char const* name, vxArray const* array) {
+    std::setlocale(LC_NUMERIC, "C");  // not restored
+    if (name == nullptr) name = "";
+    if (array == nullptr) return;
+    if (vxDimensionsIncomplete(array)) _complete_opaque_dimensions(array);
+    if (vxGetClassID(array) != vxCELL_CLASS) vxErrMsg(15);
+
+    size_t const ndim = vxGetNumberOfDimensions(array);
+    size_t const* dims = vxGetDimensions(array);
+    bool const empty = vxIsEmpty(array);
+    if (*name && (ndim == 2 || empty)) uvPrintf("%s%s = %s\n", newline, name, newline);
+    ioStopPrinting();  // clears a stale stop request
+
+    if (empty) {
+        if (ndim == 2 && dims[0] == 0 && dims[1] == 0) {
+            uvPrintf("     {}\n%s", newline);
+        } else {
+            uvPrintf("   Empty cell array: %zu", dims[0]);
+            for (size_t d = 1; d < ndim; ++d) uvPrintf("-by-%zu", dims[d]);
+            uvPrintf("\n%s", newline);
+        }
+        return;
+    }
+
+    auto cells = static_cast<vxArray const**>(vxGetData(array));
+    size_t const rows = dims[0];
+    size_t const columns = dims[1];
+    if (ndim == 2) {
+        ioPrintCellPage(cells, rows, columns);
+        return;
+    }
+
+    display_pages::PageOdometer odometer(array);
+    for (size_t p = 0; p < odometer.pages(); ++p) {
+        uvPrintf("%s%s(:,:,%s = %s\n", newline, name, odometer.text().c_str(), newline);
+        ioPrintCellPage(cells + p * rows * columns, rows, columns);
+        odometer.advance();
+    }
+}
+
+void ioPrintCellArray(vxArray const* array) { ioPrintCellArray(ioGetArrayName(array), array); }

@@ -1,0 +1,127 @@
+// Function-handle arrays: laid out as cells are, in pages of columns, with
+// each handle's text left-aligned and led by "@".
+#include "qzservices/display/cell_display.hpp"
+#include "qzservices/display/ioPrintArray.hpp"
+#include "qzservices/display/settings.hpp"
+#include "qzservices/io/more.hpp"
+#include "qzservices/io/window.hpp"
+#include "display/line_buffer.hpp"
+#include "display/page_odometer.hpp"
+
+#include <uv/uv.hpp>
+#include <vx/array.hpp>
+#include <vx/errors.hpp>
+
+#include <algorithm>
+#include <clocale>
+#include <cstdio>
+#include <string>
+
+using display_text::LineBuffer;
+
+namespace {
+
+bool startsWithAt(std::string const& text) { return !text.empty() && text[0] == '@'; }
+
+// The longest text of the column, plus the "@" a handle lacks and one blank.
+size_t columnWidth(function_handle_tag const* column, size_t rows) {
+    size_t w = 0;
+    for (size_t r = 0; r < rows; ++r) {
+        std::string const text = vxFunctionHandleToString(&column[r]);
+        w = std::max(w, text.size() + (startsWithAt(text) ? 1 : 2));
+    }
+    return w;
+}
+
+} // namespace
+
+void ioPrintFunObjPage(function_handle_tag* handles, size_t rows, size_t columns) {
+    size_t const window = ioGetNumWindowColumns();
+    // A window of no columns wraps to a huge width: one page.
+    size_t const avail = window >= 360 ? 359 : window - 1;
+    if (columns == 0) return;
+
+    size_t widths[IO_CELL_PAGE_COLUMNS];
+    LineBuffer line;
+    size_t first = 0;
+    while (first < columns) {
+        size_t perPage = 1;
+        if (avail != 0) {
+            size_t total = 0;
+            size_t k = first;
+            while (k < columns && k - first < IO_CELL_PAGE_COLUMNS) {
+                widths[k - first] = columnWidth(handles + k * rows, rows);
+                total += widths[k - first] + 4;
+                ++k;
+                if (total >= avail) break;
+            }
+            perPage = k - first;
+            if (total > avail) --perPage;
+            if (perPage == 0) perPage = 1;
+        } else {
+            widths[0] = columnWidth(handles + first * rows, rows);
+        }
+        size_t const stop = std::min(first + perPage, columns);
+        // A page of one column has no heading of its own.
+        if (first + 1 != stop && perPage < columns)
+            uvPrintf("  Columns %zu through %zu\n%s", first + 1, stop, newline);
+
+        bool const single = stop - first == 1;
+        for (size_t r = 0; r < rows; ++r) {
+            uvLongjmpIfInterruptPending();
+            if (ioStopPrinting()) {
+                uvPrintf("%s", newline);
+                return;
+            }
+            for (size_t c = first; c < stop; ++c) {
+                std::string const text = vxFunctionHandleToString(&handles[r + c * rows]);
+                line.append("    @", 5);
+                char const* rest = startsWithAt(text) ? text.c_str() + 1 : text.c_str();
+                if (single)
+                    line.append(rest);
+                else
+                    line.appendLeft(rest, widths[c - first]);
+            }
+            line.append("\n", 1);
+            line.flush();
+        }
+        uvPrintf("%s", newline);
+        first = stop;
+    }
+}
+
+void ioPrintFunObjArray(char const* name, vxArray const* array) {
+    std::setlocale(LC_NUMERIC, "C");  // not restored
+    if (name == nullptr) name = "";
+    if (array == nullptr) return;
+    if (vxGetClassID(array) != vxFUNCTION_CLASS) vxErrMsg(15);
+
+    size_t const ndim = vxGetNumberOfDimensions(array);
+    size_t const* dims = vxGetDimensions(array);
+    bool const empty = vxIsEmpty(array);
+    if (*name && (ndim == 2 || empty)) uvPrintf("%s%s = %s\n", newline, name, newline);
+    ioStopPrinting();  // clears a stale stop request
+
+    if (empty) {
+        uvPrintf("   Empty function_handle array: %zu", dims[0]);
+        for (size_t d = 1; d < ndim; ++d) uvPrintf("-by-%zu", dims[d]);
+        uvPrintf("\n%s", newline);
+        return;
+    }
+
+    auto* handles = static_cast<function_handle_tag*>(vxGetData(array));
+    size_t const rows = dims[0];
+    size_t const columns = dims[1];
+    if (ndim == 2) {
+        ioPrintFunObjPage(handles, rows, columns);
+        return;
+    }
+
+    display_pages::PageOdometer odometer(array);
+    for (size_t p = 0; p < odometer.pages(); ++p) {
+        uvPrintf("%s%s(:,:,%s = %s\n", newline, name, odometer.text().c_str(), newline);
+        // One record of 32 bytes per element.
+        ioPrintFunObjPage(handles + p * rows * columns, rows, columns);
+        odometer.advance();
+    }
+}

@@ -1,0 +1,129 @@
+// The path manager over both sets of I/O functions: the plain set sees
+// directories only, the container-aware set sees into CAT files.
+#include "cat_fixture.hpp"
+
+#include <qzservices/containers/ContainerFeature.hpp>
+#include <qzservices/containers/path_manager_fcns.hpp>
+
+#include <px/px.hpp>
+#include <uv/uv.hpp>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <memory>
+#include <set>
+
+using namespace cattest;
+
+namespace {
+
+struct UvFree {
+    void operator()(void* p) const { uvFree(p); }
+};
+
+std::set<std::string> names(char const* list) {
+    std::set<std::string> out;
+    if (list == nullptr) return out;
+    for (char const* p = list; *p; p += std::strlen(p) + 1) out.insert(p);
+    return out;
+}
+
+class PathManagerSets : public ScratchDir {
+protected:
+    void SetUp() override {
+        ScratchDir::SetUp();
+        makeDir("plain");
+        write("plain/p.m", "plain file");
+        write("tb.cat", catFile({file("c.m", "in the cat"), dir("sub", {file("s.m", "deeper")})}, false));
+        write("bad.cat", "junk");
+    }
+    void TearDown() override {
+        getContainerFeature().setState(0);
+        svSetPathManagerDefaultIOFcns();
+        pxUpdatePathArrayDefaultIOFcns();
+        ScratchDir::TearDown();
+    }
+};
+
+} // namespace
+
+TEST_F(PathManagerSets, PlainSetSeesOnlyTheFileSystem) {
+    std::unique_ptr<char, UvFree> list(svPlainListDirectory(nullptr, path("plain").c_str(), nullptr));
+    EXPECT_EQ(names(list.get()), (std::set<std::string>{"p.m"}));
+    EXPECT_EQ(svPlainListDirectory(nullptr, path("tb.cat").c_str(), nullptr), nullptr);
+    EXPECT_EQ(svPlainDirAccessibility(nullptr, path("plain").c_str()), pxDirAccessible);
+    EXPECT_EQ(svPlainDirAccessibility(nullptr, path("tb.cat").c_str()), pxDirNoPermission);  // not searchable
+    ASSERT_EQ(chmod(path("tb.cat").c_str(), 0755), 0);
+    EXPECT_EQ(svPlainDirAccessibility(nullptr, path("tb.cat").c_str()), pxDirOther);  // a file
+    EXPECT_EQ(svPlainDirAccessibility(nullptr, path("none").c_str()), pxDirNotFound);
+    EXPECT_TRUE(svPlainIsReadableFile(path("plain/p.m").c_str()));
+    EXPECT_FALSE(svPlainIsReadableFile(path("tb.cat/c.m").c_str()));
+    EXPECT_TRUE(svPlainIsDirectory(nullptr, path("plain").c_str()));
+    EXPECT_FALSE(svPlainIsDirectory(nullptr, path("tb.cat").c_str()));
+    struct stat st;
+    ASSERT_EQ(::stat(path("plain/p.m").c_str(), &st), 0);
+    EXPECT_EQ(svPlainModificationTime(nullptr, path("plain/p.m").c_str()), static_cast<long>(st.st_mtime));
+    EXPECT_EQ(svPlainModificationTime(nullptr, path("none").c_str()), 0x7fffffffL);
+}
+
+TEST_F(PathManagerSets, ContainerSetSeesIntoCatFiles) {
+    std::unique_ptr<char, UvFree> list(svContainerListDirectory(nullptr, path("tb.cat").c_str(), nullptr));
+    EXPECT_EQ(names(list.get()), (std::set<std::string>{".", "..", "c.m", "sub"}));
+    std::unique_ptr<char, UvFree> plain(svContainerListDirectory(nullptr, path("plain").c_str(), nullptr));
+    EXPECT_EQ(names(plain.get()), (std::set<std::string>{".", "..", "p.m"}));
+    EXPECT_EQ(svContainerListDirectory(nullptr, path("bad.cat").c_str(), nullptr), nullptr);
+
+    EXPECT_EQ(svContainerDirAccessibility(nullptr, path("tb.cat").c_str()), pxDirAccessible);
+    EXPECT_EQ(svContainerDirAccessibility(nullptr, path("tb.cat/sub").c_str()), pxDirAccessible);
+    EXPECT_EQ(svContainerDirAccessibility(nullptr, path("plain").c_str()), pxDirAccessible);
+    EXPECT_EQ(svContainerDirAccessibility(nullptr, path("tb.cat/nosub").c_str()), pxDirNotFound);
+    EXPECT_EQ(svContainerDirAccessibility(nullptr, path("nothing").c_str()), pxDirNotFound);
+    EXPECT_EQ(svContainerDirAccessibility(nullptr, path("bad.cat").c_str()), pxDirOther);  // corrupt
+    EXPECT_EQ(svContainerDirAccessibility(nullptr, path("plain/p.m").c_str()), pxDirOther);
+
+    EXPECT_TRUE(svContainerIsReadableFile(path("tb.cat/c.m").c_str()));
+    EXPECT_TRUE(svContainerIsReadableFile(path("tb.cat/sub/s.m").c_str()));
+    EXPECT_TRUE(svContainerIsReadableFile(path("plain/p.m").c_str()));
+    EXPECT_FALSE(svContainerIsReadableFile(path("tb.cat/none.m").c_str()));
+    EXPECT_FALSE(svContainerIsReadableFile(path("plain/none.m").c_str()));
+
+    EXPECT_TRUE(svContainerIsDirectory(nullptr, path("tb.cat/sub").c_str()));
+    EXPECT_TRUE(svContainerIsDirectory(nullptr, path("tb.cat").c_str()));
+    EXPECT_FALSE(svContainerIsDirectory(nullptr, path("tb.cat/c.m").c_str()));
+    EXPECT_FALSE(svContainerIsDirectory(nullptr, path("plain/p.m").c_str()));
+
+    struct stat st;
+    ASSERT_EQ(::stat(path("tb.cat").c_str(), &st), 0);
+    EXPECT_EQ(svContainerModificationTime(nullptr, path("tb.cat/sub/s.m").c_str()), static_cast<long>(st.st_mtime));
+    EXPECT_EQ(svContainerModificationTime(nullptr, path("tb.cat/sub").c_str()), static_cast<long>(st.st_mtime));
+    EXPECT_EQ(svContainerModificationTime(nullptr, path("tb.cat/zz").c_str()), 0x7fffffffffffffffL);
+}
+
+TEST_F(PathManagerSets, PathTakesCatDirectoriesOnlyWithTheFeatureOn) {
+    pxPath p = pxCreatePath("path-manager-test");
+    pxSetNotificationHandleWarnings(p, false);
+    std::string const text = path("plain") + ":" + path("tb.cat/sub");
+    EXPECT_FALSE(pxReplacePath(p, text.c_str()));  // the CAT directory is refused
+    EXPECT_EQ(pxNumDirectories(p), 1u);
+    EXPECT_EQ(pxGetWarnings(p).size(), 1u);
+
+    getContainerFeature().setState(1);
+    svSetPathManagerDefaultIOFcns();
+    pxUpdatePathArrayDefaultIOFcns();
+    pxPath q = pxCreatePath("path-manager-test-on");
+    EXPECT_TRUE(pxReplacePath(q, text.c_str()));
+    ASSERT_EQ(pxNumDirectories(q), 2u);
+    EXPECT_EQ(pxGetDirectoryListing(q, 1), (std::vector<std::string>{"s.m"}));
+    char found[PX_MAX_PATH];
+    EXPECT_TRUE(pxFindFile(q, "s.m", found));
+    EXPECT_EQ(std::string(found), path("tb.cat/sub/s.m"));
+    EXPECT_TRUE(pxFindFile(q, "p.m", found));
+    EXPECT_EQ(std::string(found), path("plain/p.m"));
+    EXPECT_FALSE(pxFindFile(q, "zz.m", found));
+    // The same text again changes nothing.
+    EXPECT_FALSE(pxReplacePath(q, text.c_str()));
+    pxDestroyPath(p);
+    pxDestroyPath(q);
+}

@@ -1,0 +1,214 @@
+// Walking paths: components, extensions, the machine's priorities, and the
+// chains that the look-ups hand back.
+#include "cat_fixture.hpp"
+
+#include <qzservices/containers/ContainerFeature.hpp>
+#include <qzservices/containers/svCatContainer.hpp>
+#include <qzservices/containers/svStdContainer.hpp>
+
+#include <unistd.h>
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+using namespace cattest;
+
+namespace {
+
+std::vector<std::string> components(char const* path) {
+    std::string text(path);
+    std::vector<std::string> out;
+    int len = 0;
+    char* at = RFSMwalker::nextPathName(&text[0], &len);
+    while (len != 0) {
+        out.emplace_back(at, static_cast<size_t>(len));
+        at = RFSMwalker::nextPathName(at + len, &len);
+    }
+    return out;
+}
+
+std::string extension(char const* name) {
+    std::string text(name);
+    int len = static_cast<int>(text.size());
+    char* ext = RFSMwalker::nameExtension(&text[0], &len);
+    return std::string(ext, static_cast<size_t>(len));
+}
+
+std::string fullPath(svFile* f) {
+    std::unique_ptr<char, void (*)(void*)> p(f->getFullPath(), std::free);
+    return p.get();
+}
+
+} // namespace
+
+TEST(PathText, ComponentsSkipRepeatedSlashes) {
+    EXPECT_EQ(components("//a///b"), (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(components("/x/y.cat/z/"), (std::vector<std::string>{"x", "y.cat", "z"}));
+    EXPECT_TRUE(components("/").empty());
+    int len = -1;
+    EXPECT_STREQ(RFSMwalker::rootPathName("/a", &len), "/a");
+    EXPECT_EQ(len, 1);
+    RFSMwalker::rootPathName("a/b", &len);
+    EXPECT_EQ(len, 0);
+}
+
+TEST(PathText, ExtensionRules) {
+    EXPECT_EQ(extension("foo.cat"), "cat");
+    EXPECT_EQ(extension("a.b.cat"), "cat");
+    EXPECT_EQ(extension(".cat"), "");   // a leading dot starts no extension
+    EXPECT_EQ(extension("foo."), "");   // a trailing dot: none
+    EXPECT_EQ(extension("foo"), "");
+    EXPECT_EQ(extension("x.c"), "c");
+}
+
+TEST(Machine, CatStateMatchesOnlyTheLowerCaseExtension) {
+    CatContainerState cat;
+    char lower[] = "cat", upper[] = "CAT", longer[] = "cats";
+    EXPECT_TRUE(cat.matchesContainerType(lower, 3));
+    EXPECT_FALSE(cat.matchesContainerType(upper, 3));
+    EXPECT_FALSE(cat.matchesContainerType(longer, 4));
+    EXPECT_FALSE(cat.matchesContainerType(lower, 0));
+}
+
+TEST(Machine, SuccessorsInPriorityOrder) {
+    ContainerState* head = getContainerFeature().getStartRFSM();
+    ASSERT_EQ(head->getNextSize(), 4);
+    ContainerState* std = head->getNext(0);
+    ContainerState* stdSub = head->getNext(1);
+    ContainerState* cat = head->getNext(2);
+    ContainerState* catSub = head->getNext(3);
+    EXPECT_NE(dynamic_cast<StdContainerState*>(std), nullptr);
+    EXPECT_NE(dynamic_cast<CatContainerSubDirState*>(catSub), nullptr);
+    EXPECT_EQ(std->getNext(0), cat);  // a CAT file is tried before a directory
+    EXPECT_EQ(std->getNext(1), stdSub);
+    EXPECT_EQ(stdSub->getNext(0), cat);
+    EXPECT_EQ(cat->getNextSize(), 1);
+    EXPECT_EQ(cat->getNext(0), catSub);
+    EXPECT_EQ(catSub->getNext(0), catSub);
+    EXPECT_TRUE(stdSub->isSubDirectoryState());
+    EXPECT_FALSE(cat->isSubDirectoryState());
+}
+
+using Walk = ScratchDir;
+
+TEST_F(Walk, RootAloneSucceedsWithAnUnnamedRoot) {
+    RFSMwalker walker;
+    EXPECT_TRUE(walker.walkRFSM("/", false));
+    std::unique_ptr<svContainer> tail(walker.getTail());
+    EXPECT_EQ(tail->getName(), nullptr);
+    EXPECT_STREQ(tail->getPartialPath(), "/");
+    EXPECT_EQ(tail->getType(), 1);
+}
+
+TEST_F(Walk, RelativePathIsMadeAbsolute) {
+    write("rel.txt", "relative");
+    char old[4096];
+    ASSERT_NE(getcwd(old, sizeof old), nullptr);
+    ASSERT_EQ(chdir(root.c_str()), 0);
+    std::unique_ptr<svFile> found(svFindContainerOrContainerFile("rel.txt"));
+    ASSERT_EQ(chdir(old), 0);
+    auto* f = dynamic_cast<svContainerFile*>(found.get());
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(fullPath(f), path("rel.txt"));
+    EXPECT_EQ(f->getSize(), 8);
+    EXPECT_FALSE(f->hasErrorOnContainerFile());
+}
+
+TEST_F(Walk, DoubledSlashesWalkTheSameComponents) {
+    makeDir("a");
+    write("a/b", "bee");
+    std::string const odd = "/" + root + "//a///b";
+    std::unique_ptr<svFile> found(svFindContainerOrContainerFile(odd.c_str()));
+    auto* f = dynamic_cast<svContainerFile*>(found.get());
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(fullPath(f), path("a/b"));
+    EXPECT_EQ(f->getFileType(), 1);
+}
+
+TEST_F(Walk, CatFileAsLastComponentIsOpenedEvenWithoutStat) {
+    write("good.cat", catFile({file("f.txt", "x")}, false));
+    write("bad.cat", "not a cat file at all");
+    {
+        RFSMwalker walker;
+        EXPECT_TRUE(walker.walkRFSM(path("good.cat").c_str(), false));
+        std::unique_ptr<svContainer> tail(walker.getTail());
+        EXPECT_EQ(tail->getType(), 2);
+        EXPECT_STREQ(tail->getName(), ".");
+        EXPECT_EQ(tail->getOffset(), 4);  // behind the magic
+        EXPECT_NE(dynamic_cast<CatContainerState*>(walker.getLast()), nullptr);
+    }
+    {
+        RFSMwalker walker;
+        EXPECT_FALSE(walker.walkRFSM(path("bad.cat").c_str(), false));
+        std::unique_ptr<svContainer> tail(walker.getTail());
+        EXPECT_EQ(tail->getDirStream()->getStreamAccess(), 3);
+        EXPECT_EQ(tail->findStreamAccessInError(), 3);
+    }
+}
+
+TEST_F(Walk, UpperCaseAndLeadingDotNamesAreDirectorySteps) {
+    makeDir("foo.CAT");
+    write("foo.CAT/y", "upper");
+    makeDir(".cat");
+    write(".cat/y", "dot");
+    for (char const* inner : {"foo.CAT/y", ".cat/y"}) {
+        RFSMwalker walker;
+        EXPECT_TRUE(walker.walkRFSM(path(inner).c_str(), true)) << inner;
+        std::unique_ptr<svContainer> tail(walker.getTail());
+        EXPECT_EQ(tail->getType(), 1) << inner;
+        EXPECT_EQ(tail->getFileType(), 1) << inner;
+        EXPECT_NE(dynamic_cast<StdContainerSubDirState*>(walker.getLast()), nullptr) << inner;
+    }
+}
+
+TEST_F(Walk, DirectoryNamedLikeACatFileFails) {
+    makeDir("foo.cat");
+    write("foo.cat/y", "inside");
+    RFSMwalker walker;
+    EXPECT_FALSE(walker.walkRFSM(path("foo.cat/y").c_str(), false));
+    std::unique_ptr<svContainer> tail(walker.getTail());
+    EXPECT_TRUE(tail->hasErrorOnContainer());
+}
+
+TEST_F(Walk, MissingParentIsFoundOnlyWhenStatted) {
+    std::unique_ptr<svContainerFile> f(svContainerFile::svFindContainerFile(path("nope/x").c_str()));
+    // A plain step does not stat: the walk succeeds, the file is not there.
+    ASSERT_NE(f, nullptr);
+    EXPECT_FALSE(f->isReadable());
+    EXPECT_EQ(f->getFileAccess(), 4);
+}
+
+TEST_F(Walk, OverlongPathIsRefused) {
+    std::string const longPath = "/" + std::string(5000, 'a');
+    std::unique_ptr<svContainer> c(svContainer::svFindContainer(longPath.c_str()));
+    EXPECT_TRUE(c->hasErrorOnContainer());
+}
+
+TEST_F(Walk, LookupsReportTheWrongKindOfObject) {
+    write("plain.txt", "text");
+    makeDir("d");
+    std::unique_ptr<svContainer> c(svContainer::svFindContainer(path("plain.txt").c_str()));
+    EXPECT_EQ(c->getFileAccess(), 5);
+    ASSERT_NE(c->getFile(), nullptr);
+    EXPECT_STREQ(c->getFile()->getName(), "plain.txt");
+
+    std::unique_ptr<svFile> dirAsFile(svFindContainerOrContainerFile(path("d").c_str()));
+    auto* container = dynamic_cast<svContainer*>(dirAsFile.get());
+    ASSERT_NE(container, nullptr);
+    EXPECT_TRUE(container->isDir());
+    EXPECT_EQ(fullPath(container), path("d"));
+
+    std::unique_ptr<svContainerFile> f(svContainerFile::svFindContainerFile(path("d").c_str()));
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(f->getFileType(), 2);
+    EXPECT_EQ(f->getFileAccess(), 5);
+}
+
+TEST_F(Walk, FindContainerFileOnADirectoryGivesWrongKind) {
+    write("a.cat", catFile({dir("sub", {file("f", "1")})}, true));
+    std::unique_ptr<svContainerFile> f(svContainerFile::svFindContainerFile(path("a.cat/sub").c_str()));
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(f->getFileType(), 2);
+    EXPECT_EQ(f->getFileAccess(), 5);
+}
