@@ -56,3 +56,4 @@
 #include "qzservices/display/cell_display.hpp"
 #include "qzservices/display/struct_display.hpp"
 #include "qzservices/io/wrapping.hpp"
+#include "qzservices/io/diary.hpp"
