@@ -79,19 +79,29 @@ void printUnchanged(unsigned short const* text, size_t length) {
     uvPrintf("%s", narrow.c_str());
 }
 
-// Removes every unit that a backspace deletes: each unit followed by a
-// backspace goes with it, over and over, so "ab\b\b" leaves nothing. A
-// backspace with nothing before it stays. Returns the new length.
+// Removes every character that a backspace deletes: each character followed
+// by a backspace goes with it, over and over, so "ab\b\b" leaves nothing and
+// a backspace with nothing left before it stays. This is the result of
+// replacing the pattern "a character other than a backspace, then a
+// backspace" by nothing until it no longer matches (the removals cannot
+// overlap, so their order does not matter), reached in one pass instead of
+// one pass per removal. A surrogate pair is one character. Returns the new
+// length.
 size_t removeBackspacedUnits(unsigned short* text, size_t length) {
-    static RX_Tree const unitThenBackspace(RX_Builder_Space().none_of("\b") + "\b", 0);
-    static RX_Replace const nothing("");
-    for (;;) {
-        size_t const shorter = nothing.replace_in_place(unitThenBackspace, text, length);
-        if (shorter == length) return length;
-        length = shorter;
+    size_t kept = 0;
+    for (size_t i = 0; i < length; ++i) {
+        unsigned short const c = text[i];
+        if (c != '\b' || kept == 0 || text[kept - 1] == '\b') {
+            text[kept++] = c;
+            continue;
+        }
+        --kept;
+        bool const trail = text[kept] >= 0xDC00 && text[kept] <= 0xDFFF;
+        if (trail && kept > 0 && text[kept - 1] >= 0xD800 && text[kept - 1] <= 0xDBFF) --kept;
     }
+    if (kept < length) text[kept] = 0;
+    return kept;
 }
-
 
 // The scanner's output: units are staged, converted to the native encoding in
 // batches and handed to CXOut in chunks, so a long message needs neither a

@@ -122,6 +122,8 @@ TEST_F(Wrapping, TabsWidenOnlyTheMeasure) {
 TEST_F(Wrapping, BackspacesDeleteTheUnitBeforeThem) {
     EXPECT_EQ("[\bac]\b \n", wrap("ab\bc", 20));
     EXPECT_EQ("a", body("abc\b\b", 20));
+    EXPECT_EQ("\b\bz", body("ab\b\b\b\bz", 20));
+    EXPECT_EQ("xz", body("xa\bb\bc\bz", 20));
     // A leading backspace stays and takes no column: "\bab cd" is 5 wide.
     EXPECT_EQ("\bab cd", body("\bab cd", 6));
     EXPECT_EQ("\bab\ncd", body("\bab cd", 5));
@@ -181,6 +183,15 @@ TEST_F(Wrapping, Utf16EntryAndLengthLimits) {
     ioPrintWrapped(text, 8, false);
     EXPECT_EQ("[\b\xC3\xA9t\xC3\xA9\nabcd]\b \n", capture.outText());
     EXPECT_THROW(ioPrintWrapped(text, size_t(0x80000000u), false), boost::numeric::positive_overflow);
+}
+
+TEST_F(Wrapping, BackspaceTakesAWholeSurrogatePair) {
+    ioSetNumWindowColumns(20);
+    qztest::Capture capture;
+    capture.out->setNeedsFormattingForDisplay(true);
+    unsigned short const text[] = {'a', 0xD83D, 0xDE00, '\b', 'b', 0xD83D, 0xDE00};
+    ioPrintWrapped(text, 7, false);
+    EXPECT_EQ("[\bab\xF0\x9F\x98\x80]\b \n", capture.outText());
 }
 
 TEST(HotLinks, StripLeavesTheVisibleText) {
