@@ -49,15 +49,19 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
         text.push_back(unit);
     }
 
-    auto sink = boost::make_shared<services::io::CXStringSink>();
-    sink->setNeedsFormattingForDisplay(true);
-    services::io::CXStream::CXOut.push(sink);
+    // One capturing sink for the whole run, emptied before each input.
+    static boost::shared_ptr<services::io::CXStringSink> const sink = [] {
+        auto s = boost::make_shared<services::io::CXStringSink>();
+        s->setNeedsFormattingForDisplay(true);
+        services::io::CXStream::CXOut.push(s);
+        return s;
+    }();
+    dynamic_cast<services::io::CXStringSink::ustringbuf&>(*sink->getUnicodeOutStreamBuffer()).str(UString());
     ioSetNumWindowColumns(width);
     ioUseEightyColumns(eighty);
     uvSetHotLinks(hot);
     ioPrintWrapped(text.data(), text.size(), braces);
     services::io::CXStream::CXOut.flush();
-    services::io::CXStream::CXOut.pop();
 
     UString const out = sink->getUnicodeString();
     UString const start = braces ? UString{'{', '\b'} : UString{'[', '\b'};
