@@ -185,6 +185,30 @@ TEST_F(Wrapping, Utf16EntryAndLengthLimits) {
     EXPECT_THROW(ioPrintWrapped(text, size_t(0x80000000u), false), boost::numeric::positive_overflow);
 }
 
+TEST_F(Wrapping, LongTextConvertsAsOneWholeEvenWhereAPairCrossesAChunk) {
+    // No break is needed at this width, so the output is the text itself in
+    // the native encoding, however it was cut into chunks on the way.
+    std::basic_string<unsigned short> text;
+    while (text.size() < 20000) {
+        text.push_back('w');
+        text.push_back(0xD83D);
+        text.push_back(0xDE00);
+        text.push_back(text.size() % 7 == 0 ? ' ' : 0xE9);
+    }
+    ioSetNumWindowColumns(100000);
+    qztest::Capture capture;
+    capture.out->setNeedsFormattingForDisplay(true);
+    ioPrintWrapped(text.data(), text.size(), false);
+    std::string narrow;
+    for (unsigned short u : text) {
+        if (u == 'w') narrow += "w";
+        else if (u == 0xD83D) narrow += "\xF0\x9F\x98\x80";
+        else if (u == ' ') narrow += " ";
+        else if (u == 0xE9) narrow += "\xC3\xA9";
+    }
+    EXPECT_EQ("[\b" + narrow + "]\b \n", capture.outText());
+}
+
 TEST_F(Wrapping, BackspaceTakesAWholeSurrogatePair) {
     ioSetNumWindowColumns(20);
     qztest::Capture capture;
