@@ -8,6 +8,7 @@
 #include "qzservices/display/sizes.hpp"
 #include "qzservices/io/more.hpp"
 #include "qzservices/io/window.hpp"
+#include "display/display_state.hpp"
 #include "display/line_buffer.hpp"
 #include "display/page_odometer.hpp"
 
@@ -52,10 +53,35 @@ void splitSize(vxArray const* cell, SizeParts& parts) {
     parts.left = sep == nullptr ? std::string::npos : static_cast<size_t>(sep - s);
 }
 
-// ints for the "*" of printf, kept inside the item buffer.
-int fieldWidth(size_t width, size_t reserved) {
-    size_t const room = IO_CELL_ITEM_SIZE - 1 - std::min<size_t>(reserved, IO_CELL_ITEM_SIZE - 1);
-    return static_cast<int>(std::min(width, room));
+// Writes prefix, text aligned in `width` ("%-*s" or "%*s") and suffix into
+// dst (IO_CELL_ITEM_SIZE bytes), the same bytes printf would give, without
+// its parsing: every cell is formatted twice, once to measure it. Padding
+// that would pass the buffer is cut.
+void putAligned(char* dst, char const* prefix, char const* text, size_t width, bool leftAlign,
+                char const* suffix) {
+    size_t const capacity = IO_CELL_ITEM_SIZE - 1;
+    size_t const prefixLen = std::strlen(prefix);
+    size_t const textLen = std::strlen(text);
+    size_t const suffixLen = std::strlen(suffix);
+    size_t const fixed = prefixLen + textLen + suffixLen;  // callers keep this within capacity
+    size_t pad = width > textLen ? width - textLen : 0;
+    if (pad > capacity - std::min(fixed, capacity)) pad = capacity - std::min(fixed, capacity);
+    char* at = dst;
+    std::memcpy(at, prefix, prefixLen);
+    at += prefixLen;
+    if (!leftAlign) {
+        std::memset(at, ' ', pad);
+        at += pad;
+    }
+    std::memcpy(at, text, textLen);
+    at += textLen;
+    if (leftAlign) {
+        std::memset(at, ' ', pad);
+        at += pad;
+    }
+    std::memcpy(at, suffix, suffixLen);
+    at += suffixLen;
+    *at = '\0';
 }
 
 // The widths of the columns of one page.
@@ -141,7 +167,7 @@ bool ioFormatCellItem(vxArray const* cell, char* dst, size_t width, size_t limit
             if (text.size() + 3 > IO_CELL_ITEM_SIZE) return false;  // shown as its summary instead
             text = "'" + text + "'";
         }
-        std::snprintf(dst, IO_CELL_ITEM_SIZE, "%-*s", fieldWidth(width, 0), text.c_str());
+        putAligned(dst, "", text.c_str(), width, true, "");
         return true;
     }
 
@@ -151,7 +177,7 @@ bool ioFormatCellItem(vxArray const* cell, char* dst, size_t width, size_t limit
         char const* value = scratch;
         while (*value == ' ') ++value;
         size_t const inner = width < 2 ? 0 : width - 2;
-        std::snprintf(dst, IO_CELL_ITEM_SIZE, "[%*s]", fieldWidth(inner, 2), value);
+        putAligned(dst, "[", value, inner, false, "]");
         return true;
     }
 
@@ -159,12 +185,11 @@ bool ioFormatCellItem(vxArray const* cell, char* dst, size_t width, size_t limit
         std::string const text =
             vxFunctionHandleToString(static_cast<function_handle_tag const*>(vxGetData(cell)));
         if (text.size() + 6 > limit || text.size() + 2 > IO_CELL_ITEM_SIZE) {
-            std::snprintf(dst, IO_CELL_ITEM_SIZE, "%-*s", fieldWidth(width, 0), "[function_handle]");
+            putAligned(dst, "", "[function_handle]", width, true, "");
         } else if (!text.empty() && text[0] == '@') {
-            std::snprintf(dst, IO_CELL_ITEM_SIZE, "%-*s", fieldWidth(width == 0 ? 1 : width, 0), text.c_str());
+            putAligned(dst, "", text.c_str(), width == 0 ? 1 : width, true, "");
         } else {
-            std::snprintf(dst, IO_CELL_ITEM_SIZE, "@%-*s", fieldWidth(width == 0 ? 0 : width - 1, 1),
-                          text.c_str());
+            putAligned(dst, "@", text.c_str(), width == 0 ? 0 : width - 1, true, "");
         }
         return true;
     }
@@ -285,6 +310,7 @@ void ioPrintCellArray(char const* name, vxArray const* array) {
     if (array == nullptr) return;
     if (vxDimensionsIncomplete(array)) _complete_opaque_dimensions(array);
     if (vxGetClassID(array) != vxCELL_CLASS) vxErrMsg(15);
+    display_state::checkPrintFormat();  // before anything is written
 
     size_t const ndim = vxGetNumberOfDimensions(array);
     size_t const* dims = vxGetDimensions(array);

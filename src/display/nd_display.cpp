@@ -9,6 +9,7 @@
 #include <vx/array.hpp>
 #include <vx/errors.hpp>
 
+#include <clocale>
 #include <cstdio>
 #include <string>
 
@@ -82,6 +83,7 @@ std::string pageName(char const* name, size_t counterCount) {
 } // namespace
 
 void ioPrintNDMatrix(char const* name, vxArray const* array) {
+    std::setlocale(LC_NUMERIC, "C");  // not restored
     if (name == nullptr) name = "";
     if (array == nullptr) return;
     if (vxDimensionsIncomplete(array)) _complete_opaque_dimensions(array);

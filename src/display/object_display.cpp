@@ -73,6 +73,7 @@ void ioPrintObject(char const* name, vxArray const* array) {
 void ioPrintObject(vxArray const* array) { ioPrintObject(ioGetArrayName(array), array); }
 
 void ioPrintOpaqueArray(char const* name, vxArray const* array) {
+    std::setlocale(LC_NUMERIC, "C");  // not restored
     if (name == nullptr) name = "";
     if (array == nullptr) return;
     ioStopPrinting();  // clears a stale stop request

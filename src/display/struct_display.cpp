@@ -9,6 +9,7 @@
 #include "qzservices/io/UnicodeStreams.hpp"
 #include "qzservices/io/more.hpp"
 #include "qzservices/io/window.hpp"
+#include "display/display_state.hpp"
 
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
@@ -204,6 +205,7 @@ void ioPrintStructure(char const* name, vxArray const* array) {
     if (array == nullptr) return;
     if (vxDimensionsIncomplete(array)) _complete_opaque_dimensions(array);
     size_t const fields = fieldCount(array);
+    display_state::checkPrintFormat();  // before anything is written
     ioStopPrinting();  // clears a stale stop request
     if (*name) uvPrintf("%s%s = \n%s", newline, name, newline);
 

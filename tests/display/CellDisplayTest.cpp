@@ -220,6 +220,27 @@ TEST_F(CellDisplay, EveryRowStartChecksForAnInterrupt) {
     EXPECT_EQ(uvInterruptCheckCount() - before, 3u);
 }
 
+TEST_F(CellDisplay, WindowsOfOneAndOfNoColumns) {
+    ArrayPtr c = cellOf(1, 2, {vxCreateDoubleScalar(5), str("ab")});
+    // One column leaves nothing available: a column a page.
+    ioSetNumWindowColumns(1);
+    EXPECT_EQ(show("c", c.get()), "\nc = \n\n  Column 1\n\n    [5]\n\n  Column 2\n\n    'ab'\n\n");
+    // No columns at all wraps around to a window without limit: one page.
+    ioSetNumWindowColumns(0);
+    EXPECT_EQ(show("c", c.get()), "\nc = \n\n    [5]    'ab'\n\n");
+}
+
+TEST_F(CellDisplay, ArraysOfTheWrongClassAreRefusedBeforeAnythingIsWritten) {
+    ArrayPtr d = doubles({{1}});
+    Capture capture;
+    EXPECT_THROW(ioPrintCellArray("x", d.get()), vx::Error);
+    EXPECT_THROW(ioPrintFunObjArray("x", d.get()), vx::Error);
+    // A page without columns writes nothing.
+    ioPrintCellPage(nullptr, 3, 0);
+    ioPrintFunObjPage(nullptr, 3, 0);
+    EXPECT_EQ(capture.outText(), "");
+}
+
 TEST(CellItem, MeasuringCountsAStringAsTwoCharactersInOneColumn) {
     ArrayPtr s(vxCreateString("hello"));
     char item[IO_CELL_ITEM_SIZE];
@@ -249,6 +270,14 @@ TEST(CellItem, MeasuringCountsAStringAsTwoCharactersInOneColumn) {
     EXPECT_STREQ(item, "[  -3]");
     ArrayPtr row(vxCreateDoubleMatrix(1, 2, vxREAL));
     EXPECT_FALSE(ioFormatCellItem(row.get(), item, 1, 79, false));
+
+    // No width overruns the item buffer: the padding is cut at its end.
+    ASSERT_TRUE(ioFormatCellItem(s.get(), item, 100000, 79, false));
+    EXPECT_EQ(std::strlen(item), size_t(IO_CELL_ITEM_SIZE - 1));
+    EXPECT_EQ(std::string(item, 8), "'hello' ");
+    ASSERT_TRUE(ioFormatCellItem(x.get(), item, 100000, 79, false));
+    EXPECT_EQ(std::strlen(item), size_t(IO_CELL_ITEM_SIZE - 1));
+    EXPECT_EQ(std::string(item + IO_CELL_ITEM_SIZE - 5), " -3]");
 }
 
 TEST(CellItem, ColumnWidthsSplitSizesAtTheirFirstSeparator) {

@@ -94,6 +94,18 @@ TEST_F(ManyDimensionalDisplay, APageNamePast496CharactersEndsInAnEllipsis) {
     ArrayPtr b(vxCreateNumericArray(dims.size(), dims.data(), vxDOUBLE_CLASS, vxREAL));
     compact();
     EXPECT_EQ(show("B", b.get()), "B(:,:,1,1,1,1,1,1,1,1,1) =\n     0\nB(:,:,1,1,1,1,1,1,1,1,2) =\n     0\n");
+
+    // Twelve counters: more than the page counters had room for so far.
+    std::vector<size_t> more(14, 1);
+    more[2] = 2;
+    more.back() = 2;
+    ArrayPtr c(vxCreateNumericArray(more.size(), more.data(), vxDOUBLE_CLASS, vxREAL));
+    vxGetPr(c.get())[3] = 9;
+    EXPECT_EQ(show("C", c.get()),
+              "C(:,:,1,1,1,1,1,1,1,1,1,1,1,1) =\n     0\n"
+              "C(:,:,2,1,1,1,1,1,1,1,1,1,1,1) =\n     0\n"
+              "C(:,:,1,1,1,1,1,1,1,1,1,1,1,2) =\n     0\n"
+              "C(:,:,2,1,1,1,1,1,1,1,1,1,1,2) =\n     9\n");
 }
 
 TEST_F(ManyDimensionalDisplay, AStopRequestEndsOnlyTheCurrentPage) {

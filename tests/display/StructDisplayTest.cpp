@@ -7,7 +7,10 @@
 #include "display/display_support.hpp"
 #include "display/trigger_sink.hpp"
 #include "qzservices/display/struct_display.hpp"
+#include "qzservices/io/CXStringSink.hpp"
 #include "qzservices/io/callbacks.hpp"
+
+#include <boost/make_shared.hpp>
 
 #include <cmath>
 #include <string>
@@ -145,6 +148,33 @@ TEST_F(StructDisplay, AStructureWithNoFieldsSaysSo) {
     EXPECT_EQ(capture.outText(), "struct with no fields.\n\n");
 }
 
+TEST_F(StructDisplay, AWindowTooNarrowForAnyValueShowsSummaries) {
+    // Names 25 wide leave nothing of a 20-column window: no value fits.
+    ArrayPtr s = structOf({{"averyveryverylongname", vxCreateDoubleScalar(5)}, {"b", vxCreateString("x")}});
+    ioSetNumWindowColumns(20);
+    EXPECT_EQ(show("s", s.get()),
+              "\ns = \n\n"
+              "    averyveryverylongname: [1x1 double]\n"
+              "                        b: [1x1 char]\n\n");
+}
+
+TEST_F(StructDisplay, AnUnknownPrintFormatIsRefusedBeforeAnythingIsWritten) {
+    ArrayPtr s = structOf({{"x", vxCreateDoubleScalar(5)}});
+    ArrayPtr c(vxCreateCellMatrix(1, 1));
+    vxSetCell(c.get(), 0, vxCreateDoubleScalar(5));
+    SetPrtfmt(14);
+    for (vxArray const* a : {static_cast<vxArray const*>(s.get()), static_cast<vxArray const*>(c.get())}) {
+        Capture capture;
+        try {
+            ioPrintArray("x", a);
+            ADD_FAILURE() << "no error";
+        } catch (vx::Error const& e) {
+            EXPECT_EQ(e.identifier(), "CALYX:services:invalidPrintFormat");
+        }
+        EXPECT_EQ(capture.outText(), "");
+    }
+}
+
 TEST_F(StructDisplay, AStopRequestEndsTheFieldList) {
     ArrayPtr s = structOf({{"a", vxCreateDoubleScalar(1)}, {"b", vxCreateDoubleScalar(2)},
                            {"c", vxCreateDoubleScalar(3)}});
@@ -271,4 +301,30 @@ TEST_F(ObjectDisplay, AnOpaqueValueShowsItsClassAndASizeWhenNotScalar) {
     ArrayPtr later(vxCreateOpaque("java.lang.String", 2, one));
     vxDeferDimensions(later.get(), 2, dims);
     EXPECT_EQ(show("j", later.get()), "\nj = \n\n\tjava.lang.String: 2-by-3\n\n");
+}
+
+namespace {
+class HotStringSink : public services::io::CXStringSink {
+public:
+    bool supportsHotlinks() const override { return true; }
+};
+} // namespace
+
+TEST_F(StructDisplay, TheWordStructIsABoldHelpLinkWhenOutputIsHot) {
+    char const* names[] = {"a"};
+    ArrayPtr s(vxCreateStructMatrix(2, 1, 1, names));
+    ArrayPtr none(vxCreateStructMatrix(1, 1, 0, nullptr));
+    auto sink = boost::make_shared<HotStringSink>();
+    services::io::CXStream::CXOut.push(sink);
+    uvSetHotLinks(true);
+    compact();
+    ioPrintArray("s", s.get());
+    ioPrintArray("t", none.get());
+    uvSetHotLinks(false);
+    services::io::CXStream::CXOut.flush();
+    services::io::CXStream::CXOut.pop();
+    std::string const link = "<a href=\"calyx:helpPopup struct\" style=\"font-weight:bold\">struct</a>";
+    EXPECT_EQ(sink->getString(),
+              "s = \n2x1 " + link + " array with fields:\n    a\n"
+              "t = \n" + link + " with no fields.\n");
 }

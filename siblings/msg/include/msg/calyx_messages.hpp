@@ -68,4 +68,26 @@ QZ_MSG_CLASS1("CALYX:services", invalidPrintFormat)
 QZ_MSG_CLASS0("CALYX:services", noArrayNameCallback)
 } // namespace services
 
+namespace Multicore {
+QZ_MSG_CLASS0("CALYX:Multicore", MultithreadingDisabled)
+struct IllegalNumComputationalThreads : ::msg_core::Message {
+    explicit IllegalNumComputationalThreads(long long n)
+        : Message("CALYX:Multicore:IllegalNumComputationalThreads", {std::to_string(n)}) {}
+};
+} // namespace Multicore
+
+namespace dumpcore {
+QZ_MSG_CLASS0("CALYX:dumpcore", InvalidDumpCoreSetting)
+} // namespace dumpcore
+
 } // namespace CALYX
+
+// The graphics component's catalogue, whose classes carry a "key_" prefix.
+namespace component_CALYX { namespace catalog_pg {
+struct key_InvalidPGVersion : ::msg_core::Message {
+    explicit key_InvalidPGVersion(int version) : Message("CALYX:pg:InvalidPGVersion", {std::to_string(version)}) {}
+};
+struct key_ReadOnlyFeature : ::msg_core::Message {
+    explicit key_ReadOnlyFeature(std::string const& name) : Message("CALYX:pg:ReadOnlyFeature", {name}) {}
+};
+}} // namespace component_CALYX::catalog_pg

@@ -1,0 +1,6 @@
+#include "vx/predicates.hpp"
+
+bool vxIsRealScalar(vxArray const* array) {
+    return array != nullptr && vxIsNumeric(array) && !vxIsComplex(array) && !vxIsSparse(array) &&
+           vxGetNumberOfElements(array) == 1;
+}

@@ -1,0 +1,278 @@
+// The computational thread count: the "NumThreads" rules, the disabled mode,
+// the math library's callback, oneTBB's limit, and the record under several
+// threads at once.
+#include "qzservices/state/features.hpp"
+#include "qzservices/state/threading.hpp"
+#include "support/child_process.hpp"
+
+#include <uv/cores.hpp>
+#include <uv/debug_print.hpp>
+#include <vx/array.hpp>
+#include <vx/errors.hpp>
+
+#include <oneapi/tbb/blocked_range.h>
+#include <oneapi/tbb/global_control.h>
+#include <oneapi/tbb/parallel_for.h>
+#include <oneapi/tbb/task_arena.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+using qztest::runInFreshProcess;
+namespace threading = services::threading;
+
+// oneTBB is not built with ThreadSanitizer, so the hand-over of work between
+// its threads looks like races there; the threads a loop used are counted in
+// the other builds only, and the limit itself is checked in all of them.
+#if defined(__SANITIZE_THREAD__)
+#define QZ_OBSERVE_TBB_THREADS 0
+#else
+#define QZ_OBSERVE_TBB_THREADS 1
+#endif
+
+namespace {
+
+struct ArrayDeleter {
+    void operator()(vxArray* a) const { vxDestroyArray(a); }
+};
+typedef std::unique_ptr<vxArray, ArrayDeleter> ArrayPtr;
+
+// "NumThreads" with an optional input; both outputs as doubles.
+std::pair<double, double> callNumThreads(vxArray* input = nullptr) {
+    ArrayPtr holdInput(input);
+    vxArray* out[2] = {nullptr, nullptr};
+    vxArray* in[1] = {input};
+    threading::numThreads(2, out, input ? 1 : 0, in);
+    ArrayPtr first(out[0]), second(out[1]);
+    return {vxGetScalar(first.get()), vxGetScalar(second.get())};
+}
+
+std::string errorIdOf(std::function<void()> const& f) {
+    try {
+        f();
+    } catch (vx::Error const& e) {
+        return e.identifier();
+    }
+    return "";
+}
+
+// Restores the count after tests that change it in this process.
+class NumThreadsFeature : public ::testing::Test {
+protected:
+    void SetUp() override { saved_ = threading::getNumComputationalThreads(); }
+    void TearDown() override { threading::setNumComputationalThreads(saved_); }
+private:
+    unsigned long saved_ = 0;
+};
+
+// The distinct threads that ran the bodies of a parallel loop of short
+// sleeps, which gives idle workers every chance to join.
+size_t threadsUsedByParallelFor() {
+    std::mutex mutex;
+    std::set<std::thread::id> ids;
+    tbb::parallel_for(tbb::blocked_range<int>(0, 400, 1), [&](tbb::blocked_range<int> const& range) {
+        for (int i = range.begin(); i != range.end(); ++i) {
+            {
+                std::lock_guard<std::mutex> lock(mutex);
+                ids.insert(std::this_thread::get_id());
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+    });
+    return ids.size();
+}
+
+} // namespace
+
+TEST_F(NumThreadsFeature, AThousandIsCutTo512WithTheTooBigMessage) {
+    dbg_multiThreaded_setEnabled(1);
+    testing::internal::CaptureStderr();
+    auto result = callNumThreads(vxCreateDoubleScalar(1000));
+    std::string const printed = testing::internal::GetCapturedStderr();
+    dbg_multiThreaded_setEnabled(0);
+    EXPECT_EQ(512.0, result.first);
+    EXPECT_EQ(512u, threading::getNumComputationalThreads());
+    EXPECT_EQ("Requested number of computational threads 1000 is too big.\n"
+              " Setting number of threads to the limit 512.\n",
+              printed);
+    // 512 itself is allowed.
+    EXPECT_EQ(512.0, callNumThreads(vxCreateDoubleScalar(512)).first);
+    EXPECT_EQ("Setting number of computational threads to 512.\n", dbg_multiThreaded_lastText());
+}
+
+TEST_F(NumThreadsFeature, ZeroMeansTheCoreCount) {
+    threading::setNumComputationalThreads(3);
+    dbg_multiThreaded_setEnabled(1);
+    testing::internal::CaptureStderr();
+    auto result = callNumThreads(vxCreateDoubleScalar(0));
+    std::string const printed = testing::internal::GetCapturedStderr();
+    dbg_multiThreaded_setEnabled(0);
+    unsigned long const cores = uvGetNumAllCores();
+    EXPECT_EQ(static_cast<double>(cores), result.first);
+    EXPECT_EQ(cores, threading::getNumProcessors());
+    std::string const n = std::to_string(cores);
+    EXPECT_EQ("Setting number of threads to default " + n + "\nSetting number of computational threads to " + n + ".\n",
+              printed);
+}
+
+TEST_F(NumThreadsFeature, NegativeAndNonNumbersAreRefusedAndChangeNothing) {
+    threading::setNumComputationalThreads(5);
+    try {
+        callNumThreads(vxCreateDoubleScalar(-1));
+        ADD_FAILURE() << "-1 was accepted";
+    } catch (vx::Error const& e) {
+        EXPECT_EQ("CALYX:Multicore:IllegalNumComputationalThreads", e.identifier());
+        EXPECT_NE(std::string::npos, std::string(e.what()).find("-1")) << e.what();
+    }
+    EXPECT_EQ("CALYX:vx:notNumeric", errorIdOf([] { callNumThreads(vxCreateString("4")); }));
+    EXPECT_EQ("CALYX:vx:scalarOutOfIntRange", errorIdOf([] { callNumThreads(vxCreateDoubleScalar(1e12)); }));
+    EXPECT_EQ(5u, threading::getNumComputationalThreads());
+    // Fractions are cut toward zero.
+    EXPECT_EQ(2.0, callNumThreads(vxCreateDoubleScalar(2.9)).first);
+}
+
+TEST_F(NumThreadsFeature, ArgumentCountsAreCheckedBeforeAnyChange) {
+    threading::setNumComputationalThreads(6);
+    vxArray* out[3] = {nullptr, nullptr, nullptr};
+    vxArray* in[2] = {vxCreateDoubleScalar(1), vxCreateDoubleScalar(2)};
+    ArrayPtr a(in[0]), b(in[1]);
+    EXPECT_EQ("CALYX:maxlhs", errorIdOf([&] { threading::numThreads(3, out, 1, in); }));
+    EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { threading::numThreads(1, out, 2, in); }));
+    EXPECT_EQ(6u, threading::getNumComputationalThreads());
+}
+
+TEST(ComputationalThreads, DisabledMeansOneThreadAndNoChanges) {
+    auto r = runInFreshProcess([] {
+        static std::vector<std::pair<bool, unsigned long>> calls;
+        QZ_CHILD_CHECK(threading::setMathLibraryCallback([](bool on, unsigned long n) { calls.emplace_back(on, n); }), 2);
+        threading::ComputationalThreadsInit init(false);
+        QZ_CHILD_CHECK(threading::getNumComputationalThreads() == 1, 3);
+        QZ_CHILD_CHECK(!threading::isCALYXThreadingEnabled(), 4);
+        // Told once, at initialisation, with no count.
+        QZ_CHILD_CHECK(calls.size() == 1 && !calls[0].first && calls[0].second == static_cast<unsigned long>(-1), 5);
+        for (double n : {1.0, 4.0, 0.0, -1.0}) {
+            QZ_CHILD_CHECK(errorIdOf([n] { callNumThreads(vxCreateDoubleScalar(n)); }) ==
+                               "CALYX:Multicore:MultithreadingDisabled", 6);
+        }
+        auto read = callNumThreads();
+        QZ_CHILD_CHECK(read.first == 1.0 && read.second == 1.0, 7);
+        // A direct set is still passed on, without a count.
+        threading::setNumComputationalThreads(4);
+        QZ_CHILD_CHECK(calls.size() == 2 && !calls[1].first && calls[1].second == static_cast<unsigned long>(-1), 8);
+        return 0;
+    });
+    EXPECT_EQ(0, r.exitCode);
+}
+
+TEST(ComputationalThreads, CallbackIsHeldUntilInitialisationThenToldEveryChange) {
+    auto r = runInFreshProcess([] {
+        static std::vector<std::pair<bool, unsigned long>> calls;
+        QZ_CHILD_CHECK(!threading::isMathLibraryThreadingEnabled(), 2);
+        QZ_CHILD_CHECK(callNumThreads().second == 0.0, 3);
+        QZ_CHILD_CHECK(threading::setMathLibraryCallback([](bool on, unsigned long n) { calls.emplace_back(on, n); }), 4);
+        QZ_CHILD_CHECK(threading::isMathLibraryThreadingEnabled(), 5);
+        QZ_CHILD_CHECK(callNumThreads().second == 1.0, 6);
+        QZ_CHILD_CHECK(!svIsFeatureRegistered("NumThreads"), 7);
+        threading::setNumComputationalThreads(3);
+        QZ_CHILD_CHECK(calls.empty(), 8);
+        {
+            threading::ComputationalThreadsInit init(true);
+            QZ_CHILD_CHECK(calls.size() == 1 && calls[0].first && calls[0].second == 3, 9);
+            for (char const* name : {"NumCores", "numthreads", "MaxNumThreads"})
+                QZ_CHILD_CHECK(svIsFeatureRegistered(name), 10);
+            threading::setNumComputationalThreads(1000);
+            QZ_CHILD_CHECK(calls.size() == 2 && calls[1].second == 512, 11);
+            // A second start neither registers again nor tells the library again.
+            threading::ComputationalThreadsInit again(true);
+            QZ_CHILD_CHECK(calls.size() == 2, 12);
+            QZ_CHILD_CHECK(!threading::setMathLibraryCallback(nullptr), 13);
+            threading::setNumComputationalThreads(2);
+            QZ_CHILD_CHECK(calls.size() == 2, 14);
+        }
+        return 0;
+    });
+    EXPECT_EQ(0, r.exitCode);
+}
+
+TEST(ComputationalThreads, ParallelForAfterNumThreadsUsesAtMostThatMany) {
+    auto r = runInFreshProcess([] {
+        using tbb::global_control;
+        size_t const defaultLimit = global_control::active_value(global_control::max_allowed_parallelism);
+        {
+            threading::ComputationalThreadsInit init(true);
+            QZ_CHILD_CHECK(callNumThreads(vxCreateDoubleScalar(2)).first == 2.0, 2);
+            QZ_CHILD_CHECK(global_control::active_value(global_control::max_allowed_parallelism) == 2, 3);
+            QZ_CHILD_CHECK(!QZ_OBSERVE_TBB_THREADS || threadsUsedByParallelFor() <= 2, 4);
+            callNumThreads(vxCreateDoubleScalar(1));
+            QZ_CHILD_CHECK(global_control::active_value(global_control::max_allowed_parallelism) == 1, 5);
+            QZ_CHILD_CHECK(!QZ_OBSERVE_TBB_THREADS || threadsUsedByParallelFor() == 1, 6);
+            // More than the machine has is allowed: the limit is the count.
+            callNumThreads(vxCreateDoubleScalar(4));
+            QZ_CHILD_CHECK(global_control::active_value(global_control::max_allowed_parallelism) == 4, 7);
+        }
+        // Stopping the scheduler lifts the limit.
+        QZ_CHILD_CHECK(global_control::active_value(global_control::max_allowed_parallelism) == defaultLimit, 8);
+        return 0;
+    });
+    EXPECT_EQ(0, r.exitCode);
+}
+
+TEST(ComputationalThreads, TheRecordIsMadeOnceAndKeptWholeUnderManyThreads) {
+    auto r = runInFreshProcess([] {
+        // Plain counters: the callback runs under the record's lock.
+        static unsigned long told = 0, strange = 0;
+        threading::ComputationalThreadsInit init(true);
+        threading::setMathLibraryCallback([](bool, unsigned long n) {
+            if (n < 1 || n > 8) ++strange;  // only the values the writers set may arrive
+            ++told;
+        });
+        std::vector<std::thread> threads;
+        std::atomic<bool> torn{false};
+        int const kWriters = 4, kSets = 500;
+        for (int t = 0; t < kWriters; ++t)
+            threads.emplace_back([t, &torn] {
+                for (int i = 0; i < kSets; ++i) {
+                    threading::setNumComputationalThreads(static_cast<unsigned long>(1 + (t + i) % 8));
+                    unsigned long const n = threading::getNumComputationalThreads();
+                    if (n < 1 || n > 8) torn = true;
+                    if (!threading::isCALYXThreadingEnabled()) torn = true;
+                }
+            });
+        for (auto& t : threads) t.join();
+        QZ_CHILD_CHECK(!torn, 2);
+        threading::getNumComputationalThreads();  // the lock orders the counters before these reads
+        QZ_CHILD_CHECK(told == static_cast<unsigned long>(kWriters * kSets), 3);
+        QZ_CHILD_CHECK(strange == 0, 4);
+        return 0;
+    });
+    EXPECT_EQ(0, r.exitCode);
+}
+
+TEST(ComputationalThreads, FirstUseFromSeveralThreadsAtOnceSeesOneRecord) {
+    auto r = runInFreshProcess([] {
+        std::atomic<int> ready{0};
+        std::vector<unsigned long> seen(6, 0);
+        std::vector<std::thread> threads;
+        for (size_t t = 0; t < seen.size(); ++t)
+            threads.emplace_back([t, &ready, &seen] {
+                ++ready;
+                while (ready.load() < 6) {
+                }
+                if (t == 0) threading::setMathLibraryCallback(nullptr);
+                seen[t] = threading::getNumComputationalThreads();
+            });
+        for (auto& t : threads) t.join();
+        for (unsigned long n : seen) QZ_CHILD_CHECK(n == uvGetNumAllCores(), 2);
+        return 0;
+    });
+    EXPECT_EQ(0, r.exitCode);
+}
