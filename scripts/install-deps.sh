@@ -7,7 +7,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   libboost-dev libboost-thread-dev libboost-serialization-dev
   libboost-iostreams-dev libboost-date-time-dev libboost-regex-dev
-  libtbb-dev libncurses-dev libicu-dev
+  libtbb-dev libncurses-dev libicu-dev libedit-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   tmux
 )
