@@ -8,6 +8,7 @@
 #include "display/display_support.hpp"
 
 #include <qzservices/containers/io_files.hpp>
+#include <qzservices/containers/path_manager_fcns.hpp>
 #include <qzservices/display/number_formats.hpp>
 #include <qzservices/display/sizes.hpp>
 #include <qzservices/io/callbacks.hpp>
@@ -91,6 +92,17 @@ TEST_F(HostilePaths, QuestionsAboutPathsGiveTheirStatusCodes) {
             EXPECT_EQ(st.time, 0x7fffffff);
             EXPECT_EQ(st.isDir, 0);
             EXPECT_EQ(st.size, 0);
+        }
+        // The path manager's plain questions answer from the same codes:
+        // accessible, no permission and not found pass through, a path that
+        // is no directory and every other failure are "other".
+        int const dir = row.dirAccessible;
+        int const expectedDir = dir == 1 || dir == 3 || dir == 4 ? dir : 5;
+        EXPECT_EQ(static_cast<int>(svPlainDirAccessibility(nullptr, p.c_str())), expectedDir);
+        EXPECT_EQ(svPlainIsReadableFile(p.c_str()), row.readable == 7);
+        EXPECT_EQ(svPlainIsDirectory(nullptr, p.c_str()), row.statOk && dir == 1);
+        if (!row.statOk) {
+            EXPECT_EQ(svPlainModificationTime(nullptr, p.c_str()), 0x7fffffff);
         }
     }
 }
