@@ -24,10 +24,12 @@ test-tsan:
 	cmake --build --preset tsan -j $(JOBS)
 	ctest --preset tsan -j $(JOBS)
 
+# Runs every bench_* program and writes bench/RESULTS.md: each figure beside
+# its baseline and target, with the machine it ran on.
 bench: deps
 	cmake --preset release -DQZ_BUILD_BENCH=ON >/dev/null
 	cmake --build --preset release -j $(JOBS)
-	@for b in build/release/bench/bench_*; do [ -x "$$b" ] && "$$b"; done
+	python3 scripts/bench_report.py build/release bench/RESULTS.md
 
 # Builds every libFuzzer target and runs each for FUZZ_SECONDS on a scratch
 # copy of its seed corpus (the seeds in the tree stay as they are).
