@@ -59,3 +59,7 @@
 #include "qzservices/state/graphics.hpp"
 #include "qzservices/state/threading.hpp"
 #include "qzservices/state/signals.hpp"
+#include "qzservices/state/machine_config.hpp"
+#include "qzservices/state/runtime_identity.hpp"
+#include "qzservices/state/service_log.hpp"
+#include "qzservices/state/preferences.hpp"
