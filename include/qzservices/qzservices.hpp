@@ -63,3 +63,5 @@
 #include "qzservices/state/runtime_identity.hpp"
 #include "qzservices/state/service_log.hpp"
 #include "qzservices/state/preferences.hpp"
+#include "qzservices/io/wrapping.hpp"
+#include "qzservices/io/diary.hpp"

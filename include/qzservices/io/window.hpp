@@ -30,3 +30,7 @@ int ioGetBuzz();
 // even when outCount is 0, and belongs to the caller.
 void numWindowColsFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 void numWindowRowsFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
+
+// The real width, whatever eighty-column mode says, and whether that mode is on.
+size_t ioGetRealNumWindowColumns();
+bool ioGetUseEightyColumns();
