@@ -4,7 +4,7 @@
 #include "qzservices/state/features.hpp"
 #include "qzservices/state/runtime_identity.hpp"
 
-#include <fd/i18n/convert.hpp>
+#include <orrery/i18n/UnicodeConverterX.hpp>
 #include <uv/machine_info.hpp>
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
@@ -36,7 +36,7 @@ public:
         add("Processor ID", uvGetCPUID());
         add("CALYX Root", svCalyxRoot());
         add("CALYX Architecture", "linux64");
-        add("Default Encoding", fd::i18n::native_encoding());
+        add("Default Encoding", Orrery::I18N::UnicodeConverterX::getDefaultName());
         add("GNU C Library", std::string(gnu_get_libc_version()) + " " + gnu_get_libc_release());
     }
 

@@ -66,6 +66,7 @@ TEST(MachineConfigStore, AddKeepsSetReplacesRemoveAndGetOfMissingAreQuiet) {
     EXPECT_EQ(config.get("Test Key A"), "");
     config.remove("No Such Key");  // nothing happens
     EXPECT_EQ(config.get("No Such Key"), "");
+    EXPECT_EQ(config.get("CALYX Architecture"), "linux64");
     EXPECT_EQ(printed().find("Test Key"), std::string::npos);
 }
 
