@@ -72,6 +72,11 @@ grep -q 'not a directory' "$work/err" || fail "list of a file message: $(cat "$w
 printf 'JUNKJUNKJUNK' > "$work/junk.cat"
 "$catpack" list "$work/junk.cat" 2> "$work/err" && fail "list of a corrupt archive succeeded"
 grep -q 'File is corrupt' "$work/err" || fail "corrupt archive message: $(cat "$work/err")"
+# An archive naming an entry ".." must not write outside the target directory.
+printf 'FTAC\x13\x00\x00\x00\x01\x00\x00\x00F\x02\x00\x00\x00..\x01\x00\x00\x00x' > "$work/evil.cat"
+mkdir -p "$work/evil-out/inner"
+"$catpack" extract "$work/evil.cat" "$work/evil-out/inner" 2> "$work/err" && fail "extract of a \"..\" entry succeeded"
+grep -q 'unusable name' "$work/err" || fail "\"..\" entry message: $(cat "$work/err")"
 "$catpack" frobnicate 2> /dev/null && fail "an unknown command succeeded"
 "$catpack" 2> /dev/null && fail "no arguments succeeded"
 
