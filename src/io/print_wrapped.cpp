@@ -5,6 +5,7 @@
 #include "qzservices/io/window.hpp"
 #include "qzservices/state/features.hpp"
 #include "io/hot_links.hpp"
+#include "io/tab_width.hpp"
 
 #include <fd/i18n/codecvt.hpp>
 #include <fd/i18n/convert.hpp>
@@ -50,25 +51,6 @@ struct UvFreer {
     void operator()(void* p) const { uvFree(p); }
 };
 typedef std::unique_ptr<unsigned short, UvFreer> UnitsPtr;
-
-int const kDefaultTabWidth = 8;
-
-// The value of the preference "CommandWindowSpacesPerTab" is its type letter
-// and its number ("I4"); a value that does not read so, or below 1, gives the
-// default.
-int tabWidthFromPreference(char const* value) {
-    if (value == nullptr || value[0] != 'I') return kDefaultTabWidth;
-    char* end = nullptr;
-    long const n = std::strtol(value + 1, &end, 10);
-    if (end == value + 1 || n < 1 || n > 1000000) return kDefaultTabWidth;
-    return static_cast<int>(n);
-}
-
-// The tab width of the command window. It will come from the preference
-// "CommandWindowSpacesPerTab" (read through svGetPref, released with uvFree,
-// and interpreted by tabWidthFromPreference) once the preferences service is
-// part of the library; until then it is the default.
-int commandWindowTabWidth() { return tabWidthFromPreference(nullptr); }
 
 bool isLineEnd(unsigned short c) { return c == '\n' || c == '\r'; }
 
@@ -426,7 +408,8 @@ void ioPrintWrapped(unsigned short const* text, size_t length, bool braces) {
         hasTab |= text[i] == '\t';
         hasBackspace |= text[i] == '\b';
     }
-    long const tabWidth = hasTab ? commandWindowTabWidth() : kDefaultTabWidth;
+    long const tabWidth =
+        hasTab ? services::io::detail::commandWindowTabWidth() : services::io::detail::kDefaultTabWidth;
 
     UnitsPtr copy;
     if (hasBackspace) {

@@ -3,6 +3,7 @@
 #include "qzservices/io/wrapping.hpp"
 #include "qzservices/io/window.hpp"
 #include "qzservices/state/features.hpp"
+#include "io/tab_width.hpp"
 #include "support/capture.hpp"
 
 #include <gtest/gtest.h>
@@ -117,6 +118,18 @@ TEST_F(Wrapping, TabsWidenOnlyTheMeasure) {
     // "abc" ends at column 3; the tab takes it to 8.
     EXPECT_EQ("abc\tde", body("abc\tde", 12));
     EXPECT_EQ("abc\ndefg", body("abc\tdefg", 12));
+}
+
+TEST(WrappingTabWidth, PreferenceValueIsTheTypeLetterThenTheNumber) {
+    using services::io::detail::tabWidthFromPreference;
+    EXPECT_EQ(4, tabWidthFromPreference("I4"));
+    EXPECT_EQ(12, tabWidthFromPreference("I12"));
+    EXPECT_EQ(8, tabWidthFromPreference("I0"));
+    EXPECT_EQ(8, tabWidthFromPreference("I-3"));
+    EXPECT_EQ(8, tabWidthFromPreference("I"));
+    EXPECT_EQ(8, tabWidthFromPreference("S4"));
+    EXPECT_EQ(8, tabWidthFromPreference(""));
+    EXPECT_EQ(8, tabWidthFromPreference(nullptr));
 }
 
 TEST_F(Wrapping, BackspacesDeleteTheUnitBeforeThem) {
