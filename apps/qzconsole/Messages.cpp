@@ -34,8 +34,14 @@ public:
 };
 
 // A text the wrapper refuses (one that does not convert, say) still goes
-// out, as it is.
+// out, as it is. So does a warning from another thread: the sink stacks may
+// change on the interpreter's thread only.
 void printWrapped(std::string const& text, bool braces) {
+    if (!uvIsSignalThread()) {
+        std::string const line = text + "\n";
+        uvPutsn(1, line.data(), line.size());
+        return;
+    }
     try {
         OutputIntoErrorStream redirect;
         ioPrintWrapped(text.c_str(), braces);
