@@ -1,6 +1,11 @@
 #include "io/tab_width.hpp"
 
+#include "qzservices/state/preferences.hpp"
+
+#include <uv/uv.hpp>
+
 #include <cstdlib>
+#include <memory>
 
 namespace services { namespace io { namespace detail {
 
@@ -12,9 +17,12 @@ int tabWidthFromPreference(char const* value) {
     return static_cast<int>(n);
 }
 
-// It will read the preference through svGetPref (releasing the value with
-// uvFree) once the preferences service is part of the library; until then
-// the width is the default.
-int commandWindowTabWidth() { return tabWidthFromPreference(nullptr); }
+int commandWindowTabWidth() {
+    struct UvFreer {
+        void operator()(char* p) const { uvFree(p); }
+    };
+    std::unique_ptr<char, UvFreer> const value(svGetPref("CommandWindowSpacesPerTab"));
+    return tabWidthFromPreference(value.get());
+}
 
 }}} // namespace services::io::detail

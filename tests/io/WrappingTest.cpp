@@ -4,6 +4,7 @@
 #include "qzservices/io/window.hpp"
 #include "qzservices/state/features.hpp"
 #include "io/tab_width.hpp"
+#include "qzservices/state/preferences.hpp"
 #include "support/capture.hpp"
 
 #include <gtest/gtest.h>
@@ -13,7 +14,10 @@
 
 #include <boost/numeric/conversion/converter_policies.hpp>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <unistd.h>
 #include <string>
 
 namespace {
@@ -130,6 +134,36 @@ TEST(WrappingTabWidth, PreferenceValueIsTheTypeLetterThenTheNumber) {
     EXPECT_EQ(8, tabWidthFromPreference("S4"));
     EXPECT_EQ(8, tabWidthFromPreference(""));
     EXPECT_EQ(8, tabWidthFromPreference(nullptr));
+}
+
+// The tab width comes from the preferences file of a directory of its own.
+TEST_F(Wrapping, TabWidthComesFromThePreference) {
+    char folder[] = "/tmp/qz_wrap_prefs_XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(folder));
+    char const* old = std::getenv("CALYX_PREFDIR");
+    std::string const saved = old ? old : "";
+    setenv("CALYX_PREFDIR", folder, 1);
+    svSetPreferencesDirectory("");
+    auto writePrefs = [&folder](char const* text) {
+        FILE* f = std::fopen((std::string(folder) + "/calyx.prf").c_str(), "w");
+        ASSERT_NE(nullptr, f);
+        std::fputs(text, f);
+        std::fclose(f);
+    };
+    writePrefs("CommandWindowSpacesPerTab=I4\n");
+    // "abc" ends at column 3; a tab of 4 takes it to 4, so "defgh" fits at 12.
+    EXPECT_EQ("abc\tdefgh", body("abc\tdefgh", 10));
+    writePrefs("CommandWindowSpacesPerTab=I0\n");
+    EXPECT_EQ("abc\ndefgh", body("abc\tdefgh", 10));
+    // A width of 2 takes "abc" to column 4, where 8 would pass the limit of 7.
+    writePrefs("CommandWindowSpacesPerTab=I2\n");
+    EXPECT_EQ("abc\tde", body("abc\tde", 8));
+    std::remove((std::string(folder) + "/calyx.prf").c_str());
+    EXPECT_EQ("abc\ndefgh", body("abc\tdefgh", 10));
+    if (old) setenv("CALYX_PREFDIR", saved.c_str(), 1);
+    else unsetenv("CALYX_PREFDIR");
+    svSetPreferencesDirectory("");
+    rmdir(folder);
 }
 
 TEST_F(Wrapping, BackspacesDeleteTheUnitBeforeThem) {
