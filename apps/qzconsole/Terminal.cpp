@@ -31,7 +31,10 @@ void onWindowChange(int) { noteWindowChanged(); }
 class KeyboardMode {
 public:
     KeyboardMode() { ioSetupLineProtocol(); }
-    ~KeyboardMode() { ioResetLineProtocol(); }
+    ~KeyboardMode() {
+        ioResetLineProtocol();
+        std::fflush(stdout);  // the keypad-off sequence now, before the window's next text
+    }
     KeyboardMode(KeyboardMode const&) = delete;
     KeyboardMode& operator=(KeyboardMode const&) = delete;
 };
