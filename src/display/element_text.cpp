@@ -120,8 +120,10 @@ void engInto(char* dst, void const* data, size_t i, vxClassID cls, bool imag, bo
 void appendEng(char* dst, vxClassID cls, void const* data, size_t i, bool imag) {
     if (cls == vxSINGLE_CLASS)
         engInto<float>(dst, data, i, cls, imag, imag);
-    else
+    else if (cls == vxDOUBLE_CLASS)
         engInto<double>(dst, data, i, cls, imag, imag);
+    else  // character codes: the element's value as a double, not its bytes read as one
+        eng_fcn<double>(conversionFor(cls).toDouble(data, i), cls, dst + std::strlen(dst), imag);
 }
 
 } // namespace

@@ -39,7 +39,8 @@ out=$(printf 'demo-events -3\ndemo-events x\n' | "$console" 2>&1)
 # no further statement typed.
 if command -v tmux >/dev/null; then
     session="qzconsole-events-$$"
-    tmux new-session -d -s "$session" -x 120 -y 40 "$console" || fail "tmux did not start"
+    # The leak suppressions reach the console even when a tmux server already runs.
+    tmux new-session -d -s "$session" -x 120 -y 40 -e "LSAN_OPTIONS=${LSAN_OPTIONS:-}" "$console" || fail "tmux did not start"
     sleep 1
     tmux send-keys -t "$session" 'demo-events 20000' Enter
     pane=""

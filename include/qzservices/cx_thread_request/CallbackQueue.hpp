@@ -13,22 +13,23 @@ namespace services { namespace cx_thread_request {
 
 // One request, allocated with malloc by the poster and freed with free by the server.
 struct queue_entry {
-    std::uint32_t client;
+    std::uint32_t client;  // the poster's token
     int (*callback)(void*);  // its result is ignored
-    void* argument;
+    void* argument;  // passed to the callback as it is
 };
 
+// The queue of requests and the server that runs them on the main thread.
 class CallbackQueue {
 public:
     // Registers the feature "ThreadServiceRequest" (so there is one queue).
     CallbackQueue();
     // Frees the requests that were never taken.
     ~CallbackQueue();
-    CallbackQueue(CallbackQueue const&) = delete;
-    CallbackQueue& operator=(CallbackQueue const&) = delete;
+    CallbackQueue(CallbackQueue const&) = delete;  // one per process: not copyable
+    CallbackQueue& operator=(CallbackQueue const&) = delete;  // nor assignable
 
-    void CallbackAdd(unsigned int token, int (*callback)(void*), void* argument);
-    void queue_push(unsigned int token, int (*callback)(void*), void* argument);
+    void CallbackAdd(unsigned int token, int (*callback)(void*), void* argument);  // queues a request from any thread
+    void queue_push(unsigned int token, int (*callback)(void*), void* argument);  // appends one request under the lock
     // The first request, now the caller's to free, or null if there is none.
     queue_entry* queue_pop();
     // Takes requests until the queue is empty, and runs each one, under the

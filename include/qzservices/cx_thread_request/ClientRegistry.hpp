@@ -11,12 +11,13 @@
 
 namespace services { namespace cx_thread_request {
 
+// The registered clients of the callback service and the lock their callbacks run under.
 class ClientRegistry {
 public:
-    ClientRegistry();
-    ~ClientRegistry();
-    ClientRegistry(ClientRegistry const&) = delete;
-    ClientRegistry& operator=(ClientRegistry const&) = delete;
+    ClientRegistry();  // empty, with no array yet
+    ~ClientRegistry();  // frees the array
+    ClientRegistry(ClientRegistry const&) = delete;  // one per process: not copyable
+    ClientRegistry& operator=(ClientRegistry const&) = delete;  // nor assignable
 
     // A new token: 1 first, then 2, and so on; tokens are not reused and 0
     // is never one.
@@ -29,7 +30,7 @@ public:
     bool insert_token(unsigned int token);
     // 1 if found and removed (the later tokens keep their order), else 0.
     int delete_token(unsigned int token);
-    bool query_token(unsigned int token) const;
+    bool query_token(unsigned int token) const;  // whether the token is live
     // When full: 16 elements for an empty array, otherwise twice the count.
     // False if the memory could not be had; the old array stays.
     bool grow_client_tokens_if_necessary();
@@ -37,11 +38,11 @@ public:
     // it, but not below 16. One call halves once. False if realloc failed.
     bool shrink_client_tokens_if_necessary();
 
-    Orrery::System::CriticalSection_DEPRECATED& getLock() { return lock_; }
+    Orrery::System::CriticalSection_DEPRECATED& getLock() { return lock_; }  // the recursive lock described above
 
     // Snapshots under the lock, for reports and tests.
-    unsigned int getCapacity();
-    unsigned int getCount();
+    unsigned int getCapacity();  // places in the array
+    unsigned int getCount();  // live tokens
 
 private:
     unsigned int* tokens_;  // from uvRealloc; null at the start

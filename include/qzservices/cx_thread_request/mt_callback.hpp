@@ -34,15 +34,15 @@ void ThreadServiceRequestCb(int value);
 
 // One byte each, false at load. Atomic only so that a mode change racing with
 // a post is defined; no ordering is implied.
-extern std::atomic<bool> threadServiceOnLineNo;
-extern std::atomic<bool> threadServiceOnIdle;
+extern std::atomic<bool> threadServiceOnLineNo;  // callbacks run between statements
+extern std::atomic<bool> threadServiceOnIdle;  // callbacks run from the event loop
 
 // The two singletons, built at load (the registry first) in static storage.
-extern services::cx_thread_request::ClientRegistry* services_cx_thread_request_client_registry;
-extern services::cx_thread_request::CallbackQueue* services_cx_thread_request_callback_queue;
+extern services::cx_thread_request::ClientRegistry* services_cx_thread_request_client_registry;  // the client registry
+extern services::cx_thread_request::CallbackQueue* services_cx_thread_request_callback_queue;  // the request queue
 int init_services_cx_thread_request_client_registry(int ignored);  // always 1
 int init_services_cx_thread_request_callback_queue(int ignored);   // always 1
-extern int services_cx_thread_request_client_registry_def_inited;
-extern int services_cx_thread_request_callback_queue_def_inited;
+extern int services_cx_thread_request_client_registry_def_inited;  // 1 once the registry is built
+extern int services_cx_thread_request_callback_queue_def_inited;  // 1 once the queue is built
 // Counts the static singletons that have been asked for.
 extern int static_ref_okay;

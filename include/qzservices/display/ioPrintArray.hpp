@@ -20,7 +20,7 @@ void ioPrintMatrixCompact(vxArray_tag const* array);
 // empty-array message. A class without a number form (void, cell, ...) raises
 // error number 15 before anything is written.
 void ioPrintMatrix(char const* name, vxArray_tag const* array);
-void ioPrintMatrix(vxArray_tag const* array);
+void ioPrintMatrix(vxArray_tag const* array);  // named by ioGetArrayName
 
 // A character array as its rows, each page of a many-dimensional array as a
 // block. pageName, when given, is shown instead of name.
@@ -28,13 +28,13 @@ void dispf_string(vxArray_tag const* array, char const* name, char const* pageNa
 
 // The printers of cells, structures, objects, function handles, opaque values
 // and arrays of more than two dimensions, to which ioPrintArray dispatches.
-void ioPrintCellArray(char const* name, vxArray_tag const* array);
-void ioPrintCellArray(vxArray_tag const* array);
-void ioPrintStructure(char const* name, vxArray_tag const* array);
-void ioPrintStructure(vxArray_tag const* array);
-void ioPrintObject(char const* name, vxArray_tag const* array);
-void ioPrintObject(vxArray_tag const* array);
-void ioPrintNDMatrix(char const* name, vxArray_tag const* array);
-void ioPrintNDMatrix(vxArray_tag const* array);
-void ioPrintFunObjArray(char const* name, vxArray_tag const* array);
-void ioPrintOpaqueArray(char const* name, vxArray_tag const* array);
+void ioPrintCellArray(char const* name, vxArray_tag const* array);  // cells, by column, with their summaries
+void ioPrintCellArray(vxArray_tag const* array);  // named by ioGetArrayName
+void ioPrintStructure(char const* name, vxArray_tag const* array);  // a structure's fields, or its size and field names
+void ioPrintStructure(vxArray_tag const* array);  // named by ioGetArrayName
+void ioPrintObject(char const* name, vxArray_tag const* array);  // an object's class and size
+void ioPrintObject(vxArray_tag const* array);  // named by ioGetArrayName
+void ioPrintNDMatrix(char const* name, vxArray_tag const* array);  // each two-dimensional page under its own name
+void ioPrintNDMatrix(vxArray_tag const* array);  // named by ioGetArrayName
+void ioPrintFunObjArray(char const* name, vxArray_tag const* array);  // function handles, one or many
+void ioPrintOpaqueArray(char const* name, vxArray_tag const* array);  // an opaque value's class and size

@@ -31,9 +31,9 @@ extern int prtfmt;
 // writing the first character.
 extern char newline[2];
 
-void SetPrtfmt(int format);
-int GetPrtfmt();
-char* GetNewline();
+void SetPrtfmt(int format);  // stores the print format unchecked
+int GetPrtfmt();  // the print format
+char* GetNewline();  // the spacing text, writable
 
 // The next numeric display writes no heading; the one after writes one
 // again. (The single p is the interface's own spelling.)
@@ -42,4 +42,4 @@ void ioSupressName();
 // before the first one-argument display; until then ioGetArrayName raises
 // "CALYX:services:noArrayNameCallback".
 void ioSetArrayNameCallback(char const* (*callback)(vxArray_tag const*));
-char const* ioGetArrayName(vxArray_tag const* array);
+char const* ioGetArrayName(vxArray_tag const* array);  // the callback's name for `array`

@@ -17,19 +17,21 @@ public:
     // The one queue, made with its pipe on the first call and never destroyed.
     static UserEventQueue* getInstance();
 
-    int getReadFd() const { return impl_->getReadFd(); }
-    int getWriteFd() const { return impl_->getWriteFd(); }
-    double getTimer() const { return impl_->getTimer(); }
-    void setTimer(double seconds) { impl_->setTimer(seconds); }
+    int getReadFd() const { return impl_->getReadFd(); }  // the wake pipe's read end
+    int getWriteFd() const { return impl_->getWriteFd(); }  // the wake pipe's write end
+    double getTimer() const { return impl_->getTimer(); }  // the wait timeout in seconds, -1.0 below one
+    void setTimer(double seconds) { impl_->setTimer(seconds); }  // the timeout of later waits; negative: none
+    // Watches `fd` with `handler`; returns the handler it replaced.
     UserEventInputHandler addInput(int fd, UserEventInputHandler handler) { return impl_->addInput(fd, handler); }
+    // Stops watching `fd`; its handler or null.
     UserEventInputHandler removeInput(int fd) { return impl_->removeInput(fd); }
-    int getNextEventOrBlock() { return impl_->getNextEventOrBlock(); }
-    int flushEventsOrBlock() { return impl_->flushEventsOrBlock(); }
-    bool eventPending() { return impl_->eventPending(0.0); }
-    bool waitForEvent(double seconds) { return impl_->waitForEvent(seconds); }
-    void push(UserEventRecord const& record) { impl_->push(record); }
-    UserEventRecord pop() { return impl_->pop(); }
-    void flush() { impl_->flush(); }
+    int getNextEventOrBlock() { return impl_->getNextEventOrBlock(); }  // one wait; ready handlers run, one event each
+    int flushEventsOrBlock() { return impl_->flushEventsOrBlock(); }  // one wait; ready handlers run, flushing
+    bool eventPending() { return impl_->eventPending(0.0); }  // whether an event waits now
+    bool waitForEvent(double seconds) { return impl_->waitForEvent(seconds); }  // whether one arrives within `seconds`
+    void push(UserEventRecord const& record) { impl_->push(record); }  // queues a copy from any thread
+    UserEventRecord pop() { return impl_->pop(); }  // runs and returns the first event
+    void flush() { impl_->flush(); }  // runs every queued event
 
     // The implementation, for what only it offers (the timer's two fields).
     UserEventQueueImpl* getImpl() const { return impl_; }

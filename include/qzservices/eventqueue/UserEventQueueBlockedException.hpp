@@ -6,10 +6,11 @@
 
 namespace eventqueue {
 
+// Thrown (by pointer) when an event was queued but its wake byte could not be written.
 class UserEventQueueBlockedException {
 public:
-    UserEventQueueBlockedException();
-    virtual ~UserEventQueueBlockedException();
+    UserEventQueueBlockedException();  // empty identifier and text
+    virtual ~UserEventQueueBlockedException();  // released by the catcher with delete
     // The addresses of the identifier and of the text; both are empty strings.
     virtual std::string const* GetID() const;
     virtual std::string const* GetMessageTxt() const;

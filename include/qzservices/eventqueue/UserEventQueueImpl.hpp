@@ -22,6 +22,7 @@ namespace eventqueue {
 // the wait asked for a flush. False lowers the count that the wait returns.
 typedef bool (*UserEventInputHandler)(int fd, bool flush);
 
+// The queue itself: the wake pipe, the watched descriptors, the timer and the records.
 class UserEventQueueImpl {
 public:
     // Makes the pipe (CALYX:services:UserEventQueuePipeCreationFailed with the
@@ -31,17 +32,17 @@ public:
     // Closes both ends, the read end first, both always; a failed close raises
     // CALYX:services:UserEventQueueFileDescriptorCloseFailed with the errno.
     ~UserEventQueueImpl() noexcept(false);
-    UserEventQueueImpl(UserEventQueueImpl const&) = delete;
-    UserEventQueueImpl& operator=(UserEventQueueImpl const&) = delete;
+    UserEventQueueImpl(UserEventQueueImpl const&) = delete;  // owns descriptors: not copyable
+    UserEventQueueImpl& operator=(UserEventQueueImpl const&) = delete;  // nor assignable
 
-    int getReadFd() const { return readFd_; }
-    int getWriteFd() const { return writeFd_; }
+    int getReadFd() const { return readFd_; }  // the wake pipe's read end
+    int getWriteFd() const { return writeFd_; }  // the wake pipe's write end, non-blocking
 
     // Seconds, or -1.0 when the timer's seconds are below 1. Intended: a timer
     // of less than a second is in force and yet reads as -1.0.
     double getTimer() const;
-    int getTimerSec() const { return timerSec_; }
-    int getTimerUSec() const { return timerUSec_; }
+    int getTimerSec() const { return timerSec_; }  // the timeout's whole seconds; negative: none
+    int getTimerUSec() const { return timerUSec_; }  // the timeout's microseconds
     // The timeout of every later wait. Below zero: none. Otherwise whole
     // seconds and the floor of the fraction in microseconds.
     void setTimer(double seconds);
@@ -65,8 +66,8 @@ public:
     // without limit; any other negative value answers false at once. Takes
     // no lock.
     bool eventPending(double seconds);
-    bool eventPending() { return eventPending(0.0); }
-    bool waitForEvent(double seconds) { return eventPending(seconds); }
+    bool eventPending() { return eventPending(0.0); }  // whether the read end is readable now
+    bool waitForEvent(double seconds) { return eventPending(seconds); }  // the same, waiting up to `seconds`
 
     // Queues a copy of the record and makes sure that the wake byte is there.
     // Throws UserEventQueueBlockedException* when the byte cannot be written;

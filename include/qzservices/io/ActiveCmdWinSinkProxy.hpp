@@ -28,21 +28,22 @@ namespace services { namespace io {
 // The library makes only the unsigned short form; the char form differs in
 // using the sink's narrow buffer and copying bytes to log and diary unconverted.
 template <class CharT, class Traits = std::char_traits<CharT>>
+// The proxy's buffer for characters of CharT.
 class ActiveCmdWinSinkBufferProxyT : public std::basic_streambuf<CharT, Traits> {
 public:
-    typedef typename Traits::int_type int_type;
-    typedef std::basic_streambuf<CharT, Traits> buffer_type;
+    typedef typename Traits::int_type int_type;  // a character or end of file
+    typedef std::basic_streambuf<CharT, Traits> buffer_type;  // a sink buffer of the same width
 
-    explicit ActiveCmdWinSinkBufferProxyT(cxutil::io::StreamTypeEnum type);
-    ~ActiveCmdWinSinkBufferProxyT() override;
+    explicit ActiveCmdWinSinkBufferProxyT(cxutil::io::StreamTypeEnum type);  // the buffer of the output or error stream
+    ~ActiveCmdWinSinkBufferProxyT() override;  // releases its converter and event buffer
 
     // Text kept while no command-window sink existed (without bound).
     std::vector<CharT> const& pending() const { return pending_; }
 
 protected:
-    std::streamsize xsputn(CharT const* p, std::streamsize n) override;
-    int_type overflow(int_type c) override;
-    int sync() override;
+    std::streamsize xsputn(CharT const* p, std::streamsize n) override;  // sends `n` characters on at once
+    int_type overflow(int_type c) override;  // sends one character on
+    int sync() override;  // sends kept text on and syncs the sink
 
 private:
     std::streamsize send_to_sink(CharT const* text, std::streamsize n);
@@ -62,28 +63,29 @@ private:
     bool publishSinkText_;  // latched copy of the global switch
 };
 
-typedef ActiveCmdWinSinkBufferProxyT<unsigned short> ActiveCmdWinSinkBufferProxy;
+typedef ActiveCmdWinSinkBufferProxyT<unsigned short> ActiveCmdWinSinkBufferProxy;  // the UTF-16 proxy buffer
 
 // The global switch for sink text events. A buffer takes the new value only at
 // a sync that finds nothing to send or no sink.
-void enableSinkTextEventPublishing();
-void disableSinkTextEventPublishing();
+void enableSinkTextEventPublishing();  // turns the switch on
+void disableSinkTextEventPublishing();  // turns the switch off
 
+// The sink of each standard stream at run time; each property is the current sink's, or false with none.
 class ActiveCmdWinSinkProxy : public CXSink {
 public:
-    explicit ActiveCmdWinSinkProxy(cxutil::io::StreamTypeEnum type);
-    ~ActiveCmdWinSinkProxy() override;
+    explicit ActiveCmdWinSinkProxy(cxutil::io::StreamTypeEnum type);  // the proxy of the output or error stream
+    ~ActiveCmdWinSinkProxy() override;  // nothing of its own to release
 
     void activate() override;    // sync of the UTF-16 buffer
     void deactivate() override;  // the same
     bool isDirty() const override;  // always true
-    void setDirty(bool dirty) override;
-    bool supportsBuzz() const override;
-    bool supportsMore() const override;
-    bool supportsHotlinks() const override;
-    bool needsFormattingForDisplay() const override;
+    void setDirty(bool dirty) override;  // passed to the current sink, if any
+    bool supportsBuzz() const override;  // the current sink's answer
+    bool supportsMore() const override;  // the current sink's answer
+    bool supportsHotlinks() const override;  // the current sink's answer
+    bool needsFormattingForDisplay() const override;  // the current sink's answer
     bool useDiary() const override;    // true with no sink
-    bool useEcho() const override;
+    bool useEcho() const override;  // the current sink's answer
     bool useLogging() const override;  // true with no sink
 
     // The output proxy for 0, the error proxy for 1, null otherwise.
@@ -110,10 +112,10 @@ private:
 // On any thread but the signal thread it does nothing.
 class CXPushDefaultSink {
 public:
-    explicit CXPushDefaultSink(bool outToError = false);
-    ~CXPushDefaultSink();
-    CXPushDefaultSink(CXPushDefaultSink const&) = delete;
-    CXPushDefaultSink& operator=(CXPushDefaultSink const&) = delete;
+    explicit CXPushDefaultSink(bool outToError = false);  // true sends the output stream to the error sink too
+    ~CXPushDefaultSink();  // pops both streams and restores the sinks' buffers
+    CXPushDefaultSink(CXPushDefaultSink const&) = delete;  // one per scope: not copyable
+    CXPushDefaultSink& operator=(CXPushDefaultSink const&) = delete;  // nor assignable
 
 private:
     boost::shared_ptr<CmdWinSinkUseInitialBuffer> outGuard_;

@@ -2,13 +2,13 @@
 #pragma once
 #include "qzservices/io/CXSink.hpp"
 
-class CXNoOutputStreamBuffer : public std::streambuf {
+class CXNoOutputStreamBuffer : public std::streambuf {  // a buffer that takes every character and keeps none
 protected:
-    int_type overflow(int_type c) override { return c; }
+    int_type overflow(int_type c) override { return c; }  // accepts and drops `c`
 };
 
-class CXNoOutputSink : public services::io::CXSink {
+class CXNoOutputSink : public services::io::CXSink {  // a sink over that buffer
 public:
-    CXNoOutputSink();
-    ~CXNoOutputSink() override;
+    CXNoOutputSink();  // narrow primary that drops everything
+    ~CXNoOutputSink() override;  // nothing of its own to release
 };

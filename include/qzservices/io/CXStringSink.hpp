@@ -10,17 +10,17 @@ namespace services { namespace io {
 
 class CXStringSink : public CXSink {
 public:
-    typedef std::basic_stringbuf<unsigned short> ustringbuf;
+    typedef std::basic_stringbuf<unsigned short> ustringbuf;  // an in-memory buffer of UTF-16 units
 
     CXStringSink();  // UTF-16
-    explicit CXStringSink(boost::shared_ptr<ustringbuf> const& buffer);
-    explicit CXStringSink(boost::shared_ptr<std::stringbuf> const& buffer);
+    explicit CXStringSink(boost::shared_ptr<ustringbuf> const& buffer);  // captures into `buffer`, as UTF-16
+    explicit CXStringSink(boost::shared_ptr<std::stringbuf> const& buffer);  // captures into `buffer`, as bytes
 
-    bool needsFormattingForDisplay() const override;
-    virtual std::string getString() const;
-    virtual std::basic_string<unsigned short> getUnicodeString() const;
+    bool needsFormattingForDisplay() const override;  // false unless set below
+    virtual std::string getString() const;  // everything captured, as narrow text
+    virtual std::basic_string<unsigned short> getUnicodeString() const;  // everything captured, as UTF-16
 
-    void setNeedsFormattingForDisplay(bool value) { needsFormatting_ = value; }
+    void setNeedsFormattingForDisplay(bool value) { needsFormatting_ = value; }  // makes the sink ask for window layout
 
 private:
     bool needsFormatting_;

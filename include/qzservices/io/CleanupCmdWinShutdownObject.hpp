@@ -5,9 +5,10 @@
 
 namespace services { namespace io {
 
+// Registered with the shutdown registry by the library at load.
 class CleanupCmdWinShutdownObject : public ShutdownObject {
 public:
-    CleanupCmdWinShutdownObject() : ShutdownObject(nullptr) {}
+    CleanupCmdWinShutdownObject() : ShutdownObject(nullptr) {}  // an unnamed shutdown object
     bool isOkToExit() const override;       // flushes CXOut, then CXErr; true
     bool closeAllWindows() const override;  // the same
 };

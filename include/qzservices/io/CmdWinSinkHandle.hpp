@@ -18,14 +18,16 @@
 namespace services { namespace prompt { class InputRequestEvent; } }
 namespace services { namespace io { class CLCEvent; class HomeEvent; } }
 
+// What a host implements to hand the library its command-window sinks.
 class CmdWinSinkFactory {
 public:
-    virtual ~CmdWinSinkFactory();
-    virtual boost::shared_ptr<CmdWinSink> getCmdWinSink(bool isErrorStream) const = 0;
+    virtual ~CmdWinSinkFactory();  // owned by the host
+    virtual boost::shared_ptr<CmdWinSink> getCmdWinSink(bool isErrorStream) const = 0;  // the sink of one stream
 };
 
 namespace services { namespace io {
 
+// Holds the current and previous sink factories; all static.
 class CmdWinSinkHandle {
 public:
     typedef std::pair<CmdWinSinkFactory*, CmdWinSinkFactory*> FactoryPair;  // current, previous; not owned
@@ -46,16 +48,17 @@ public:
     // These act on the current output sink; with no factory they do nothing
     // (isDirty answers false).
     static bool isDirty();
-    static void setDirty(bool dirty);
-    static void ctrlCProcessed();
-    static void keyStrokeRequested(services::prompt::InputRequester const& requester);
+    static void setDirty(bool dirty);  // sets the current sink's dirty flag
+    static void ctrlCProcessed();  // tells the current sink that an interrupt was handled
+    static void keyStrokeRequested(services::prompt::InputRequester const& requester);  // tells it one key is wanted
 
     // Event handlers.
+    // Asks the sink for input.
     static void inputRequestedEventHappened(services::prompt::InputRequestEvent const& event);
-    static void handleClc(CLCEvent const& event);
-    static void handleHome(HomeEvent const& event);
+    static void handleClc(CLCEvent const& event);  // clears the current sink's window
+    static void handleHome(HomeEvent const& event);  // homes the current sink's cursor
 
-    static void invariants() {}
+    static void invariants() {}  // a hook for checks; none here
 
 private:
     static void setSinkImpl();
@@ -74,11 +77,11 @@ private:
 // gives them a function. The same two objects at every call.
 class DefaultPrintHandlerSinkFactory : public CmdWinSinkFactory {
 public:
-    static DefaultPrintHandlerSinkFactory* instance();
-    boost::shared_ptr<CmdWinSink> getCmdWinSink(bool isErrorStream) const override;
+    static DefaultPrintHandlerSinkFactory* instance();  // the one factory, made on first use
+    boost::shared_ptr<CmdWinSink> getCmdWinSink(bool isErrorStream) const override;  // the error or output sink
 
-    boost::shared_ptr<PutsFnSink> const& outputSink() const { return out_; }
-    boost::shared_ptr<PutsFnSink> const& errorSink() const { return err_; }
+    boost::shared_ptr<PutsFnSink> const& outputSink() const { return out_; }  // the output stream's sink
+    boost::shared_ptr<PutsFnSink> const& errorSink() const { return err_; }  // the error stream's sink
 
 private:
     DefaultPrintHandlerSinkFactory();
@@ -93,6 +96,6 @@ private:
 // Registers one more object that flushes both streams when the process asks
 // whether it may exit and when it closes its windows. One is registered at load.
 void registerShutdownObject();
-void initialize();
+void initialize();  // registers one more such object
 
 }} // namespace services::io

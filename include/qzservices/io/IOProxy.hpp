@@ -5,9 +5,10 @@
 
 namespace services { namespace io {
 
+// The host's input and command-window operations, each with a neutral default.
 class IOProxy {
 public:
-    virtual ~IOProxy();
+    virtual ~IOProxy();  // owned by the host
     virtual int read() const;                                       // 0
     virtual int flushRead() const;                                  // 0
     virtual void deleteCurrentLine() const;                         // backspaces over 8 columns

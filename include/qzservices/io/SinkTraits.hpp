@@ -9,13 +9,14 @@
 
 namespace services { namespace io {
 
+// Seven flags, one per sink property, copied at construction.
 class SinkTraits {
 public:
-    SinkTraits();
+    SinkTraits();  // all false
     explicit SinkTraits(boost::shared_ptr<CXSink> const& sink);  // all false for a null sink
-    virtual ~SinkTraits();
+    virtual ~SinkTraits();  // nothing to release
 
-    bool operator==(SinkTraits const& o) const {
+    bool operator==(SinkTraits const& o) const {  // all seven flags equal
         return buzz == o.buzz && more == o.more && links == o.links && displayformatting == o.displayformatting &&
                diary == o.diary && echo == o.echo && logging == o.logging;
     }
@@ -25,13 +26,13 @@ public:
     void serializeImpl(Archive& ar, unsigned int version);
     QZ_DECLARE_SERIALIZE_EXPLICIT
 
-    bool buzz;
-    bool more;
-    bool links;
-    bool displayformatting;
-    bool diary;
-    bool echo;
-    bool logging;
+    bool buzz;  // supportsBuzz
+    bool more;  // supportsMore
+    bool links;  // supportsHotlinks
+    bool displayformatting;  // needsFormattingForDisplay
+    bool diary;  // useDiary
+    bool echo;  // useEcho
+    bool logging;  // useLogging
 };
 
 }} // namespace services::io

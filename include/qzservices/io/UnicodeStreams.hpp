@@ -11,16 +11,17 @@
 
 namespace services { namespace io {
 
+// The current UTF-16 buffers of the two streams.
 class unicode_stream_manager {
 public:
-    static unicode_stream_manager& get_instance();
+    static unicode_stream_manager& get_instance();  // the one manager, made once
 
-    boost::shared_ptr<ustreambuf> get_current_output_streambuf() const;
-    boost::shared_ptr<ustreambuf> get_current_error_streambuf() const;
-    void set_current_output_streambuf(boost::shared_ptr<ustreambuf> const& buffer);
-    void set_current_error_streambuf(boost::shared_ptr<ustreambuf> const& buffer);
+    boost::shared_ptr<ustreambuf> get_current_output_streambuf() const;  // CXOut's UTF-16 buffer now
+    boost::shared_ptr<ustreambuf> get_current_error_streambuf() const;  // CXErr's UTF-16 buffer now
+    void set_current_output_streambuf(boost::shared_ptr<ustreambuf> const& buffer);  // set by CXOut at push and pop
+    void set_current_error_streambuf(boost::shared_ptr<ustreambuf> const& buffer);  // set by CXErr at push and pop
 
-    ~unicode_stream_manager();
+    ~unicode_stream_manager();  // releases both buffers
 
 private:
     unicode_stream_manager();
@@ -37,34 +38,37 @@ private:
 
 // Holds nothing; each call goes to the manager's current buffer.
 template <bool IsError>
-class forwarding_ustreambuf : public ustreambuf {
+class forwarding_ustreambuf : public ustreambuf {  // the buffer of uout (false) or uerr (true)
 protected:
+    // Writes `n` units to the current buffer.
     std::streamsize xsputn(char_type const* p, std::streamsize n) override { return current()->sputn(p, n); }
-    int sync() override { return current()->pubsync(); }
-    int_type overflow(int_type c) override {
+    int sync() override { return current()->pubsync(); }  // syncs the current buffer
+    int_type overflow(int_type c) override {  // writes one unit; end of file does nothing
         if (traits_type::eq_int_type(c, traits_type::eof())) return 0;
         return current()->sputc(traits_type::to_char_type(c));
     }
 
 private:
-    static boost::shared_ptr<ustreambuf> current() {
+    static boost::shared_ptr<ustreambuf> current() {  // the manager's buffer for this stream
         unicode_stream_manager& m = unicode_stream_manager::get_instance();
         return IsError ? m.get_current_error_streambuf() : m.get_current_output_streambuf();
     }
 };
 
+// A UTF-16 stream onto CXOut's current sink.
 class uout : public fd::io::uostream {
 public:
-    uout();
-    ~uout() override;
+    uout();  // attached to the forwarding buffer
+    ~uout() override;  // nothing to release
 private:
     forwarding_ustreambuf<false> buf_;
 };
 
+// A UTF-16 stream onto CXErr's current sink.
 class uerr : public fd::io::uostream {
 public:
-    uerr();
-    ~uerr() override;
+    uerr();  // attached to the forwarding buffer
+    ~uerr() override;  // nothing to release
 private:
     forwarding_ustreambuf<true> buf_;
 };

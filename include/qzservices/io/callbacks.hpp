@@ -43,7 +43,7 @@ struct _svIoCallbacks {
     void (*deleteCurrentLine)();                                        // 25: does nothing
 };
 
-extern "C" _svIoCallbacks _sv_iocb;
+extern "C" _svIoCallbacks _sv_iocb;  // the table itself, with C linkage for hosts
 
 // Copies `table` into _sv_iocb entry by entry, skipping null entries, so a host
 // may pass a partly filled table and call again later to change a few.
@@ -51,11 +51,11 @@ void svSetIoCallbacks(_svIoCallbacks const* table);
 
 // Callers of _sv_iocb. svFindFirstFileName answers false while entry 0 is null.
 bool svFindFirstFileName(char const* name, bool flag, char* out);
-unsigned int svSleep(double seconds, bool flag);
-int svIOGetLineProtocol();
-void svIOSetupLineProtocol();
-void svWriterThreadPassThrough(bool on);
-void svWriterThreadAddCommandText(char* text);
+unsigned int svSleep(double seconds, bool flag);  // entry 2: sleeps through the host
+int svIOGetLineProtocol();  // entry 11: the host's line protocol
+void svIOSetupLineProtocol();  // entry 12: the host sets its line protocol up
+void svWriterThreadPassThrough(bool on);  // entry 22: passes text straight through, or not
+void svWriterThreadAddCommandText(char* text);  // entry 23: adds command text
 
 namespace services { namespace io {
 int flushRead();           // waits for one key and returns its code; -1 with no host
@@ -70,33 +70,34 @@ void svSetUIW_CWCallbacks(int (*flushCW)(), char const* (*wciGetName)(int), void
 // The text output function is dropped; the other four go to the form above.
 void svSetUIW_CWCallbacks(int (*flushCW)(), void (*textOut)(char*, int), char const* (*wciGetName)(int),
                           void (*clearSession)(), void (*resetCWLength)());
-void svSetUIW_GetCommandFcn(char* (*getCommand)(char*, int));
+void svSetUIW_GetCommandFcn(char* (*getCommand)(char*, int));  // the reader of one command line
+// The host's user-event functions.
 void svSetWS_EventFcns(bool (*postUserEvent)(int, long), int (*createUserEvent)(void (*)(long)),
                        void (*processSynchronousSystemEvents)(), void (*disableUserEvents)());
-void svSetWS_SleepFcn(unsigned int (*sleepFcn)(double, bool));
-void svSetWS_RaiseXtermFcn(void (*raise)());
-void svSetWS_ShowSplashScreen(void (*show)());
-void svSetWS_BringCALYXToFront(void (*bringToFront)());
+void svSetWS_SleepFcn(unsigned int (*sleepFcn)(double, bool));  // the host's sleep
+void svSetWS_RaiseXtermFcn(void (*raise)());  // raises the terminal window
+void svSetWS_ShowSplashScreen(void (*show)());  // shows the splash screen
+void svSetWS_BringCALYXToFront(void (*bringToFront)());  // brings the application to the front
 // The one setter that writes into _sv_iocb: entry 1, the beep.
 void svSetWS_SysBeepFcn(void (*beep)());
 
-int svUIW_FlushCW();
-char const* svUIW_wciGetName(int item);
-void svUIW_ClearSession();
-void svUIW_ResetCWLength();
-char* svUIW_GetCommand(char* buffer, int length);
-int svWS_CreateUserEvent(void (*handler)(long));
-void svWS_ProcessSynchronousSystemEvents();
-void svWS_DisableUserEvents();
+int svUIW_FlushCW();  // flushes the command window (standard output with no host)
+char const* svUIW_wciGetName(int item);  // the host's name for `item`
+void svUIW_ClearSession();  // clears the command window's session
+void svUIW_ResetCWLength();  // resets the command window's length
+char* svUIW_GetCommand(char* buffer, int length);  // reads one command line into `buffer`
+int svWS_CreateUserEvent(void (*handler)(long));  // an event id whose posts run `handler`
+void svWS_ProcessSynchronousSystemEvents();  // lets the host handle its pending system events
+void svWS_DisableUserEvents();  // stops the host from delivering user events
 unsigned int svWS_Sleep(double seconds);  // passes the flag false
-void svWS_RaiseXterm();
-void svWS_ShowSplashScreen();
-void svWS_BringCALYXToFront();
+void svWS_RaiseXterm();  // calls the host's raise function
+void svWS_ShowSplashScreen();  // calls the host's splash-screen function
+void svWS_BringCALYXToFront();  // calls the host's bring-to-front function
 
 // ---- translation of user-visible text ----
 
-enum XlateContextEnum { XLATE_CONTEXT_DEFAULT = 0 };
-enum XlateWindowEnum { XLATE_WINDOW_DEFAULT = 0 };
+enum XlateContextEnum { XLATE_CONTEXT_DEFAULT = 0 };  // where a text is used
+enum XlateWindowEnum { XLATE_WINDOW_DEFAULT = 0 };  // which window shows it
 
 // No translation is installed: each returns `text` itself.
 char const* svXlate(char const* text);

@@ -11,13 +11,13 @@ struct vxArray_tag;
 
 namespace services { namespace io {
 
-size_t getMoreCount();
-void setMoreCount(size_t count);
-void resetMoreCount();
-void incrementMoreCount();
+size_t getMoreCount();  // lines written since the page began
+void setMoreCount(size_t count);  // sets that count
+void resetMoreCount();  // starts a new page
+void incrementMoreCount();  // counts one more line
 
 bool isMoreOn();  // enabled and not suspended
-void suspendMore();
+void suspendMore();  // pauses paging until the matching resumeMore
 void resumeMore();  // suspensions nest
 // Stores the flag, resets the count, and lets the window decide the page length.
 void MoreControl(bool on);
@@ -29,14 +29,14 @@ size_t getTotalMoreCount();
 // Sets the limit and turns paging on; returns the former page length.
 size_t setTotalMoreCount(size_t count);
 
-bool getStopPrintingFlag();
-void setStopPrintingFlag(bool flag);
+bool getStopPrintingFlag();  // whether a display was told to stop
+void setStopPrintingFlag(bool flag);  // sets that flag
 // Returns the stop flag and clears it.
 bool stopPrinting();
 
 }} // namespace services::io
 
-int ioStopPrinting();
+int ioStopPrinting();  // stopPrinting() as 1 or 0
 
 // The built-in `more`: more on, more off, more(N), n = more.
 void ioFullMoreFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);

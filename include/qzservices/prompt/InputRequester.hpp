@@ -9,11 +9,11 @@ enum InputRequester : std::int32_t {
     COMMAND_LINE = 0,       // the interpreter's ordinary prompt
     INPUT_FUNCTION = 1,     // a program asking for a line
     KEYBOARD_FUNCTION = 2,  // a program asking for a key
-    DEBUGGER = 3,
-    PAUSE = 4,
-    DIALOG = 5,
-    EMERGENCY_QUESTION = 6,
-    HOST_REQUEST = 7,
+    DEBUGGER = 3,  // the debugger's prompt
+    PAUSE = 4,  // a pause waiting for a key
+    DIALOG = 5,  // a dialog box
+    EMERGENCY_QUESTION = 6,  // a question asked in an emergency
+    HOST_REQUEST = 7,  // the host asking on its own behalf
     MORE_PROMPT = 8         // the "--more--" prompt waits for one key
 };
 

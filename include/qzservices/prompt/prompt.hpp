@@ -18,24 +18,25 @@ InputRequester getInputRequester();
 // Stores and returns the previous value.
 InputRequester setInputRequester(InputRequester requester);
 
+// Announces, through the event manager, who now waits for input.
 class InputRequestEvent : public cxutil::eventmgr::BaseEvent {
 public:
-    static char const* staticTypeName() { return "InputRequestEvent"; }
+    static char const* staticTypeName() { return "InputRequestEvent"; }  // the type name subscribers match
 
     InputRequestEvent();  // requester -1
-    explicit InputRequestEvent(InputRequester requester);
+    explicit InputRequestEvent(InputRequester requester);  // an event for `requester`
     explicit InputRequestEvent(std::vector<std::string> types);  // for subclasses; requester -1
-    InputRequestEvent(std::vector<std::string> types, InputRequester requester);
-    InputRequestEvent(InputRequestEvent const& other) = default;
-    ~InputRequestEvent() override;
+    InputRequestEvent(std::vector<std::string> types, InputRequester requester);  // for subclasses, with a requester
+    InputRequestEvent(InputRequestEvent const& other) = default;  // copies types and requester
+    ~InputRequestEvent() override;  // nothing of its own to release
 
-    InputRequestEvent* clone() const override;
+    InputRequestEvent* clone() const override;  // a copy the manager owns
 
-    InputRequester getRequester() const { return requester_; }
-    bool operator==(InputRequestEvent const& other) const {
+    InputRequester getRequester() const { return requester_; }  // who waits
+    bool operator==(InputRequestEvent const& other) const {  // same types and same requester
         return BaseEvent::operator==(other) && requester_ == other.requester_;
     }
-    bool operator!=(InputRequestEvent const& other) const { return !(*this == other); }
+    bool operator!=(InputRequestEvent const& other) const { return !(*this == other); }  // not operator==
 
     // The archive form: the base object, then the requester in version 1 only.
     template <class Archive>
@@ -50,10 +51,10 @@ private:
 // it announces both ends as events, each with the value then in force.
 class InputRequesterGuard {
 public:
-    InputRequesterGuard(InputRequester const& requester, bool publish);
+    InputRequesterGuard(InputRequester const& requester, bool publish);  // sets `requester`, announcing it if asked
     ~InputRequesterGuard();  // never throws
-    InputRequesterGuard(InputRequesterGuard const&) = delete;
-    InputRequesterGuard& operator=(InputRequesterGuard const&) = delete;
+    InputRequesterGuard(InputRequesterGuard const&) = delete;  // one per scope: not copyable
+    InputRequesterGuard& operator=(InputRequesterGuard const&) = delete;  // nor assignable
 
 private:
     fd::util::scope_guard restore_;
@@ -72,11 +73,12 @@ namespace services {
 // any other value reads as 0. Guarded by a process-wide shared mutex.
 class PromptHolder {
 public:
-    enum State { NORMAL = 0, EMERGENCY = 1, EMERGENCY_QUESTION = 2 };
-    static void setState(State state);
-    static char const* getString();  // ">>", "[Please exit and restart CALYX]>>", "Attempt to restart CALYX? [y or n]>>"
-    static bool isQuestion();
-    static bool isEmergency();
+    enum State { NORMAL = 0, EMERGENCY = 1, EMERGENCY_QUESTION = 2 };  // the prompt's three states
+    static void setState(State state);  // changes the state under the mutex
+    // ">>", "[Please exit and restart CALYX]>>", "Attempt to restart CALYX? [y or n]>>".
+    static char const* getString();
+    static bool isQuestion();  // state 2
+    static bool isEmergency();  // state 1 or 2
 
 private:
     static State state_;
@@ -86,13 +88,13 @@ private:
 // not back to 0: a session that had an emergency keeps saying so.
 class PromptGuard {
 public:
-    PromptGuard();
-    ~PromptGuard();
-    PromptGuard(PromptGuard const&) = delete;
-    PromptGuard& operator=(PromptGuard const&) = delete;
+    PromptGuard();  // state 2
+    ~PromptGuard();  // state 1
+    PromptGuard(PromptGuard const&) = delete;  // one per question: not copyable
+    PromptGuard& operator=(PromptGuard const&) = delete;  // nor assignable
 };
 
 } // namespace services
 
-bool svIsReadingKeyboardInput();
+bool svIsReadingKeyboardInput();  // whether the session is reading keys now
 bool svSetReadingKeyboardInput(bool reading);  // returns the previous value

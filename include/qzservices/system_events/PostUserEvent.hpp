@@ -13,14 +13,15 @@ void svWS_HideSplashScreen();
 
 namespace services { namespace ui {
 
+// The request, published to the event manager, to hide the splash screen.
 class HideSplashScreenEvent : public cxutil::eventmgr::BaseEvent {
 public:
-    static char const* staticTypeName() { return "HideSplashScreenEvent"; }
-    HideSplashScreenEvent();
+    static char const* staticTypeName() { return "HideSplashScreenEvent"; }  // the type name subscribers match
+    HideSplashScreenEvent();  // an event with its type list
     // Builds the type list anew; there is nothing else to copy.
     HideSplashScreenEvent(HideSplashScreenEvent const& other);
-    ~HideSplashScreenEvent() override;
-    cxutil::eventmgr::BaseEvent* clone() const override;
+    ~HideSplashScreenEvent() override;  // nothing of its own to release
+    cxutil::eventmgr::BaseEvent* clone() const override;  // a copy the manager owns
 };
 
 }} // namespace services::ui

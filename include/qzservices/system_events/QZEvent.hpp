@@ -9,18 +9,18 @@
 
 namespace services {
 
-class QZEvent {
+class QZEvent {  // the flag, its mutex and its condition
 public:
-    QZEvent() : signalled(false) {}
-    QZEvent(QZEvent const&) = delete;
-    QZEvent& operator=(QZEvent const&) = delete;
+    QZEvent() : signalled(false) {}  // not signalled
+    QZEvent(QZEvent const&) = delete;  // one per process: not copyable
+    QZEvent& operator=(QZEvent const&) = delete;  // nor assignable
 
     // Sets the flag and wakes one waiter.
     void signal();
 
     bool signalled;  // guarded by mutex
-    boost::mutex mutex;
-    boost::condition_variable_any condition;
+    boost::mutex mutex;  // guards signalled
+    boost::condition_variable_any condition;  // notified by signal()
 };
 
 } // namespace services
