@@ -3,6 +3,8 @@
 
 #include <qzservices/io/CmdWinEvents.hpp>
 #include <qzservices/io/ioFlush.hpp>
+#include <qzservices/io/keybrd.hpp>
+#include <qzservices/io/typeahead.hpp>
 #include <qzservices/orrery/InterruptException.hpp>
 #include <cxutil/eventmgr/EventMgr.hpp>
 
@@ -12,6 +14,7 @@
 #include <uv/uv.hpp>
 
 #include <cerrno>
+#include <cstdio>
 #include <csignal>
 #include <termios.h>
 #include <unistd.h>
@@ -23,29 +26,22 @@ namespace {
 void onInterrupt(int) { uvSetInterruptPending(1); }
 void onWindowChange(int) { noteWindowChanged(); }
 
-// Restores the terminal's settings however the wait ends.
-class NonCanonicalMode {
+// The library's keyboard mode for one key: non-canonical, no echo, the
+// keypad on; canonical again however the wait ends.
+class KeyboardMode {
 public:
-    NonCanonicalMode() : active_(tcgetattr(0, &saved_) == 0) {
-        if (!active_) return;
-        termios raw = saved_;
-        raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-        raw.c_cc[VMIN] = 1;
-        raw.c_cc[VTIME] = 0;
-        tcsetattr(0, TCSANOW, &raw);
+    KeyboardMode() { ioSetupLineProtocol(); }
+    ~KeyboardMode() {
+        ioResetLineProtocol();
+        std::fflush(stdout);  // the keypad-off sequence now, before the window's next text
     }
-    ~NonCanonicalMode() {
-        if (active_) tcsetattr(0, TCSANOW, &saved_);
-    }
-private:
-    termios saved_{};
-    bool active_;
+    KeyboardMode(KeyboardMode const&) = delete;
+    KeyboardMode& operator=(KeyboardMode const&) = delete;
 };
 
-} // namespace
-
-int readOneKey() {
-    NonCanonicalMode mode;
+// One byte of standard input for the library's key reader. A ctrl-C during
+// the wait throws the interrupt exception.
+int readByte(int, bool, bool) {
     unsigned char c = 0;
     for (;;) {
         ssize_t n = ::read(0, &c, 1);
@@ -57,9 +53,19 @@ int readOneKey() {
             }
             continue;
         }
-        return -1;
+        return EOF;
     }
 }
+
+} // namespace
+
+int readOneKey() {
+    KeyboardMode mode;
+    int const key = ioGetCharNoEcho(false, false);
+    return key == EOF ? -1 : key;
+}
+
+void installKeyReader() { ioSetGetCharFcn(&readByte); }
 
 void deleteCurrentLine() {
     static char const kErase[] = "\r\033[K";

@@ -4,9 +4,14 @@
 
 namespace qzconsole {
 
-// Reads one key without waiting for a line feed. Returns -1 at end of input.
-// A ctrl-C during the wait throws the interrupt exception.
+// Reads one key without waiting for a line feed, through the library's key
+// reader in its non-canonical mode with the keypad on: a function key comes
+// as one code. Returns -1 at end of input. A ctrl-C during the wait throws
+// the interrupt exception.
 int readOneKey();
+// Makes the library's key reader take its bytes from standard input, with
+// ctrl-C ending the wait.
+void installKeyReader();
 // Carriage return and clear to the end of the line: removes "--more--".
 void deleteCurrentLine();
 void beep();

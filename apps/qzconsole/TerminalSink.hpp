@@ -31,6 +31,10 @@ public:
     // keys are both on a terminal. A pipe gets its text whole.
     bool supportsMore() const override { return pages_; }
     bool isInputRequestNecessary() override { return false; }
+    // Warnings and errors are wrapped to the window, with the markers a
+    // terminal draws as nothing, only on a terminal; into a pipe or a file
+    // they go as they are.
+    bool needsFormattingForDisplay() const override { return terminal_; }
     void requestInput() override {}
     // Clear the screen and home the cursor on a terminal; into a pipe or a
     // file they write nothing.

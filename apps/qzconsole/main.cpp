@@ -15,6 +15,8 @@
 #include "DemoEvents.hpp"
 #include "EventLoop.hpp"
 #include "LineEditor.hpp"
+#include "Messages.hpp"
+#include "SessionCommands.hpp"
 #include "Terminal.hpp"
 #include "TerminalSink.hpp"
 
@@ -22,6 +24,7 @@
 #include <qzlang/Session.hpp>
 #include <qzservices/qzservices.hpp>
 #include <uv/uv.hpp>
+#include <vx/errors.hpp>
 
 #include <cstdio>
 #include <cstring>
@@ -31,7 +34,7 @@
 namespace {
 
 char const kUsage[] =
-    "Usage: qzconsole [--demo | --version | --help] [WORD...]\n"
+    "Usage: qzconsole [--demo | --version | --help] [--log FILE | --log-append FILE] [-WORD...]\n"
     "\n"
     "Reads statements and shows their results as the services library displays them.\n"
     "On a terminal: a \">> \" prompt with line editing and history. Otherwise statements\n"
@@ -40,20 +43,37 @@ char const kUsage[] =
     "  --demo      print a tour of array display and leave\n"
     "  --version   print the version and leave\n"
     "  --help      print this text and leave\n"
-    "  WORD        a start-up word for the session, such as nodesktop or nojvm\n"
+    "  --log FILE  copy the session's output into FILE (emptied first)\n"
+    "  --log-append FILE  the same, added to what FILE holds\n"
+    "  -WORD       a start-up word for the session, such as -nodesktop or -nojvm\n"
     "\n"
     "Type help at the prompt for the statements and commands.\n";
 
-void configureHost(int argc, char** argv) {
+bool isLogOption(char const* word) {
+    return std::strcmp(word, "--log") == 0 || std::strcmp(word, "--log-append") == 0;
+}
+
+// The start-up words, handed over without their dash ("-nojvm" is the word
+// "nojvm"); "nodesktop" when none is given. A conflict between words is
+// reported on the command window, so this runs once it stands.
+void takeStartupWords(int argc, char** argv) {
+    svJavaSupportLevel level = svJavaUnspecified;
+    for (int i = 1; i < argc; ++i) {
+        if (isLogOption(argv[i])) {
+            ++i;  // and its file
+        } else if (std::strncmp(argv[i], "--", 2) != 0) {
+            char const* word = argv[i][0] == '-' ? argv[i] + 1 : argv[i];
+            if (!svJavaProcessCmdlineArg(word, &level))
+                std::fprintf(stderr, "qzconsole: the start-up word %s is not known; it is ignored\n", argv[i]);
+        }
+    }
+    if (level == svJavaUnspecified) svJavaProcessCmdlineArg("nodesktop", &level);
+    svJavaSetSupport(level);
+}
+
+void configureHost() {
     uvSetSignalThread();
     svSetCXMode(1);  // an interactive session
-
-    // The command line: "nodesktop" unless the caller says otherwise.
-    svJavaSupportLevel level = svJavaUnspecified;
-    svJavaProcessCmdlineArg("nodesktop", &level);
-    for (int i = 1; i < argc; ++i)
-        if (std::strncmp(argv[i], "--", 2) != 0) svJavaProcessCmdlineArg(argv[i], &level);
-    svJavaSetSupport(level);
 
     _svIoCallbacks table = {};
     table.sysBeep = &qzconsole::beep;
@@ -68,6 +88,8 @@ void configureHost(int argc, char** argv) {
     // an interrupt as pending, SIGWINCH a new window size.
     svRegisterSigInitFcn(&qzconsole::installInterruptHandler);
     svSigInit();
+    qzconsole::installKeyReader();
+    qzconsole::installMessagePrinters();
     qzconsole::installEventLoop();
     qzconsole::installDemoEvents();
 }
@@ -104,6 +126,14 @@ int handleOptions(int argc, char** argv) {
             std::fputs(kUsage, stdout);
             return 0;
         }
+        if (isLogOption(argv[i])) {
+            if (i + 1 >= argc || argv[i + 1][0] == '\0') {
+                std::fprintf(stderr, "qzconsole: %s needs a file name\n\n%s", argv[i], kUsage);
+                return 2;
+            }
+            ++i;
+            continue;
+        }
         if (std::strncmp(argv[i], "--", 2) == 0 && std::strcmp(argv[i], "--demo") != 0) {
             std::fprintf(stderr, "qzconsole: unknown option %s\n\n%s", argv[i], kUsage);
             return 2;
@@ -112,16 +142,52 @@ int handleOptions(int argc, char** argv) {
     return -1;
 }
 
+// --log FILE, --log-append FILE: the service log copies the session from
+// here on. False, with the reason said, when the file cannot be opened.
+bool openLog(int argc, char** argv) {
+    for (int i = 1; i + 1 < argc; ++i) {
+        if (!isLogOption(argv[i])) continue;
+        svLogToFile(argv[i + 1], std::strcmp(argv[i], "--log-append") == 0);
+        if (svOpenLog() != 0) {
+            std::fprintf(stderr, "qzconsole: cannot open the log file %s\n", argv[i + 1]);
+            return false;
+        }
+        ++i;
+    }
+    return true;
+}
+
+// Runs one statement; a failure is reported on the error stream, wrapped to
+// the window. False when a statement failed.
+bool runStatement(qzlang::Session& language, std::string const& text, qzlang::CommandResult& result) {
+    result = qzlang::CommandResult::Continue;
+    try {
+        result = language.execute(text);
+        return true;
+    } catch (vx::Error const& e) {
+        qzconsole::printError(e.what());
+    } catch (std::bad_alloc const&) {
+        qzconsole::printError("Out of memory.");
+    }
+    result = qzlang::CommandResult::Continue;
+    return false;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     int const early = handleOptions(argc, argv);
     if (early >= 0) return early;
 
-    configureHost(argc, argv);
+    configureHost();
+    // The numeric work's threads for the whole session; "feature NumThreads"
+    // reads and sets their count.
+    services::threading::ComputationalThreadsInit threads(true);
     static qzconsole::TerminalSinkFactory factory;
     services::io::CmdWinSinkHandle::setFactory(&factory);
     CXPushDefaultSink session;
+    if (!openLog(argc, argv)) return 2;
+    takeStartupWords(argc, argv);
 
     // --demo: the tour of array display, then leave.
     for (int i = 1; i < argc; ++i) {
@@ -135,6 +201,9 @@ int main(int argc, char** argv) {
     qzlang::Session language;
     qzconsole::addConsoleCommands(language.commands());
     qzconsole::addDemoCommands(language.commands());
+    qzconsole::addStateCommands(language.commands());
+    qzconsole::addFileCommands(language.commands());
+    qzconsole::addDiaryCommands(language.commands());
     qzconsole::registerConsoleShutdown();
 
     bool const interactive = ::isatty(0);
@@ -159,7 +228,7 @@ int main(int argc, char** argv) {
         services::io::resetMoreCount();
         qzlang::CommandResult result = qzlang::CommandResult::Continue;
         try {
-            if (!qzlang::executeAndReport(language, text, &result) && !interactive) status = 1;
+            if (!runStatement(language, text, result) && !interactive) status = 1;
             // Between statements: what other threads asked of this one.
             mtServiceCallbackRequestsInterlaced();
         } catch (Orrery::System::InterruptException const& e) {
@@ -187,5 +256,6 @@ int main(int argc, char** argv) {
     qzconsole::shutDown();
     if (interactive) uvPuts("\n");
     ioFlush();
+    svReleaseLog();
     return status;
 }

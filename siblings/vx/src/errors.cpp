@@ -1,4 +1,5 @@
 #include "vx/errors.hpp"
+#include "vx/warning_printer.hpp"
 #include "msg/calyx_messages.hpp"
 #include "uv/uv.hpp"
 
@@ -32,6 +33,10 @@ void warn(std::string const& id, std::string const& text) {
         std::lock_guard<std::mutex> lock(gWarningMutex);
         gWarningId = id;
         gWarningText = text;
+    }
+    if (vxWarningPrinter printer = vxGetWarningPrinter()) {
+        printer(("Warning: " + text).c_str());
+        return;
     }
     std::string line = "Warning: " + text + "\n";
     uvPutsn(1, line.data(), line.size());

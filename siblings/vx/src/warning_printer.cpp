@@ -1,0 +1,11 @@
+#include "vx/warning_printer.hpp"
+
+#include <atomic>
+
+namespace {
+std::atomic<vxWarningPrinter> gPrinter{nullptr};
+}
+
+vxWarningPrinter vxSetWarningPrinter(vxWarningPrinter printer) { return gPrinter.exchange(printer); }
+
+vxWarningPrinter vxGetWarningPrinter() { return gPrinter.load(); }
