@@ -7,8 +7,8 @@ packages=(
   build-essential cmake ninja-build pkg-config
   libboost-dev libboost-thread-dev libboost-serialization-dev
   libboost-iostreams-dev libboost-date-time-dev libboost-regex-dev
-  libtbb-dev libncurses-dev libicu-dev
-  libgtest-dev libgmock-dev libbenchmark-dev
+  libtbb-dev libncurses-dev libicu-dev libedit-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libarchive-dev
   tmux
 )
 # The fuzz targets need clang and its libFuzzer runtime.

@@ -1,12 +1,17 @@
-// The words the console understands. Each command prints through the library.
+// The console's own commands, added to a session's command table beside the
+// language's (format, more, feature, ...). A later command goes in a file of
+// its own with an add function like these.
 #pragma once
-#include <string>
+
+namespace qzlang {
+class CommandTable;
+}
 
 namespace qzconsole {
 
-enum class Outcome { Continue, Exit };
-
-// Runs one input line. Errors of the array library are printed, not thrown.
-Outcome runCommand(std::string const& line);
+// exit, quit, help, echo, lines.
+void addConsoleCommands(qzlang::CommandTable& table);
+// demo, demo-events.
+void addDemoCommands(qzlang::CommandTable& table);
 
 } // namespace qzconsole

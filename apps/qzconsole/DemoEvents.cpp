@@ -1,5 +1,6 @@
 #include "DemoEvents.hpp"
 #include "EventLoop.hpp"
+#include "LineEditor.hpp"
 
 #include <qzservices/cx_thread_request/mt_callback.hpp>
 #include <qzservices/io/ioFlush.hpp>
@@ -51,8 +52,8 @@ void onDemoDone(long run) {
     bool const atPrompt = waitingForInput() && ::isatty(0);
     if (atPrompt) uvPuts("\n");
     report(" (posting finished)");
-    if (atPrompt) uvPuts(services::PromptHolder::getString()), uvPuts(" ");
     ioFlush();
+    if (atPrompt) lineEditorRedisplay();
 }
 
 void post(long run, long count) {

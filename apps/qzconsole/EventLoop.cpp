@@ -1,4 +1,5 @@
 #include "EventLoop.hpp"
+#include "LineEditor.hpp"
 
 #include <qzservices/cx_thread_request/mt_callback.hpp>
 #include <qzservices/eventqueue/UserEventQueue.hpp>
@@ -73,9 +74,16 @@ void endInput(int fd) {
     eventqueue::UserEventQueue::getInstance()->removeInput(fd);
 }
 
+bool gEditing = false;  // a terminal: the line editor reads the keys
+
 // Reads byte by byte and stops after a line feed, so that what follows the
 // line stays in the descriptor (for the more prompt's keys, and for a pipe).
+// On a terminal the line editor takes one key at a time instead.
 bool onStandardInput(int fd, bool /*flush*/) {
+    if (gEditing) {
+        if (gWaiting) lineEditorReadKey();
+        return true;
+    }
     for (;;) {
         char c = 0;
         ssize_t const n = ::read(fd, &c, 1);
@@ -123,14 +131,33 @@ void installEventLoop() {
     }
 }
 
-bool readLine(std::string& line) {
+void useLineEditor() { gEditing = true; }
+
+bool lineEditorActive() { return gEditing; }
+
+void deliverLine(char const* line) {
+    if (line == nullptr) {
+        gEndOfInput = true;
+        return;
+    }
+    gPending = line;
+    gPending.push_back('\n');
+    gLineReady = true;
+}
+
+bool readLine(std::string& line, char const* prompt) {
     eventqueue::UserEventQueue* q = eventqueue::UserEventQueue::getInstance();
     gWaiting = true;
+    if (gEditing && !gEndOfInput) lineEditorBegin(prompt);
     try {
-        while (!gLineReady && !gEndOfInput) q->flushEventsOrBlock();
+        while (!gLineReady && !gEndOfInput) {
+            q->flushEventsOrBlock();
+            if (gEditing) lineEditorAfterWait();
+        }
     } catch (...) {
         gWaiting = false;
         gPending.clear();
+        if (gEditing) lineEditorCancel();
         throw;
     }
     gWaiting = false;

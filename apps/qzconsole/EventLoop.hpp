@@ -19,7 +19,15 @@ bool postUserEvent(int kind, long data);
 // Waits for one line of standard input (without its line feed), running the
 // events that arrive meanwhile. False at the end of input. A ctrl-C while
 // waiting throws the interrupt exception and drops what was read of the line.
-bool readLine(std::string& line);
+// With the line editor in use, `prompt` stands before the line.
+bool readLine(std::string& line, char const* prompt = "");
+
+// From now on the line editor reads standard input (a terminal), key by key
+// as it becomes readable, so that events still run while the prompt stands.
+void useLineEditor();
+bool lineEditorActive();
+// What the line editor hands over: one finished line, or null at the end of input.
+void deliverLine(char const* line);
 
 // True while readLine waits, that is, while the prompt stands.
 bool waitingForInput();

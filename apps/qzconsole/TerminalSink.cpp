@@ -34,10 +34,20 @@ FdStreamBuffer::int_type FdStreamBuffer::overflow(int_type c) {
 
 int FdStreamBuffer::sync() { return drain() ? 0 : -1; }
 
-TerminalSink::TerminalSink(int fd) : CmdWinSink(boost::shared_ptr<std::streambuf>(boost::make_shared<FdStreamBuffer>(fd))) {}
+TerminalSink::TerminalSink(int fd)
+    : CmdWinSink(boost::shared_ptr<std::streambuf>(boost::make_shared<FdStreamBuffer>(fd))),
+      terminal_(::isatty(fd)),
+      pages_(terminal_ && ::isatty(0)) {}
 
 void TerminalSink::doClc() {
+    if (!terminal_) return;
     getOutStreamBuffer()->sputn("\033[H\033[2J", 7);
+    getOutStreamBuffer()->pubsync();
+}
+
+void TerminalSink::doHome() {
+    if (!terminal_) return;
+    getOutStreamBuffer()->sputn("\033[H", 3);
     getOutStreamBuffer()->pubsync();
 }
 

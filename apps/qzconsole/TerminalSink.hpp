@@ -27,9 +27,19 @@ private:
 class TerminalSink : public CmdWinSink {
 public:
     explicit TerminalSink(int fd);
+    // Pages only where someone reads them and can answer: the output and the
+    // keys are both on a terminal. A pipe gets its text whole.
+    bool supportsMore() const override { return pages_; }
     bool isInputRequestNecessary() override { return false; }
     void requestInput() override {}
-    void doClc() override;  // clears the screen
+    // Clear the screen and home the cursor on a terminal; into a pipe or a
+    // file they write nothing.
+    void doClc() override;
+    void doHome() override;
+
+private:
+    bool terminal_;
+    bool pages_;
 };
 
 class TerminalSinkFactory : public CmdWinSinkFactory {

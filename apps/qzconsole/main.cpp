@@ -1,27 +1,48 @@
 // qzconsole: the reference host of the services library on a plain terminal.
-// It installs a command-window sink of its own, fills the callback table,
-// starts as a host given the word "nodesktop" would, takes the window size from
-// the terminal, and runs a small command language whose output takes the
-// library's whole road: proxy, taps and "--more--" paging. It waits for input
-// in the library's user event queue, so that events and callbacks posted by
-// other threads run while the prompt stands; callbacks also run between
-// statements.
+//
+// Start-up is what every host does, in this order: fill the callback tables,
+// install a command-window sink factory, push the streams onto the command
+// window, and take the window size from the terminal. The console then reads
+// statements of a small language of literals and shows each result through
+// the library's array display, so that output takes the library's whole road:
+// proxy, taps and "--more--" paging. It waits for input in the library's user
+// event queue, so that events and callbacks posted by other threads run while
+// the prompt stands; callbacks also run between statements. At the end it
+// walks the shutdown phases.
 #include "Commands.hpp"
+#include "ConsoleShutdown.hpp"
+#include "Demo.hpp"
 #include "DemoEvents.hpp"
 #include "EventLoop.hpp"
-#include "Demo.hpp"
+#include "LineEditor.hpp"
 #include "Terminal.hpp"
 #include "TerminalSink.hpp"
 
+#include <qzlang/Lexer.hpp>
+#include <qzlang/Session.hpp>
 #include <qzservices/qzservices.hpp>
 #include <uv/uv.hpp>
 
+#include <cstdio>
 #include <cstring>
-#include <iostream>
 #include <string>
 #include <unistd.h>
 
 namespace {
+
+char const kUsage[] =
+    "Usage: qzconsole [--demo | --version | --help] [WORD...]\n"
+    "\n"
+    "Reads statements and shows their results as the services library displays them.\n"
+    "On a terminal: a \">> \" prompt with line editing and history. Otherwise statements\n"
+    "are read line by line with no prompt; the exit status is 1 if one of them failed.\n"
+    "\n"
+    "  --demo      print a tour of array display and leave\n"
+    "  --version   print the version and leave\n"
+    "  --help      print this text and leave\n"
+    "  WORD        a start-up word for the session, such as nodesktop or nojvm\n"
+    "\n"
+    "Type help at the prompt for the statements and commands.\n";
 
 void configureHost(int argc, char** argv) {
     uvSetSignalThread();
@@ -31,7 +52,7 @@ void configureHost(int argc, char** argv) {
     svJavaSupportLevel level = svJavaUnspecified;
     svJavaProcessCmdlineArg("nodesktop", &level);
     for (int i = 1; i < argc; ++i)
-        if (std::strcmp(argv[i], "--demo") != 0) svJavaProcessCmdlineArg(argv[i], &level);
+        if (std::strncmp(argv[i], "--", 2) != 0) svJavaProcessCmdlineArg(argv[i], &level);
     svJavaSetSupport(level);
 
     _svIoCallbacks table = {};
@@ -39,26 +60,65 @@ void configureHost(int argc, char** argv) {
     table.flushRead = &qzconsole::readOneKey;
     table.deleteCurrentLine = &qzconsole::deleteCurrentLine;
     svSetIoCallbacks(&table);
+    svSetWS_SleepFcn(&qzconsole::sleepSeconds);
+    svSetUIW_CWCallbacks(&qzconsole::flushCommandWindow, nullptr, &qzconsole::clearCommandWindow, nullptr);
 
     ioUpdateWindowSize();
-    qzconsole::installInterruptHandler();
+    // The library keeps the slot for the host's signal set-up: SIGINT marks
+    // an interrupt as pending, SIGWINCH a new window size.
+    svRegisterSigInitFcn(&qzconsole::installInterruptHandler);
+    svSigInit();
     qzconsole::installEventLoop();
     qzconsole::installDemoEvents();
 }
 
-// Ends a command (or a wait) that a "q" at the more prompt or a ctrl-C left.
+// Ends a statement (or a wait) that a "q" at the more prompt or a ctrl-C left.
 void clearInterrupt(Orrery::System::InterruptException const& e) {
     uvSetInterruptPending(0);
     services::io::setStopPrintingFlag(false);
     if (e.isFromCtrlC()) services::io::CmdWinSinkHandle::ctrlCProcessed();
 }
 
+// One statement, which may run over several lines while a bracket is open.
+// False at the end of input with nothing read.
+bool readStatement(std::string& text, bool interactive) {
+    std::string const prompt = interactive ? std::string(services::PromptHolder::getString()) + " " : std::string();
+    std::string line;
+    if (!qzconsole::readLine(line, prompt.c_str())) return false;
+    text = line;
+    while (qzlang::needsMoreInput(text)) {
+        if (!qzconsole::readLine(line, "")) break;  // the end of input: the statement's error shows
+        text += "\n" + line;
+    }
+    return true;
+}
+
+// Options that end the program before the session starts; -1 when none.
+int handleOptions(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--version") == 0) {
+            std::printf("qzconsole %s\n", QZCONSOLE_VERSION);  // built with the library, so one version
+            return 0;
+        }
+        if (std::strcmp(argv[i], "--help") == 0) {
+            std::fputs(kUsage, stdout);
+            return 0;
+        }
+        if (std::strncmp(argv[i], "--", 2) == 0 && std::strcmp(argv[i], "--demo") != 0) {
+            std::fprintf(stderr, "qzconsole: unknown option %s\n\n%s", argv[i], kUsage);
+            return 2;
+        }
+    }
+    return -1;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    using services::io::CXStream;
-    configureHost(argc, argv);
+    int const early = handleOptions(argc, argv);
+    if (early >= 0) return early;
 
+    configureHost(argc, argv);
     static qzconsole::TerminalSinkFactory factory;
     services::io::CmdWinSinkHandle::setFactory(&factory);
     CXPushDefaultSink session;
@@ -72,32 +132,48 @@ int main(int argc, char** argv) {
         }
     }
 
-    bool interactive = ::isatty(0);
-    std::string line;
+    qzlang::Session language;
+    qzconsole::addConsoleCommands(language.commands());
+    qzconsole::addDemoCommands(language.commands());
+    qzconsole::registerConsoleShutdown();
+
+    bool const interactive = ::isatty(0);
+    if (interactive) {
+        qzconsole::lineEditorInit();
+        qzconsole::useLineEditor();
+    }
+    int status = 0;
+    bool exitAccepted = false;
+    std::string text;
     for (;;) {
-        ioUpdateWindowSize();
-        if (interactive) uvPuts(services::PromptHolder::getString()), uvPuts(" ");
+        ioUpdateWindowSize();  // a resized window counts from the next display
         ioFlush();
         try {
-            if (!qzconsole::readLine(line)) break;
+            if (!readStatement(text, interactive)) break;
         } catch (Orrery::System::InterruptException const& e) {
-            // ctrl-C at the prompt drops the line and asks again.
+            // ctrl-C at the prompt drops the line and asks again, on a fresh line.
             clearInterrupt(e);
-            uvPuts("\n");
             continue;
         }
+        ioUpdateWindowSize();
         services::io::resetMoreCount();
+        qzlang::CommandResult result = qzlang::CommandResult::Continue;
         try {
-            if (qzconsole::runCommand(line) == qzconsole::Outcome::Exit) break;
+            if (!qzlang::executeAndReport(language, text, &result) && !interactive) status = 1;
             // Between statements: what other threads asked of this one.
             mtServiceCallbackRequestsInterlaced();
         } catch (Orrery::System::InterruptException const& e) {
-            // "q" at the more prompt, or ctrl-C: the command ends, the session goes on.
+            // "q" at the more prompt, or ctrl-C: the statement ends, the session goes on.
             clearInterrupt(e);
         }
-        CXStream::CXOut.clear();
-        CXStream::CXErr.clear();
+        services::io::CXStream::CXOut.clear();
+        services::io::CXStream::CXErr.clear();
         ioFlush();
+        if (result == qzlang::CommandResult::Exit) {
+            exitAccepted = qzconsole::mayExit();
+            if (exitAccepted) break;
+            uvPuts("The exit was refused; the session goes on.\n");
+        }
     }
     // Whatever the demo thread posted still runs before the console goes.
     qzconsole::finishDemoEvents();
@@ -107,7 +183,9 @@ int main(int argc, char** argv) {
     } catch (Orrery::System::InterruptException const& e) {
         clearInterrupt(e);
     }
+    if (!exitAccepted) qzconsole::askAtEndOfInput();
+    qzconsole::shutDown();
     if (interactive) uvPuts("\n");
     ioFlush();
-    return 0;
+    return status;
 }

@@ -40,12 +40,7 @@ vxArray_tag* stateNameArray(ContainerFeature::ContainerFeatureState state) {
 }
 
 struct RegisterContainerFeature {
-    RegisterContainerFeature() {
-        getContainerFeature();
-        // The path manager starts with the plain set: the feature is off at load.
-        svSetPathManagerDefaultIOFcns();
-        svRegisterBuiltin("container", 0, &containerFeatureBuiltin);
-    }
+    RegisterContainerFeature() { getContainerFeature(); }
 };
 
 } // namespace
@@ -58,6 +53,9 @@ ContainerFeature::ContainerFeature() : state(0), startRFSM(nullptr) {
     RFSMbuilder* builder = new RFSMbuilder;
     startRFSM = builder->makeRFSM();
     delete builder;  // the machine stays
+    // The feature is off at load: the path manager starts with the plain set.
+    svSetPathManagerDefaultIOFcnsOrig();
+    svRegisterBuiltin("container", 0, &containerFeatureBuiltin);
 }
 
 ContainerFeature::~ContainerFeature() {

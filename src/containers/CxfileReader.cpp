@@ -123,12 +123,21 @@ void* ContainerCxfileReader::read(unsigned long* size, _memory_context*, char co
     stream->setReturnOnError(true);
     stream->setContinueNotFound(true);
     unsigned char* buffer = nullptr;
+    unsigned long wanted = 0;
     if (stream->open("rb")) {
         long const bytes = file->size();
-        *size = stream->read(&buffer, bytes > 0 ? static_cast<unsigned long>(bytes) : 0);
+        wanted = bytes > 0 ? static_cast<unsigned long>(bytes) : 0;
+        *size = stream->read(&buffer, wanted);
         stream->close();
     }
     *error = stream->getStreamAccess();
+    // A stream layered on a CAT file keeps its own code clean; a failure of
+    // the file beneath shows through the chain.
+    if (!svIoStream::isError(*error)) {
+        int const below = file->findStreamAccessInError();
+        if (below > 0) *error = below;
+    }
+    if (*error == 0 && *size != wanted) *error = 2;  // the file is shorter than its record
     if (*error != 0) {
         uvFree(buffer);
         *size = 0;

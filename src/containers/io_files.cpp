@@ -127,17 +127,19 @@ FILE* ioFopenErrorChk(char const* name, char const* mode) {
 }
 
 FILE* ioFopenErrorChkPath(char const* name, char const* mode) {
-    errno = 0;
-    FILE* file = ioFopenPath(name, mode);
-    if (file == nullptr) ioReportOpenError(false, name);
-    return file;
+    char outPath[IO_PATH_BUFFER];
+    return ioFopenErrorChkPathName(name, mode, outPath);
 }
 
 FILE* ioFopenErrorChkPathName(char const* name, char const* mode, char* outPath) {
     errno = 0;
     int outErrno = 0;
     FILE* file = ioFopenPathName(name, mode, outPath, &outErrno);
-    if (file == nullptr) ioReportOpenError(false, name);
+    if (file == nullptr) {
+        // The search between may have touched errno: report the open's own.
+        if (outErrno != 0) errno = outErrno;
+        ioReportOpenError(false, name);
+    }
     return file;
 }
 

@@ -29,7 +29,7 @@ svContainerFile* fileOf(Walk const& w) {
 // known; one stat tells it, so that asking for a container or for a file
 // reports the wrong kind in both families.
 void learnType(svContainer* tail) {
-    if (tail->getFileType() != svFile::typeUnknown || tail->getName() == nullptr || tail->standsAtDot()) return;
+    if (tail->getFileType() != svFile::typeUnknown || tail->standsAtDot()) return;
     tail->saveFileStat();
     if (!tail->stat()) tail->recoverFileStat();
 }

@@ -24,7 +24,12 @@ enum { kCantReadFile = 2, kFileCorrupt = 3, kFileNotFound = 9 };
 } // namespace
 
 long catFileTime(svContainerFileIoStream* base) {
-    if (base == nullptr || base->getStreamFile() == nullptr) return -1;
+    if (base == nullptr) return -1;
+    if (auto* plain = dynamic_cast<svStdContainerFileBufferIoStream*>(base)) {
+        long const t = plain->getModificationTime();
+        if (t != -1) return t;
+    }
+    if (base->getStreamFile() == nullptr) return -1;
     svFile* catFile = base->getStreamFile();
     if (catFile->getTime() == -1) catFile->stat();
     return catFile->getTime();
@@ -87,7 +92,10 @@ bool svCatContainerDirIoStream::close() {
 }
 
 long svCatContainerDirIoStream::catFileLength() {
-    if (base == nullptr || base->getStreamFile() == nullptr) return -1;
+    if (base == nullptr) return -1;
+    // The plain stream knows the length of its open file: one fstat, no path.
+    if (auto* plain = dynamic_cast<svStdContainerFileBufferIoStream*>(base)) return plain->getLength();
+    if (base->getStreamFile() == nullptr) return -1;
     svFile* catFile = base->getStreamFile();
     if (catFile->getTime() == -1 && !catFile->stat()) return -1;
     return catFile->getSize();

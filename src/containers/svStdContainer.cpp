@@ -198,6 +198,7 @@ bool svStdContainerFileBufferIoStream::open(char const* mode) {
     int const err = errno;
     setStream(f);
     if (f != nullptr) {
+        if (mode == nullptr || mode[0] == 'r') position = 0;  // a fresh read stream stands at the start
         streamAccess = 0;
         return true;
     }
@@ -209,6 +210,9 @@ bool svStdContainerFileBufferIoStream::close() {
     if (stream == nullptr) return true;
     int const rc = std::fclose(stream);
     stream = nullptr;
+    position = -1;
+    length = -1;
+    mtime = -1;
     return rc == 0;
 }
 
@@ -225,6 +229,7 @@ unsigned long svStdContainerFileBufferIoStream::read(unsigned char** buffer, uns
     errno = 0;
     size_t const got = std::fread(*buffer, 1, count, stream);
     streamAccess = errno != 0 ? 2 : 0;
+    position = streamAccess == 0 && position >= 0 ? position + static_cast<long>(got) : -1;
     return got;
 }
 
@@ -233,9 +238,11 @@ long svStdContainerFileBufferIoStream::getpos() {
         streamAccess = 1;
         return -1;
     }
+    if (position >= 0) return position;  // cheap: no system call
     errno = 0;
     long const pos = std::ftell(stream);
     if (errno != 0) streamAccess = getStreamAccessFromErr(errno);
+    position = pos;
     return pos;
 }
 
@@ -244,17 +251,36 @@ bool svStdContainerFileBufferIoStream::setpos(long position) {
         streamAccess = 1;
         return false;
     }
+    if (this->position == position && position >= 0) return true;
     errno = 0;
     if (std::fseek(stream, position, SEEK_SET) != 0) {
+        this->position = -1;
         streamAccess = getStreamAccessFromErr(errno);
         return false;
     }
+    this->position = position;
     return true;
 }
+
+bool svStdContainerFileBufferIoStream::statted() {
+    if (stream == nullptr) return false;
+    if (length >= 0) return true;
+    struct stat st;
+    if (fstat(fileno(stream), &st) != 0) return false;
+    length = static_cast<long>(st.st_size);
+    mtime = static_cast<long>(st.st_mtime);
+    return true;
+}
+
+long svStdContainerFileBufferIoStream::getLength() { return statted() ? length : -1; }
+long svStdContainerFileBufferIoStream::getModificationTime() { return statted() ? mtime : -1; }
 
 void svStdContainerFileBufferIoStream::setStream(FILE* s) {
     close();
     stream = s;
+    position = -1;
+    length = -1;
+    mtime = -1;
 }
 
 svIoStream::StreamAccessReturnValue svStdContainerFileBufferIoStream::getStreamAccessFromErr(int err) {

@@ -72,3 +72,6 @@ void numWindowRowsFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_
     checkSizeBuiltinArgs(outCount, inCount);
     outArgs[0] = vxCreateDoubleScalar(static_cast<double>(ioGetNumWindowRows()));
 }
+
+size_t ioGetRealNumWindowColumns() { return windowColumns; }
+bool ioGetUseEightyColumns() { return useEightyColumns; }

@@ -257,3 +257,22 @@ TEST_F(CatRead, BadMagicIsCorrupt) {
     EXPECT_EQ(c->findStreamAccessInError(), 3);
     EXPECT_EQ(svIoStream::getStreamAccessStrings(3), "File is corrupt");
 }
+
+TEST_F(CatRead, DeepNestingReadsAndItsTruncationIsCaught) {
+    // 100 directories inside each other, a file at the bottom.
+    Node node = file("bottom.txt", "at the bottom");
+    std::string inner;
+    for (int i = 0; i < 100; ++i) {
+        node = dir("d", {node});
+        inner += "/d";
+    }
+    std::string const bytes = catFile({node}, true);
+    write("deep.cat", bytes);
+    EXPECT_EQ(readThrough(path("deep.cat") + inner + "/bottom.txt"), "at the bottom");
+    // Cut in the middle: the outer blocks claim more than the file holds.
+    write("deep.cat", bytes.substr(0, bytes.size() / 2));
+    std::unique_ptr<svContainer> c(svContainer::svFindContainer((path("deep.cat") + inner).c_str()));
+    int const code = c->findStreamAccessInError();
+    EXPECT_TRUE(code == 2 || code == 3) << code;
+    EXPECT_EQ(readThrough(path("deep.cat") + inner + "/bottom.txt").substr(0, 6), "<code ");
+}

@@ -264,3 +264,42 @@ TEST(IoExpand, TildeIsTheHomeDirectory) {
     EXPECT_EQ(std::string(ioExpandFileName("~/x", buffer)), std::string(home) + "/x");
     EXPECT_STREQ(ioExpandFileName("plain/~x", buffer), "plain/~x");
 }
+
+TEST_F(IoFiles, OverlongNamesRaise) {
+    std::string const name(IO_MAX_FILENAME + 1, 'n');
+    char outPath[IO_PATH_BUFFER];
+    int outErrno = 0;
+    try {
+        ioFopenPathName(name.c_str(), "r", outPath, &outErrno);
+        ADD_FAILURE() << "no error";
+    } catch (vx::Error const& e) {
+        EXPECT_EQ(e.identifier(), "CALYX:fileio:filenameTooLong");
+    }
+}
+
+TEST_F(IoFiles, CdRootComesFromTheMountTable) {
+    // A "mount" of our own, first on the PATH, prints a known table.
+    makeDir("bin");
+    write("bin/mount",
+          "#!/bin/sh\n"
+          "echo 'proc on /proc type proc (rw)'\n"
+          "echo '/dev/sda1 on / type ext4 (rw)'\n"
+          "echo 'not-a-device on /x type iso9660 (ro)'\n"
+          "echo '/dev/sr0 on /media/cd0 type iso9660 (ro)'\n"
+          "echo '/dev/sr1 on /media/cd1 type iso9660 (ro)'\n");
+    ASSERT_EQ(chmod(path("bin/mount").c_str(), 0755), 0);
+    std::string const oldPath = std::getenv("PATH");
+    setenv("PATH", (path("bin") + ":" + oldPath).c_str(), 1);
+    char rootName[IO_PATH_BUFFER] = "";
+    int const first = ioGetCDroot(1, rootName);
+    std::string const firstRoot = rootName;
+    int const second = ioGetCDroot(2, rootName);
+    std::string const secondRoot = rootName;
+    int const third = ioGetCDroot(3, rootName);
+    setenv("PATH", oldPath.c_str(), 1);
+    EXPECT_EQ(first, 1);
+    EXPECT_EQ(firstRoot, "/media/cd0");  // lines not starting with "/" are skipped
+    EXPECT_EQ(second, 1);
+    EXPECT_EQ(secondRoot, "/media/cd1");
+    EXPECT_EQ(third, 0);
+}

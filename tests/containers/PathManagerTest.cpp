@@ -127,3 +127,20 @@ TEST_F(PathManagerSets, PathTakesCatDirectoriesOnlyWithTheFeatureOn) {
     pxDestroyPath(p);
     pxDestroyPath(q);
 }
+
+TEST_F(PathManagerSets, ListingsAreCachedUntilARefresh) {
+    pxPath p = pxCreatePath("path-manager-cache-test");
+    ASSERT_TRUE(pxReplacePath(p, path("plain").c_str()));
+    EXPECT_EQ(pxGetDirectoryListing(p, 0), (std::vector<std::string>{"p.m"}));
+    write("plain/q.m", "new");
+    EXPECT_EQ(pxGetDirectoryListing(p, 0), (std::vector<std::string>{"p.m"}));  // cached
+    char found[PX_MAX_PATH];
+    EXPECT_FALSE(pxFindFile(p, "q.m", found));
+    pxRefreshAllDirectories(p, 2);
+    EXPECT_EQ(pxGetDirectoryListing(p, 0).size(), 2u);
+    EXPECT_TRUE(pxFindFile(p, "q.m", found));
+    write("plain/r.m", "newer");
+    pxChangedUnknownDir(p, path("plain").c_str());
+    EXPECT_EQ(pxGetDirectoryListing(p, 0).size(), 3u);
+    pxDestroyPath(p);
+}

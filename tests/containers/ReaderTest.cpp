@@ -170,3 +170,19 @@ TEST_F(Readers, CycleCounterTimesTheStagesWhenOn) {
     EXPECT_EQ(counter->count(0), before + 1);
     EXPECT_EQ(counter->count(2), before + 1);
 }
+
+TEST_F(Readers, ContainerReaderRefusesWhatIsNotAFile) {
+    ContainerCxfileReader reader;
+    unsigned long size = 7;
+    ioErrorMessage error = 0;
+    EXPECT_EQ(reader.read(&size, nullptr, "/", &error), nullptr);
+    EXPECT_NE(error, 0);
+    EXPECT_EQ(size, 0u);
+    write("t.cat", catFile({dir("d", {})}, false));
+    error = 0;
+    EXPECT_EQ(reader.read(&size, nullptr, path("t.cat").c_str(), &error), nullptr);
+    EXPECT_NE(error, 0);
+    error = 0;
+    EXPECT_EQ(reader.read(&size, nullptr, path("t.cat/d").c_str(), &error), nullptr);
+    EXPECT_NE(error, 0);
+}

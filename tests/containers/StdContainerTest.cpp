@@ -66,6 +66,27 @@ TEST_F(StdFamily, MissingFileWithContinueNotFoundGivesNineQuietly) {
     EXPECT_THROW(f->getFileStream()->open("rb"), vx::Error);
 }
 
+TEST_F(StdFamily, RaisedErrorsAlwaysCarryTheReservedDeviceText) {
+    // Writing over a directory fails with EISDIR, even for the superuser.
+    makeDir("adir");
+    svStdContainerFile object;  // outlives the stream, which does not own it
+    object.setName(path("adir").c_str());
+    svStdContainerFileBufferIoStream stream;
+    stream.setStreamFile(&object);
+    stream.setReturnOnError(true);
+    try {
+        stream.open("wb");
+        ADD_FAILURE() << "no error raised";
+    } catch (vx::Error const& e) {
+        EXPECT_EQ(e.identifier(), "CALYX:legacy_two_part:containerStreamError");
+        EXPECT_NE(std::string(e.what()).find("Reserved Unix device"), std::string::npos) << e.what();
+        EXPECT_NE(std::string(e.what()).find(path("adir")), std::string::npos) << e.what();
+    }
+    stream.setReturnOnError(false);
+    EXPECT_FALSE(stream.open("wb"));
+    EXPECT_EQ(stream.getStreamAccess(), 1);
+}
+
 TEST_F(StdFamily, NoPermissionRaisesWithTheReservedDeviceText) {
     if (geteuid() == 0) GTEST_SKIP() << "permissions do not bind the superuser";
     write("locked.txt", "secret");

@@ -212,3 +212,14 @@ TEST_F(Walk, FindContainerFileOnADirectoryGivesWrongKind) {
     EXPECT_EQ(f->getFileType(), 2);
     EXPECT_EQ(f->getFileAccess(), 5);
 }
+
+TEST_F(Walk, RelativePathThatCannotBeMadeAbsoluteHasNoRoot) {
+    // Short enough to be taken, too long once the current directory is in front.
+    char cwd[4096];
+    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+    std::string const relative(SV_PATH_BUFFER_SIZE - 2, 'r');
+    RFSMwalker walker;
+    EXPECT_FALSE(walker.walkRFSM(relative.c_str(), false));
+    std::unique_ptr<svContainer> tail(walker.getTail());
+    EXPECT_EQ(tail->getFileAccess(), 4);
+}

@@ -144,4 +144,58 @@ TEST(TerminalKeyboard, InputThatIsNoTerminalPassesThrough) {
     EXPECT_EQ(0, WEXITSTATUS(status));
 }
 
+TEST(TerminalKeyboard, Vt100DescriptionAndBuiltInRowsTogether) {
+    // vt100: kcuu1 is ESC O A and kbs is ^H; ESC [ A and 127 come from the built-in rows.
+    PtyRun run = runOnPty("vt100", "\x1bOA\x1b[A\x08\x7f", decodeKeys(4));
+    EXPECT_EQ(0, run.exitCode);
+    EXPECT_EQ("R[259][259][263][263]", run.out);
+}
+
+TEST(TerminalKeyboard, XtermBackspaceReplacesTheBuiltInRow) {
+    // xterm's kbs is 127 itself: the description's record takes the sequence
+    // over, and it still reads as the backspace key.
+    PtyRun run = runOnPty("xterm", "\x7f\x08", decodeKeys(2));
+    EXPECT_EQ("R[263][8]", run.out);
+}
+
+// A description compiled here (tic -x) whose screen capabilities "cl", "ho"
+// and "le" are its own, with a clear sequence longer than the 32 characters
+// kept for it.
+TEST(TerminalKeyboard, DescriptionKeysWinAndOversizedCapabilitiesAreRefused) {
+    char folder[] = "/tmp/qz_terminfo_XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(folder));
+    std::string const dir = folder;
+    std::string const clear33 = "\\E[H\\E[2J\\E[3J\\E[H\\E[2J\\E[3J\\E[H\\E[2J\\E[3J";
+    {
+        FILE* src = std::fopen((dir + "/qz.src").c_str(), "w");
+        ASSERT_NE(nullptr, src);
+        std::fprintf(src,
+                     "qztest|terminal with an oversized clear,\n\tcl=%s,\n\tho=\\E[7H, le=\\E[9D,\n"
+                     "\tkbs=\\177, kcuu1=\\EOA, kcud1=\\E[X,\n\tsmkx=\\E[?1h, rmkx=\\E[?1l,\n",
+                     clear33.c_str());
+        std::fclose(src);
+    }
+    std::string const compile = "tic -x -o " + dir + " " + dir + "/qz.src 2>/dev/null";
+    if (std::system(compile.c_str()) != 0) {
+        std::system(("rm -rf " + dir).c_str());
+        GTEST_SKIP() << "tic cannot compile terminal descriptions here";
+    }
+    PtyRun run = runOnPty("qztest", "\x1bOA\x1b[A\x7f\x1b[X", [dir] {
+        setenv("TERMINFO", dir.c_str(), 1);
+        ioSetNonCanonicalMode();
+        svHomeCursor();
+        std::fputs("|", stdout);
+        svClearAlpha();
+        std::fputs("|", stdout);
+        ioBackspace(1);
+        std::fputs("R", stdout);
+        std::fflush(stdout);
+        for (int i = 0; i < 4; ++i) std::printf("[%d]", ioGetCharNoEcho(true, false));
+    });
+    std::system(("rm -rf " + dir).c_str());
+    EXPECT_EQ(0, run.exitCode);
+    // Home and left are the description's; clear keeps the built-in value.
+    EXPECT_EQ("\x1b[7H|\x1b[H\x1b[2J|\x1b[9DR[259][259][263][258]", run.out);
+}
+
 } // namespace

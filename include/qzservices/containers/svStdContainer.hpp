@@ -72,7 +72,7 @@ private:
 
 class svStdContainerFileBufferIoStream : public svContainerFileIoStream {
 public:
-    svStdContainerFileBufferIoStream() : stream(nullptr) {}
+    svStdContainerFileBufferIoStream() : stream(nullptr), position(-1), length(-1), mtime(-1) {}
     ~svStdContainerFileBufferIoStream() override;
     bool open() override;
     bool open(char const* mode) override;
@@ -83,6 +83,10 @@ public:
 
     FILE* getStream() const { return stream; }
     void setStream(FILE* s);
+    // The length and modification time of the open file (one fstat per
+    // open, shared by both), or -1.
+    long getLength();
+    long getModificationTime();
     // The code for an errno; with returnOnError set it raises
     // containerStreamError instead (but for a missing file when
     // continueNotFound is set).
@@ -90,6 +94,13 @@ public:
 
 private:
     FILE* stream;
+    // Where the stream stands, as far as our own calls moved it (-1 unknown):
+    // a CAT look-up asks to go where it already is often, and each fseek
+    // would throw away stdio's buffer and read it again.
+    long position;
+    long length;
+    long mtime;
+    bool statted();
 };
 
 // The text shared by the two file streams' getStreamAccessFromErr.

@@ -30,3 +30,7 @@ int ioGetBuzz();  // whether the beep is on
 // even when outCount is 0, and belongs to the caller.
 void numWindowColsFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);  // the width
 void numWindowRowsFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);  // the height
+
+// The real width, whatever eighty-column mode says, and whether that mode is on.
+size_t ioGetRealNumWindowColumns();
+bool ioGetUseEightyColumns();

@@ -117,6 +117,11 @@ UnicodeConverterX* UnicodeConverterX::getThreadSpecific(char const* name) {
     return tc.current.get();
 }
 
+std::string UnicodeConverterX::getDefaultName() {
+    ThreadConverters& tc = threadConverters();
+    return tc.defaults.empty() ? nativeDefaultName() : tc.defaults.back();
+}
+
 void UnicodeConverterX::pushTssDefaultConvName(char const* name) {
     // Built first, so that a refused name leaves the stack as it was.
     std::unique_ptr<UnicodeConverterX> converter(new UnicodeConverterX(name));

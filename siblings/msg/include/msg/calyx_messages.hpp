@@ -53,6 +53,16 @@ QZ_MSG_CLASS0("CALYX:legacy_two_part", wrongContainerFeatureInput)
 QZ_MSG_CLASS0("CALYX:legacy_two_part", wrongContainerFeatureValue)
 } // namespace legacy_two_part
 
+namespace prefs {
+QZ_MSG_CLASS0("CALYX:prefs", BadInput)
+QZ_MSG_CLASS0("CALYX:prefs", InsufficientMemory)
+QZ_MSG_CLASS1("CALYX:prefs", MkdirFailed)
+} // namespace prefs
+
+namespace settings { namespace core {
+QZ_MSG_CLASS1("CALYX:settings:core", FileLoadingError)
+}} // namespace settings::core
+
 namespace services {
 QZ_MSG_CLASS1("CALYX:services", cantOpenFile)
 QZ_MSG_CLASS1("CALYX:services", cantOpenFileNoPermission)

@@ -56,6 +56,9 @@ public:
     // The IANA name of the process's native encoding (from LC_CTYPE, with plain
     // ASCII widened to UTF-8), used when the thread has pushed nothing.
     static std::string nativeDefaultName();
+    // The name of the calling thread's default converter: the name pushed
+    // last, or the native one.
+    static std::string getDefaultName();
 
 private:
     std::string name_;

@@ -1,0 +1,41 @@
+#include "ConsoleShutdown.hpp"
+#include "DemoEvents.hpp"
+#include "LineEditor.hpp"
+
+#include <qzservices/state/ShutdownRegistry.hpp>
+
+namespace qzconsole {
+
+namespace {
+
+class ConsoleShutdownObject : public ShutdownObject {
+public:
+    ConsoleShutdownObject() : ShutdownObject("qzconsole") {}
+    // No thread of the console may outlive the phases.
+    void preTerminate() const override { finishDemoEvents(); }
+    // The terminal as the console found it.
+    void terminate() const override { lineEditorEnd(); }
+};
+
+} // namespace
+
+void registerConsoleShutdown() {
+    static bool registered = false;
+    if (registered) return;
+    registered = true;
+    ShutdownRegistry::RegisterObject(new ConsoleShutdownObject);  // the registry owns it
+}
+
+bool mayExit() { return ShutdownRegistry::IsOkToExit() && ShutdownRegistry::CloseAllAppWindows(false); }
+
+void askAtEndOfInput() {
+    ShutdownRegistry::IsOkToExit();
+    ShutdownRegistry::CloseAllAppWindows(true);
+}
+
+void shutDown() {
+    ShutdownRegistry::PreTerminateApps();
+    ShutdownRegistry::TerminateApps();
+}
+
+} // namespace qzconsole

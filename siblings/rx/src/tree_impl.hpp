@@ -1,0 +1,19 @@
+// The compiled form behind RX_Tree, and the matcher's access to results.
+#pragma once
+#include "rx/rx.hpp"
+
+#include <boost/regex/icu.hpp>
+
+struct RX_Tree::Impl {
+    boost::u32regex regex;
+};
+
+struct RX_TreeAccess {
+    static std::vector<RX_Token>& tokens(RX_Results& r) { return r.tokens_.tokens_; }
+    static void setMatch(RX_Results& r, size_t start, size_t length) {
+        r.matched_ = true;
+        r.start_ = start;
+        r.length_ = length;
+    }
+    static void abandon(RX_Results& r) { r.abandoned_ = true; }
+};

@@ -1,0 +1,11 @@
+#include "uv/warning_utilities.hpp"
+
+namespace {
+uvWarningUtilities::NeedsFormattingFcn needsFormattingFcn = nullptr;
+}
+
+void uvWarningUtilities::registerNeedsFormattingForDisplay(NeedsFormattingFcn fcn) {
+    if (fcn != nullptr) needsFormattingFcn = fcn;
+}
+
+bool uvWarningUtilities::needsFormattingForDisplay() { return needsFormattingFcn != nullptr && needsFormattingFcn(); }

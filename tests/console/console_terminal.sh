@@ -1,0 +1,119 @@
+#!/usr/bin/env bash
+# The console on a terminal, through tmux under TERM=xterm-256color: the
+# prompt, "--more--" paging with space, another key and "q", ctrl-C during a
+# long display, a resized window changing the next display's columns, and
+# history recall with the up arrow. Argument: the qzconsole binary.
+set -uo pipefail
+console=$1
+failures=0
+fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+
+if ! command -v tmux >/dev/null; then
+    echo "tmux not found: the terminal cases are skipped"
+    exit 0
+fi
+export TERM=xterm-256color
+session="qzconsole-terminal-$$"
+socket="qzconsole-test-$$"
+tm() { tmux -L "$socket" "$@"; }
+trap 'tm kill-server 2>/dev/null' EXIT
+
+pane() { tm capture-pane -t "$session" -p; }
+# The last line of the pane that is not blank.
+lastLine() { pane | grep -v '^ *$' | tail -n 1; }
+# Waits up to 20 s for the pane to satisfy a test: `until_pane grep -q TEXT`.
+until_pane() {
+    for _ in $(seq 1 100); do
+        pane | "$@" >/dev/null 2>&1 && return 0
+        sleep 0.2
+    done
+    return 1
+}
+prompt_back() { until_pane bash -c '[ "$(grep -v "^ *$" | tail -n 1)" = ">>" ]'; }
+type_line() { tm send-keys -t "$session" -l "$1"; tm send-keys -t "$session" Enter; }
+clear_screen() { type_line clc; prompt_back; }
+
+tm new-session -d -s "$session" -x 100 -y 30 "TERM=xterm-256color $console" || { echo "tmux did not start"; exit 1; }
+
+# ---- the prompt ----
+prompt_back || fail "no prompt: $(pane)"
+[ "$(lastLine)" = ">>" ] || fail "the prompt reads [$(lastLine)]"
+
+# ---- more 5 and a display of 20 rows: 2 header lines and a blank, then
+# pages of 5 lines; space gives a page, another key one line, q ends ----
+type_line 'more 5'
+prompt_back
+clear_screen
+[ "$(pane | grep -vc '^ *$')" = 1 ] || fail "clc left text on the screen: $(pane)"
+type_line "A = (1:20)'"
+until_pane grep -q -- '--more--' || fail "no --more-- prompt: $(pane)"
+p=$(pane)
+grep -qx '     2' <<<"$p" && ! grep -qx '     3' <<<"$p" || fail "first page is not blank, A =, blank, 1, 2: $p"
+tm send-keys -t "$session" ' '
+until_pane grep -qx '     7' || fail "space gave no page: $(pane)"
+p=$(pane)
+! grep -qx '     8' <<<"$p" && [ "$(lastLine)" = "--more--" ] || fail "space gave more than a page: $p"
+tm send-keys -t "$session" 'x'
+until_pane grep -qx '     8' || fail "another key gave no line: $(pane)"
+! pane | grep -qx '     9' || fail "another key gave more than one line: $(pane)"
+tm send-keys -t "$session" 'q'
+prompt_back || fail "q did not end the display: $(pane)"
+! pane | grep -qx '     9' || fail "the display went on after q: $(pane)"
+! pane | grep -q -- '--more--' || fail "--more-- stayed on the screen: $(pane)"
+type_line 'more off'
+prompt_back
+
+# ---- ctrl-C during a long display ----
+clear_screen
+type_line "L = (1:3000000)'"
+until_pane grep -qE '^ +[0-9]{4,}$' || fail "the long display did not start: $(pane)"
+tm send-keys -t "$session" C-c
+prompt_back || fail "no prompt after ctrl-C: $(pane)"
+sleep 0.5
+[ "$(lastLine)" = ">>" ] || fail "the display went on after ctrl-C: $(pane)"
+pane | grep -qx ' *3000000' && fail "the display ran to its end: ctrl-C did not stop it"
+type_line 'y = 8'
+until_pane grep -qx '     8' || fail "the statement after ctrl-C did not run: $(pane)"
+prompt_back
+
+# ---- ctrl-C at the prompt drops the line being typed ----
+clear_screen
+tm send-keys -t "$session" -l 'abc'
+until_pane grep -qx '>> abc' || fail "typed text not shown: $(pane)"
+tm send-keys -t "$session" C-c
+prompt_back || fail "no fresh prompt after ctrl-C at the prompt: $(pane)"
+[ "$(pane | grep -A1 -x '>> abc' | tail -n 1)" = ">>" ] || fail "the new prompt is not on the next line: $(pane)"
+type_line 'k = 9'
+until_pane grep -qx '     9' || fail "the line after ctrl-C at the prompt did not run alone: $(pane)"
+pane | grep -q 'abck' && fail "the dropped text came back: $(pane)"
+prompt_back
+
+# ---- a resized window: 100 columns fit 16 columns of "%6ld", 40 fit 6 ----
+clear_screen
+type_line 'r = 1:12'
+prompt_back
+pane | grep -q 'Columns' && fail "1:12 was paged in 100 columns: $(pane)"
+clear_screen
+tm resize-window -t "$session" -x 40 -y 30
+sleep 0.5
+type_line 'r = 1:12'
+until_pane grep -qx '  Columns 1 through 6' || fail "no pages of 6 columns after the resize: $(pane)"
+until_pane grep -qx '  Columns 7 through 12' || fail "no second page after the resize: $(pane)"
+prompt_back
+
+# ---- history: the up arrow brings back earlier lines ----
+type_line 'h = 41'
+prompt_back
+clear_screen
+tm send-keys -t "$session" Up Up
+until_pane grep -qx '>> h = 41' || fail "two up arrows did not recall 'h = 41': $(pane)"
+tm send-keys -t "$session" Enter
+until_pane grep -qx '    41' || fail "the recalled line did not run: $(pane)"
+
+# ---- exit walks the shutdown phases and ends the program ----
+type_line 'exit'
+for _ in $(seq 1 50); do tm has-session -t "$session" 2>/dev/null || break; sleep 0.2; done
+tm has-session -t "$session" 2>/dev/null && fail "exit did not end the console"
+
+[ "$failures" = 0 ] && echo "console terminal: all cases passed"
+exit "$failures"

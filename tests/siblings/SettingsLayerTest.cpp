@@ -1,0 +1,154 @@
+// The settings stand-in: where the preferences directory lies and its
+// creation, the path helpers, and settings groups with their two levels, their
+// file and their factory functions.
+#include <cxutil/settings/Settings.hpp>
+#include <fd/i18n/convert.hpp>
+
+#include <boost/any.hpp>
+#include <gtest/gtest.h>
+#include <ftw.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+namespace cs = cxutil::settings;
+
+namespace {
+
+std::string narrow(cs::ustring const& u) { return fd::i18n::to_string(u); }
+cs::ustring wide(std::string const& s) { return fd::i18n::to_ustring(s); }
+
+bool isDirectory(std::string const& path) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+// A scratch folder, and the environment variables of the settings layer set
+// for a test and put back afterwards.
+class SettingsLayer : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/qzsettings-XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        dir_ = pattern;
+        for (char const* name : {"CALYX_PREFDIR", "XDG_CONFIG_HOME", "HOME"}) {
+            char const* v = std::getenv(name);
+            saved_[name] = v ? std::make_pair(true, std::string(v)) : std::make_pair(false, std::string());
+        }
+        unsetenv("CALYX_PREFDIR");
+        unsetenv("XDG_CONFIG_HOME");
+        setenv("HOME", (dir_ + "/home").c_str(), 1);
+        cs::setPreferencesDirectoryUStr(cs::ustring());
+    }
+    void TearDown() override {
+        cs::setPreferencesDirectoryUStr(cs::ustring());
+        for (auto const& s : saved_) {
+            if (s.second.first)
+                setenv(s.first.c_str(), s.second.second.c_str(), 1);
+            else
+                unsetenv(s.first.c_str());
+        }
+        nftw(dir_.c_str(), [](char const* p, struct stat const*, int, struct FTW*) { return std::remove(p); }, 16,
+             FTW_DEPTH | FTW_PHYS);
+    }
+    std::string dir_;
+    std::map<std::string, std::pair<bool, std::string>> saved_;
+};
+
+void exampleFactory(boost::any& value) { value = std::string("factory default"); }
+
+} // namespace
+
+TEST_F(SettingsLayer, DirectoryFollowsOverrideThenEnvironmentThenXdgThenHome) {
+    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/home/.calyx/R2031b");
+    EXPECT_EQ(narrow(cs::getStandardPreferencesDirectoryUStr()), dir_ + "/home/.calyx/R2031b");
+    setenv("XDG_CONFIG_HOME", (dir_ + "/xdg/").c_str(), 1);
+    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/xdg/calyx/R2031b");
+    setenv("XDG_CONFIG_HOME", "", 1);  // empty counts as unset
+    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/home/.calyx/R2031b");
+    setenv("CALYX_PREFDIR", (dir_ + "/env").c_str(), 1);
+    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/env");
+    EXPECT_EQ(narrow(cs::getDefaultPreferencesDirectoryUStr()), dir_ + "/env");
+    EXPECT_EQ(narrow(cs::getStandardPreferencesDirectoryUStr()), dir_ + "/home/.calyx/R2031b");
+    ASSERT_TRUE(cs::setPreferencesDirectoryUStr(wide(dir_ + "/chosen")));
+    EXPECT_TRUE(isDirectory(dir_ + "/chosen"));
+    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/chosen");
+    EXPECT_EQ(narrow(cs::getDefaultPreferencesDirectoryUStr()), dir_ + "/env");
+    EXPECT_EQ(narrow(cs::getTimestampFileNameUStr()), dir_ + "/chosen/calyx.timestamp");
+}
+
+TEST_F(SettingsLayer, CreationIsOnRequestAndAFailureGivesNoDirectory) {
+    std::string const wanted = dir_ + "/home/.calyx/R2031b";
+    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), wanted);
+    EXPECT_FALSE(isDirectory(wanted));
+    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(true)), wanted);
+    EXPECT_TRUE(isDirectory(wanted));
+
+    // A plain file where a parent directory should be: nothing can be made.
+    std::ofstream(dir_ + "/blocker") << "x";
+    setenv("CALYX_PREFDIR", (dir_ + "/blocker/prefs").c_str(), 1);
+    EXPECT_TRUE(cs::getPreferencesDirectoryUStr(true).empty());
+    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/blocker/prefs");
+    EXPECT_FALSE(cs::setPreferencesDirectoryUStr(wide(dir_ + "/blocker/other")));
+    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/blocker/prefs");
+}
+
+TEST_F(SettingsLayer, PreviousReleaseIsTheNewestOlderSibling) {
+    std::string const parent = dir_ + "/home/.calyx";
+    EXPECT_TRUE(cs::getPreviousPreferencesDirectoryUStr().empty());
+    mkdir((dir_ + "/home").c_str(), 0755);
+    for (char const* name : {"", "/R2029a", "/R2030b", "/R2031b", "/R2032a", "/notes"})
+        mkdir((parent + name).c_str(), 0755);
+    EXPECT_EQ(narrow(cs::getPreviousPreferencesDirectoryUStr()), parent + "/R2030b");
+}
+
+TEST_F(SettingsLayer, GroupsKeepUserAndFactoryLevelsInTheirFile) {
+    setenv("CALYX_PREFDIR", (dir_ + "/prefs").c_str(), 1);
+    cs::Settings group = cs::Settings::getSettingsRoot(cxutil::contextmgr::CxrID(41)).child("calyx");
+    EXPECT_EQ(group.path(), "calyx");
+    EXPECT_FALSE(group.hasValue("Key", ""));
+    EXPECT_TRUE(group.get("Key", "").empty());
+    ASSERT_TRUE(group.set("Key", wide("factory text"), "factory"));
+    EXPECT_EQ(narrow(group.get("Key", "")), "factory text");
+    EXPECT_FALSE(group.hasValue("Key", "user"));
+    ASSERT_TRUE(group.set("Key", wide("caf\xC3\xA9"), "user"));
+    EXPECT_EQ(narrow(group.get("Key", "")), "caf\xC3\xA9");
+    EXPECT_EQ(narrow(group.get("Key", "factory")), "factory text");
+    EXPECT_FALSE(group.set("Key", wide("x"), "session"));  // no such level
+    EXPECT_TRUE(group.get("Key", "session").empty());
+
+    std::ifstream in(dir_ + "/prefs/calyx.settings");
+    std::stringstream text;
+    text << in.rdbuf();
+    EXPECT_EQ(text.str(), "factory calyx/Key=factory text\nuser calyx/Key=caf\xC3\xA9\n");
+
+    EXPECT_TRUE(group.remove("Key", "user"));
+    EXPECT_EQ(narrow(group.get("Key", "")), "factory text");
+}
+
+TEST_F(SettingsLayer, FactoryFunctionsAnswerForTheFactoryLevel) {
+    setenv("CALYX_PREFDIR", (dir_ + "/prefs").c_str(), 1);
+    cs::Settings::registerFactoryFunction("examples", "Registered", &exampleFactory);
+    cs::Settings group = cs::Settings::getSettingsRoot(cxutil::contextmgr::CxrID(42)).child("examples");
+    EXPECT_TRUE(group.hasValue("Registered", "factory"));
+    EXPECT_FALSE(group.hasValue("Registered", "user"));
+    EXPECT_EQ(narrow(group.get("Registered", "")), "factory default");
+    group.set("Registered", wide("mine"), "user");
+    EXPECT_EQ(narrow(group.get("Registered", "")), "mine");
+    EXPECT_EQ(narrow(group.get("Registered", "factory")), "factory default");
+}
+
+TEST_F(SettingsLayer, AMalformedFileFailsOnceThenTheGoodLinesServe) {
+    mkdir((dir_ + "/prefs").c_str(), 0755);
+    std::ofstream(dir_ + "/prefs/calyx.settings") << "user calyx/Good=kept\nthis line is not a setting\nuser calyx/Late=lost\n";
+    setenv("CALYX_PREFDIR", (dir_ + "/prefs").c_str(), 1);
+    cs::Settings root = cs::Settings::getSettingsRoot(cxutil::contextmgr::CxrID(43));
+    EXPECT_THROW(root.child("calyx"), cs::FileLoadingError);
+    cs::Settings group = root.child("calyx");
+    EXPECT_EQ(narrow(group.get("Good", "user")), "kept");
+    EXPECT_FALSE(group.hasValue("Late", "user"));
+}

@@ -1,0 +1,112 @@
+// The service log: choosing and opening targets, failing opens, refused
+// streams, and the copy of the command window's output that the log receives.
+#include "qzservices/io/CXStream.hpp"
+#include "qzservices/io/CmdWinSinkHandle.hpp"
+#include "qzservices/state/service_log.hpp"
+#include "state/scratch_dir.hpp"
+#include "support/test_sinks.hpp"
+
+#include <boost/make_shared.hpp>
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+
+#include <sstream>
+
+using services::io::CXStream;
+using services::io::CmdWinSinkHandle;
+
+namespace {
+
+class ServiceLog : public ::testing::Test {
+protected:
+    void TearDown() override { svReleaseLog(); }
+    qztest::ScratchDir dir_;
+};
+
+} // namespace
+
+TEST_F(ServiceLog, OpeningWithNothingChosenSucceedsAndSetsNothing) {
+    EXPECT_EQ(svOpenLog(), 0);
+    EXPECT_FALSE(svGetLogStream());
+    EXPECT_FALSE(CXStream::logStreamPtr_);
+    EXPECT_EQ(svGetLogFileName(), "");
+}
+
+TEST_F(ServiceLog, AFileThatCannotBeOpenedDropsTheChoice) {
+    svLogToFile(dir_.file("missing-folder/log.txt"), false);
+    EXPECT_EQ(svGetLogFileName(), dir_.file("missing-folder/log.txt"));
+    EXPECT_EQ(svOpenLog(), -1);
+    EXPECT_FALSE(svGetLogStream());
+    EXPECT_FALSE(CXStream::logStreamPtr_);
+    EXPECT_EQ(svGetLogFileName(), "");
+    // The mode went back to 0 too: opening again is the "nothing chosen" case.
+    EXPECT_EQ(svOpenLog(), 0);
+}
+
+TEST_F(ServiceLog, AppendKeepsAFileAndTruncateEmptiesIt) {
+    std::string const path = dir_.file("log.txt");
+    qztest::writeWholeFile(path, "earlier\n");
+    svLogToFile(path, true);
+    ASSERT_EQ(svOpenLog(), 0);
+    *svGetLogStream() << "more\n";
+    svReleaseLog();  // flushes and closes
+    EXPECT_EQ(qztest::readWholeFile(path), "earlier\nmore\n");
+
+    svLogToFile(path, false);
+    ASSERT_EQ(svOpenLog(), 0);
+    EXPECT_EQ(svGetLogFileName(), path);
+    EXPECT_EQ(CXStream::logStreamPtr_, svGetLogStream());
+    EXPECT_EQ(qztest::readWholeFile(path), "");
+    *svGetLogStream() << "fresh\n";
+    svReleaseLog();
+    EXPECT_EQ(qztest::readWholeFile(path), "fresh\n");
+    EXPECT_EQ(svGetLogFileName(), "");
+}
+
+TEST_F(ServiceLog, StandardDescriptorsAreNamedBeforeAnyOpen) {
+    svLogToOutput(true);
+    EXPECT_EQ(svGetLogFileName(), "stderr");
+    svLogToOutput(false);
+    EXPECT_EQ(svGetLogFileName(), "stdout");
+    ASSERT_EQ(svOpenLog(), 0);
+    ASSERT_TRUE(svGetLogStream());
+    svReleaseLog();
+    // The descriptor was not closed with the stream.
+    EXPECT_NE(fcntl(1, F_GETFD), -1);
+}
+
+TEST_F(ServiceLog, AStreamInABadStateIsRefusedAndTheEarlierOneReleased) {
+    auto earlier = boost::make_shared<std::ostringstream>();
+    svSetLogStream(earlier);
+    EXPECT_EQ(svGetLogStream(), earlier);
+    auto failed = boost::make_shared<std::ostringstream>();
+    failed->setstate(std::ios_base::failbit);
+    svSetLogStream(failed);
+    EXPECT_FALSE(svGetLogStream());
+    EXPECT_FALSE(CXStream::logStreamPtr_);
+    EXPECT_EQ(earlier.use_count(), 1);  // nobody but this test holds it now
+
+    auto ended = boost::make_shared<std::ostringstream>();
+    ended->setstate(std::ios_base::eofbit);
+    svSetLogStream(ended);
+    EXPECT_FALSE(svGetLogStream());
+}
+
+TEST_F(ServiceLog, TheCommandWindowsOutputIsCopiedUntilTheLogIsReleased) {
+    qztest::NoFactoryAtExit noFactory;
+    qztest::TestFactory factory;
+    CmdWinSinkHandle::setFactory(&factory);
+    CXStream::CXOut.push(CmdWinSinkHandle::getInstance(false));
+    std::string const path = dir_.file("session.log");
+    svLogToFile(path, false);
+    ASSERT_EQ(svOpenLog(), 0);
+    CXStream::CXOut << "logged\n";
+    CXStream::CXOut.flush();
+    svReleaseLog();
+    CXStream::CXOut << "not logged\n";
+    CXStream::CXOut.flush();
+    CXStream::CXOut.pop();
+    EXPECT_EQ(factory.out->text(), "logged\nnot logged\n");
+    EXPECT_EQ(qztest::readWholeFile(path), "logged\n");
+}
