@@ -29,8 +29,8 @@ TARGETS = {
     "ProxyLineAndLineFeed / OfstreamToDevNull": (4.0, "proxy output at most 4x a plain ofstream"),
     "DisplayDouble / BareDouble": (1.0, "1000x1000 double display at most 1.0x a bare snprintf loop"),
     "QueueFlushMillion / AsioPostMillion": (1.0, "event queue throughput at least asio's"),
-    "ContainerRead / PlainRead": (3.0, "CAT member read at most 3x the plain read"),
-    "ContainerRead / LibarchiveRead": (1.0, "CAT member read faster than libarchive"),
+    "BM_CatRead_ContainerReader / BM_CatRead_PlainReader": (3.0, "CAT member read at most 3x the plain read"),
+    "BM_CatRead_ContainerReader / BM_CatRead_LibarchiveZip": (1.0, "CAT member read faster than libarchive"),
     "PrintWrapped / Fold": (2.0, "wrapping at least half of fold's throughput"),
 }
 
