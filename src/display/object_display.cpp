@@ -29,6 +29,19 @@ void printReportedDimension(double v) {
         uvPrintf("%.0f", v);
 }
 
+
+// The array's own shape as "M-by-N", "M-by-N-by-P" or "K-D", then the spacing.
+void printOwnDimensions(vxArray const* array) {
+    size_t const ndim = vxGetNumberOfDimensions(array);
+    size_t const* dims = vxGetDimensions(array);
+    if (ndim == 2)
+        uvPrintf("%zu-by-%zu\n%s", dims[0], dims[1], newline);
+    else if (ndim == 3)
+        uvPrintf("%zu-by-%zu-by-%zu\n%s", dims[0], dims[1], dims[2], newline);
+    else
+        uvPrintf("%zu-D\n%s", ndim, newline);
+}
+
 } // namespace
 
 void ioPrintObject(char const* name, vxArray const* array) {
@@ -60,14 +73,7 @@ void ioPrintObject(char const* name, vxArray const* array) {
     }
 
     uvPrintf("\t%s object: ", className);
-    size_t const ndim = vxGetNumberOfDimensions(array);
-    size_t const* dims = vxGetDimensions(array);
-    if (ndim == 2)
-        uvPrintf("%zu-by-%zu\n%s", dims[0], dims[1], newline);
-    else if (ndim == 3)
-        uvPrintf("%zu-by-%zu-by-%zu\n%s", dims[0], dims[1], dims[2], newline);
-    else
-        uvPrintf("%zu-D\n%s", ndim, newline);
+    printOwnDimensions(array);
 }
 
 void ioPrintObject(vxArray const* array) { ioPrintObject(ioGetArrayName(array), array); }
@@ -86,12 +92,5 @@ void ioPrintOpaqueArray(char const* name, vxArray const* array) {
         return;
     }
     uvPrintf("\t%s: ", className);
-    size_t const ndim = vxGetNumberOfDimensions(array);
-    size_t const* dims = vxGetDimensions(array);
-    if (ndim == 2)
-        uvPrintf("%zu-by-%zu\n%s", dims[0], dims[1], newline);
-    else if (ndim == 3)
-        uvPrintf("%zu-by-%zu-by-%zu\n%s", dims[0], dims[1], dims[2], newline);
-    else
-        uvPrintf("%zu-D\n%s", ndim, newline);
+    printOwnDimensions(array);
 }
