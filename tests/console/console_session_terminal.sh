@@ -5,32 +5,11 @@
 # are written by hand from the wrapping rules. Argument: the qzconsole binary.
 set -uo pipefail
 console=$1
-failures=0
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
-
-if ! command -v tmux >/dev/null; then
-    echo "tmux not found: the terminal cases are skipped"
-    exit 0
-fi
-export TERM=xterm-256color
-session="qzconsole-session-$$"
-socket="qzconsole-session-test-$$"
-tm() { tmux -L "$socket" "$@"; }
-trap 'tm kill-server 2>/dev/null' EXIT
+source "$(dirname "$0")/tmux_support.sh" qzconsole-session
 
 # The pane as lines of text: lines that the terminal wrapped joined again,
 # blanks at line ends dropped (the end marker of a message leaves one).
 pane() { tm capture-pane -t "$session" -p -J | sed -e 's/ *$//'; }
-until_pane() {
-    for _ in $(seq 1 100); do
-        pane | "$@" >/dev/null 2>&1 && return 0
-        sleep 0.2
-    done
-    return 1
-}
-prompt_back() { until_pane bash -c '[ "$(grep -v "^ *$" | tail -n 1)" = ">>" ]'; }
-type_line() { tm send-keys -t "$session" -l "$1"; tm send-keys -t "$session" Enter; }
-clear_screen() { type_line clc; prompt_back; }
 # The lines from the one equal to $1 up to the next prompt, the prompt left out.
 block() { pane | sed -n "/^$1\$/,/^>>/p" | sed -e '$d'; }
 expect() {

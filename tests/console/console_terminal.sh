@@ -5,33 +5,11 @@
 # history recall with the up arrow. Argument: the qzconsole binary.
 set -uo pipefail
 console=$1
-failures=0
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
-
-if ! command -v tmux >/dev/null; then
-    echo "tmux not found: the terminal cases are skipped"
-    exit 0
-fi
-export TERM=xterm-256color
-session="qzconsole-terminal-$$"
-socket="qzconsole-test-$$"
-tm() { tmux -L "$socket" "$@"; }
-trap 'tm kill-server 2>/dev/null' EXIT
+source "$(dirname "$0")/tmux_support.sh" qzconsole-terminal
 
 pane() { tm capture-pane -t "$session" -p; }
 # The last line of the pane that is not blank.
 lastLine() { pane | grep -v '^ *$' | tail -n 1; }
-# Waits up to 20 s for the pane to satisfy a test: `until_pane grep -q TEXT`.
-until_pane() {
-    for _ in $(seq 1 100); do
-        pane | "$@" >/dev/null 2>&1 && return 0
-        sleep 0.2
-    done
-    return 1
-}
-prompt_back() { until_pane bash -c '[ "$(grep -v "^ *$" | tail -n 1)" = ">>" ]'; }
-type_line() { tm send-keys -t "$session" -l "$1"; tm send-keys -t "$session" Enter; }
-clear_screen() { type_line clc; prompt_back; }
 
 tm new-session -d -s "$session" -x 100 -y 30 "TERM=xterm-256color $console" || { echo "tmux did not start"; exit 1; }
 
