@@ -21,6 +21,27 @@ struct UvFree {
 
 enum { kCantReadFile = 2, kFileCorrupt = 3, kFileNotFound = 9 };
 
+// Scans the block that `stream` reads for the entry `name` and copies its
+// time, type, size and offset (counted from the start of `block`) into
+// `into`. The stream's access is left 0 when found, kFileNotFound when not;
+// the stream is closed again either way.
+bool statEntry(svContainerDirIoStream* stream, char const* name, svFile const* block, svFile* into) {
+    if (!stream->open()) return false;
+    stream->setStreamAccess(kFileNotFound);
+    while (stream->read()) {
+        if (std::strcmp(stream->getEntryName(), name ? name : "") != 0) continue;
+        into->setTime(catFileTime(stream->getBase()));
+        into->setFileType(stream->getEntryType());
+        into->setSize(static_cast<long>(stream->getEntrySize()));
+        into->setOffset(stream->getEntryOffset() + block->getOffset());
+        stream->setStreamAccess(0);
+        stream->close();
+        return true;
+    }
+    stream->close();
+    return false;
+}
+
 } // namespace
 
 long catFileTime(svContainerFileIoStream* base) {
@@ -332,20 +353,7 @@ bool svCatContainer::stat() {
         dirStream->setStreamAccess(0);
         return true;
     }
-    if (!dirStream->open()) return false;
-    dirStream->setStreamAccess(kFileNotFound);
-    while (dirStream->read()) {
-        if (std::strcmp(dirStream->getEntryName(), name ? name : "") != 0) continue;
-        setTime(catFileTime(dirStream->getBase()));
-        setFileType(dirStream->getEntryType());
-        setSize(static_cast<long>(dirStream->getEntrySize()));
-        setOffset(dirStream->getEntryOffset() + getOffset());
-        dirStream->setStreamAccess(0);
-        dirStream->close();
-        return true;
-    }
-    dirStream->close();
-    return false;
+    return statEntry(dirStream, name, this, this);
 }
 
 // ---- svCatContainerFile ----
@@ -367,22 +375,8 @@ bool svCatContainerFile::stat() {
     if (dir == nullptr || dir->getDirStream() == nullptr) return false;
     svContainerDirIoStream* stream = dir->getDirStream();
     saveFileStat();
-    bool found = false;
     // The scan runs over `dir`'s block: the stream's file is `dir` itself.
-    if (stream->open()) {
-        stream->setStreamAccess(kFileNotFound);
-        while (stream->read()) {
-            if (std::strcmp(stream->getEntryName(), name ? name : "") != 0) continue;
-            setTime(catFileTime(stream->getBase()));
-            setFileType(stream->getEntryType());
-            setSize(static_cast<long>(stream->getEntrySize()));
-            setOffset(stream->getEntryOffset() + dir->getOffset());
-            stream->setStreamAccess(0);
-            found = true;
-            break;
-        }
-        stream->close();
-    }
+    bool const found = statEntry(stream, name, dir, this);
     // Every exit restores the saved record: the identity the object took
     // over stays, and the answer only says whether the entry exists.
     recoverFileStat();

@@ -312,37 +312,9 @@ void ioPrintCellArray(char const* name, vxArray const* array) {
     if (vxGetClassID(array) != vxCELL_CLASS) vxErrMsg(15);
     display_state::checkPrintFormat();  // before anything is written
 
-    size_t const ndim = vxGetNumberOfDimensions(array);
-    size_t const* dims = vxGetDimensions(array);
-    bool const empty = vxIsEmpty(array);
-    if (*name && (ndim == 2 || empty)) uvPrintf("%s%s = %s\n", newline, name, newline);
-    ioStopPrinting();  // clears a stale stop request
-
-    if (empty) {
-        if (ndim == 2 && dims[0] == 0 && dims[1] == 0) {
-            uvPrintf("     {}\n%s", newline);
-        } else {
-            uvPrintf("   Empty cell array: %zu", dims[0]);
-            for (size_t d = 1; d < ndim; ++d) uvPrintf("-by-%zu", dims[d]);
-            uvPrintf("\n%s", newline);
-        }
-        return;
-    }
-
-    auto cells = static_cast<vxArray const**>(vxGetData(array));
-    size_t const rows = dims[0];
-    size_t const columns = dims[1];
-    if (ndim == 2) {
-        ioPrintCellPage(cells, rows, columns);
-        return;
-    }
-
-    display_pages::PageOdometer odometer(array);
-    for (size_t p = 0; p < odometer.pages(); ++p) {
-        uvPrintf("%s%s(:,:,%s = %s\n", newline, name, odometer.text().c_str(), newline);
-        ioPrintCellPage(cells + p * rows * columns, rows, columns);
-        odometer.advance();
-    }
+    display_pages::printArrayPages(name, array, "Empty cell array", "     {}", [array](size_t first, size_t rows, size_t columns) {
+        ioPrintCellPage(static_cast<vxArray const**>(vxGetData(array)) + first, rows, columns);
+    });
 }
 
 void ioPrintCellArray(vxArray const* array) { ioPrintCellArray(ioGetArrayName(array), array); }

@@ -1,5 +1,6 @@
 // State shared by the printers inside the library.
 #pragma once
+#include <cstddef>
 
 namespace display_state {
 
@@ -10,5 +11,9 @@ extern int showNameFlag;
 // prtfmt is stored unchecked; a display refuses a value outside 1 to 13
 // here, before it writes anything, instead of indexing past the tables.
 void checkPrintFormat();
+
+// "   Empty string: 0-by-3-by-2" (what "Empty string") and the blank line
+// after it: the size of an empty array of any number of dimensions.
+void printEmptySize(char const* what, size_t ndim, size_t const* dims);
 
 } // namespace display_state

@@ -23,23 +23,25 @@ using qfl_scalar::detail::qflFdlibm_log10;
 namespace {
 
 // Appends to the text in dst, never past IO_FORMAT_ELEMENT_SIZE bytes.
-void append(char* dst, char const* format, ...) __attribute__((format(printf, 2, 3)));
-void append(char* dst, char const* format, ...) {
+void appendList(char* dst, char const* format, va_list args) {
     size_t const used = std::strlen(dst);
     if (used + 1 >= IO_FORMAT_ELEMENT_SIZE) return;
+    std::vsnprintf(dst + used, IO_FORMAT_ELEMENT_SIZE - used, format, args);
+}
+
+void append(char* dst, char const* format, ...) __attribute__((format(printf, 2, 3)));
+void append(char* dst, char const* format, ...) {
     va_list args;
     va_start(args, format);
-    std::vsnprintf(dst + used, IO_FORMAT_ELEMENT_SIZE - used, format, args);
+    appendList(dst, format, args);
     va_end(args);
 }
 
 // A format taken from the tables, which the compiler cannot check.
 void appendTable(char* dst, char const* format, ...) {
-    size_t const used = std::strlen(dst);
-    if (used + 1 >= IO_FORMAT_ELEMENT_SIZE) return;
     va_list args;
     va_start(args, format);
-    std::vsnprintf(dst + used, IO_FORMAT_ELEMENT_SIZE - used, format, args);
+    appendList(dst, format, args);
     va_end(args);
 }
 

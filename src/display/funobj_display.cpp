@@ -96,32 +96,10 @@ void ioPrintFunObjArray(char const* name, vxArray const* array) {
     if (array == nullptr) return;
     if (vxGetClassID(array) != vxFUNCTION_CLASS) vxErrMsg(15);
 
-    size_t const ndim = vxGetNumberOfDimensions(array);
-    size_t const* dims = vxGetDimensions(array);
-    bool const empty = vxIsEmpty(array);
-    if (*name && (ndim == 2 || empty)) uvPrintf("%s%s = %s\n", newline, name, newline);
-    ioStopPrinting();  // clears a stale stop request
-
-    if (empty) {
-        uvPrintf("   Empty function_handle array: %zu", dims[0]);
-        for (size_t d = 1; d < ndim; ++d) uvPrintf("-by-%zu", dims[d]);
-        uvPrintf("\n%s", newline);
-        return;
-    }
-
-    auto* handles = static_cast<function_handle_tag*>(vxGetData(array));
-    size_t const rows = dims[0];
-    size_t const columns = dims[1];
-    if (ndim == 2) {
-        ioPrintFunObjPage(handles, rows, columns);
-        return;
-    }
-
-    display_pages::PageOdometer odometer(array);
-    for (size_t p = 0; p < odometer.pages(); ++p) {
-        uvPrintf("%s%s(:,:,%s = %s\n", newline, name, odometer.text().c_str(), newline);
-        // One record of 32 bytes per element.
-        ioPrintFunObjPage(handles + p * rows * columns, rows, columns);
-        odometer.advance();
-    }
+    display_pages::printArrayPages(name, array, "Empty function_handle array", nullptr,
+                                   [array](size_t first, size_t rows, size_t columns) {
+                                       // One record of 32 bytes per element.
+                                       ioPrintFunObjPage(static_cast<function_handle_tag*>(vxGetData(array)) + first,
+                                                         rows, columns);
+                                   });
 }

@@ -2,7 +2,7 @@
 // the line's end (or earlier when it would not fit). The pages of cells and
 // handles build each row here: one write a row instead of one a cell, and
 // nothing to free when an interrupt leaves at a row start, where the buffer
-// is always empty.
+// is always empty. The matrix pages use a larger one for their rows.
 #pragma once
 #include <uv/uv.hpp>
 
@@ -11,13 +11,22 @@
 
 namespace display_text {
 
-class LineBuffer {
+template <size_t Capacity>
+class BasicLineBuffer {
 public:
-    static constexpr size_t kCapacity = 8192;
+    static constexpr size_t kCapacity = Capacity;
 
-    LineBuffer() = default;
-    LineBuffer(LineBuffer const&) = delete;
-    LineBuffer& operator=(LineBuffer const&) = delete;
+    BasicLineBuffer() = default;
+    BasicLineBuffer(BasicLineBuffer const&) = delete;
+    BasicLineBuffer& operator=(BasicLineBuffer const&) = delete;
+
+    // Room for `need` bytes written in place (need <= kCapacity); what was
+    // there before goes out first if needed. used() then counts what was written.
+    char* room(size_t need) {
+        if (length_ + need > kCapacity) flush();
+        return text_ + length_;
+    }
+    void used(size_t n) { length_ += n; }
 
     void append(char const* s, size_t n) {
         if (length_ + n > kCapacity) flush();
@@ -62,5 +71,7 @@ private:
     char text_[kCapacity];
     size_t length_ = 0;
 };
+
+using LineBuffer = BasicLineBuffer<8192>;
 
 } // namespace display_text

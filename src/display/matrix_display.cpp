@@ -21,6 +21,7 @@
 #include "display/display_state.hpp"
 #include "display/fast_format.hpp"
 #include "display/format_tables.hpp"
+#include "display/line_buffer.hpp"
 
 #include <msg/calyx_messages.hpp>
 #include <qfl/scalar.hpp>
@@ -96,39 +97,9 @@ CompiledFormat const kMagnitude32("  %10u");
 CompiledFormat const kMagnitude16("  %5u");
 CompiledFormat const kMagnitude8("  %3u");
 
-// One row on its way to the output: written in one piece at the row end, or
-// earlier when it would not fit. Lives on the stack of the display.
-class RowText {
-public:
-    static constexpr size_t kCapacity = 16384;
-    static constexpr size_t kElementRoom = 2 * CompiledFormat::kMaxText + 64;
-
-    // Room for one element's text; what was there before goes out first if needed.
-    char* room() {
-        if (length_ + kElementRoom > kCapacity) flush();
-        return text_ + length_;
-    }
-    void used(int n) { length_ += static_cast<size_t>(n); }
-    void append(char const* s, size_t n) {
-        if (length_ + n > kCapacity) flush();
-        if (n > kCapacity) {
-            uvPutsn(0, s, n);
-            return;
-        }
-        std::memcpy(text_ + length_, s, n);
-        length_ += n;
-    }
-    void flush() {
-        if (length_ == 0) return;
-        size_t const n = length_;
-        length_ = 0;  // emptied first, so an exception from the output leaves it empty
-        uvPutsn(0, text_, n);
-    }
-
-private:
-    char text_[kCapacity];
-    size_t length_ = 0;
-};
+// One row on its way to the output, on the stack of the display.
+using RowText = display_text::BasicLineBuffer<16384>;
+size_t const kElementRoom = 2 * CompiledFormat::kMaxText + 64;
 
 // The sparse index prefix: "(row,column)" with the comma always at character
 // (field - 1) / 2, padded with blanks to `field` characters.
@@ -195,14 +166,10 @@ void printEmptyMessage(vxArray const* array, vxClassID cls, bool sparse, size_t 
         if (ndim == 2 && dims[0] == 0 && dims[1] == 0) {
             uvPrintf("     ''\n%s", newline);
         } else {
-            uvPrintf("   Empty string: %zu", dims[0]);
-            for (size_t d = 1; d < ndim; ++d) uvPrintf("-by-%zu", dims[d]);
-            uvPrintf("\n%s", newline);
+            display_state::printEmptySize("Empty string", ndim, dims);
         }
     } else if (ndim > 2) {
-        uvPrintf("   Empty array: %zu", dims[0]);
-        for (size_t d = 1; d < ndim; ++d) uvPrintf("-by-%zu", dims[d]);
-        uvPrintf("\n%s", newline);
+        display_state::printEmptySize("Empty array", ndim, dims);
     } else if (declRows != 0 || declCols != 0) {
         uvPrintf("   Empty matrix: %zu-by-%zu\n%s", declRows, declCols, newline);
     } else {
@@ -570,10 +537,10 @@ void ioPrintMatrix(char const* name, vxArray const* array) {
             }
             for (size_t c = first; c < stop; ++c) {
                 size_t const i = r + c * L.rows;
-                char* out = text.room();
+                char* out = text.room(kElementRoom);
                 int n = formatRealPart(L, out, i);
                 if (showImag) n += formatImagPart(L, out + n, i);
-                text.used(n);
+                text.used(static_cast<size_t>(n));
             }
             text.append("\n", 1);
             text.flush();

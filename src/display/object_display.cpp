@@ -42,15 +42,20 @@ void printOwnDimensions(vxArray const* array) {
         uvPrintf("%zu-D\n%s", ndim, newline);
 }
 
+// The start of both displays: the "name = " heading (none for a null or
+// empty name), then the dimensions of an opaque value completed.
+void beginDisplay(char const* name, vxArray const* array) {
+    ioStopPrinting();  // clears a stale stop request
+    if (name != nullptr && *name) uvPrintf("%s%s = \n%s", newline, name, newline);
+    if (vxDimensionsIncomplete(array)) _complete_opaque_dimensions(array);
+}
+
 } // namespace
 
 void ioPrintObject(char const* name, vxArray const* array) {
     std::setlocale(LC_NUMERIC, "C");  // not restored
-    if (name == nullptr) name = "";
     if (array == nullptr) return;
-    ioStopPrinting();  // clears a stale stop request
-    if (*name) uvPrintf("%s%s = \n%s", newline, name, newline);
-    if (vxDimensionsIncomplete(array)) _complete_opaque_dimensions(array);
+    beginDisplay(name, array);
 
     std::unique_ptr<vxArray, Destroyer> reported;
     if (_sv_iocb.sizeCallback != nullptr) reported.reset(_sv_iocb.sizeCallback(array));
@@ -80,11 +85,8 @@ void ioPrintObject(vxArray const* array) { ioPrintObject(ioGetArrayName(array), 
 
 void ioPrintOpaqueArray(char const* name, vxArray const* array) {
     std::setlocale(LC_NUMERIC, "C");  // not restored
-    if (name == nullptr) name = "";
     if (array == nullptr) return;
-    ioStopPrinting();  // clears a stale stop request
-    if (*name) uvPrintf("%s%s = \n%s", newline, name, newline);
-    if (vxDimensionsIncomplete(array)) _complete_opaque_dimensions(array);
+    beginDisplay(name, array);
 
     char const* className = vxGetClassName(array);
     if (vxGetNumberOfElements(array) == 1) {

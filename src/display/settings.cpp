@@ -3,6 +3,7 @@
 #include "display/display_state.hpp"
 
 #include <msg/calyx_messages.hpp>
+#include <uv/uv.hpp>
 #include <vx/errors.hpp>
 
 #include <string>
@@ -17,6 +18,12 @@ int showNameFlag = 1;
 void checkPrintFormat() {
     if (prtfmt < PrtfmtShort || prtfmt > PrtfmtLongEng)
         vxErrMsgId(CALYX::services::invalidPrintFormat(std::to_string(prtfmt)));
+}
+
+void printEmptySize(char const* what, size_t ndim, size_t const* dims) {
+    uvPrintf("   %s: %zu", what, dims[0]);
+    for (size_t d = 1; d < ndim; ++d) uvPrintf("-by-%zu", dims[d]);
+    uvPrintf("\n%s", newline);
 }
 
 } // namespace display_state

@@ -91,12 +91,6 @@ public:
     // A CAT is readable once it was opened.
     bool access(int mode) override;
     bool stat() override;
-    bool exist() override { return getFileType() != 0; }
-    bool isDir() override { return getFileType() == 2; }
-    bool isFile() override { return getFileType() == 1; }
-    bool isAccessible() override { return access(5) && stat() && isDir(); }
-    bool isReadable() override { return access(4); }
-    long size() override { return 0; }
     char* getFullPath() override;
     bool enter(char const* name, int len) override;
     bool enter(char const* name, int len, bool statIt) override;
@@ -109,11 +103,6 @@ class svCatContainerFile : public svContainerFile {
 public:
     bool access(int mode) override;
     bool stat() override;
-    bool exist() override { return getFileType() != 0; }
-    bool isDir() override { return getFileType() == 2; }
-    bool isFile() override { return getFileType() == 1; }
-    bool isAccessible() override { return isReadable() && stat() && isFile(); }
-    bool isReadable() override { return access(4); }
     long size() override { return getSize(); }
     char* getFullPath() override;
 };

@@ -44,13 +44,17 @@ public:
     svFile(svFile const&) = delete;
     svFile& operator=(svFile const&) = delete;
 
+    // access(mode) asks the object's family whether it may be used with the
+    // access(2) bits of mode; stat() records its type, size and time. Both
+    // set the object's error state on failure.
     virtual bool access(int mode) = 0;
     virtual bool stat() = 0;
-    virtual bool exist() = 0;
-    virtual bool isDir() = 0;
-    virtual bool isFile() = 0;
+    // The state questions answer from the type the last stat recorded.
+    virtual bool exist() { return getFileType() != typeUnknown; }
+    virtual bool isDir() { return getFileType() == typeDirectory; }
+    virtual bool isFile() { return getFileType() == typeFile; }
     virtual bool isAccessible() = 0;
-    virtual bool isReadable() = 0;
+    virtual bool isReadable() { return access(4); }
     virtual long size() = 0;
     // A SV_PATH_BUFFER_SIZE buffer from uvCalloc; the caller frees it with uvFree.
     virtual char* getFullPath() = 0;
@@ -107,6 +111,10 @@ public:
     virtual bool enter(char const* name, int len) = 0;
     virtual bool enter(char const* name, int len, bool statIt) = 0;
     virtual void display() = 0;
+    // A directory may be walked once it can be read and searched and stat
+    // shows a directory; it has no size of its own.
+    bool isAccessible() override { return access(5) && stat() && isDir(); }
+    long size() override { return 0; }
 
     ContainerType getType() const { return type; }
     void setType(ContainerType t) { type = t; }
@@ -153,6 +161,9 @@ class svContainerFile : public svFile {
 public:
     svContainerFile();
     ~svContainerFile() override;
+
+    // A file may be used once it can be read and stat shows a file.
+    bool isAccessible() override { return isReadable() && stat() && isFile(); }
 
     svContainerFileIoStream* getFileStream() const { return fileStream; }
     void setFileStream(svContainerFileIoStream* stream);

@@ -112,12 +112,6 @@ class svStdContainer : public svContainer {
 public:
     bool access(int mode) override;
     bool stat() override;
-    bool exist() override { return getFileType() != 0; }
-    bool isDir() override { return getFileType() == 2; }
-    bool isFile() override { return getFileType() == 1; }
-    bool isAccessible() override { return access(5) && stat() && isDir(); }
-    bool isReadable() override { return access(4); }
-    long size() override { return 0; }
     char* getFullPath() override;
     bool enter(char const* name, int len) override { return enter(name, len, false); }
     bool enter(char const* name, int len, bool statIt) override;
@@ -128,11 +122,6 @@ class svStdContainerFile : public svContainerFile {
 public:
     bool access(int mode) override;
     bool stat() override;
-    bool exist() override { return getFileType() != 0; }
-    bool isDir() override { return getFileType() == 2; }
-    bool isFile() override { return getFileType() == 1; }
-    bool isAccessible() override { return isReadable() && stat() && isFile(); }
-    bool isReadable() override { return access(4); }
     long size() override;
     char* getFullPath() override;
 };
