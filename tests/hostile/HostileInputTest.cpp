@@ -2,8 +2,9 @@
 // null where the contract allows it, empty text, names of 4352 and 4353
 // characters, invalid UTF-8, unpaired UTF-16 surrogates, paths through missing
 // and unreadable directories, and arrays of every class with zero and huge
-// dimensions. Each row names the documented outcome; the sanitizers of the
-// test build catch anything that goes wrong on the way there.
+// dimensions, preferences files that are garbage, cut short or one huge line.
+// Each row names the documented outcome; the sanitizers of the test build
+// catch anything that goes wrong on the way there.
 #include "containers/cat_fixture.hpp"
 #include "display/display_support.hpp"
 
@@ -11,9 +12,15 @@
 #include <qzservices/containers/path_manager_fcns.hpp>
 #include <qzservices/display/number_formats.hpp>
 #include <qzservices/display/sizes.hpp>
+#include <qzservices/io/CXStream.hpp>
 #include <qzservices/io/callbacks.hpp>
+#include <qzservices/io/diary.hpp>
+#include <qzservices/io/wrapping.hpp>
 #include <qzservices/state/locale_charset.hpp>
+#include <qzservices/state/preferences.hpp>
+#include <qzservices/state/service_log.hpp>
 
+#include <boost/make_shared.hpp>
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
 #include <vx/errors.hpp>
@@ -22,9 +29,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -174,6 +184,252 @@ TEST_F(HostilePaths, ListingsOfMissingOrEmptyPlacesAreNull) {
     EXPECT_EQ(std::string(list), kBadUtf8);
     EXPECT_EQ(list[kBadUtf8.size() + 1], '\0');  // one name, then the closing zero
     uvFree(list);
+}
+
+// ---- files the session writes: the service log and the diary ----
+
+struct TargetRow {
+    char const* what;
+    std::function<std::string(std::string const& root)> path;
+    char const* error;  // the diary's error identifier; null: the file opens
+    bool needsNonRoot;
+};
+
+std::vector<TargetRow> const kTargets = {
+    {"empty name", [](std::string const&) { return std::string(); }, "CALYX:fileio:cantOpenFile", false},
+    {"4352 characters", [](std::string const&) { return kLongest; }, "CALYX:fileio:cantOpenFile", false},
+    {"4353 characters", [](std::string const&) { return kTooLong; }, "CALYX:fileio:filenameTooLong", false},
+    {"a directory", [](std::string const& r) { return r; }, "CALYX:fileio:cantOpenFile", false},
+    {"through a missing directory", [](std::string const& r) { return r + "/missing/f"; },
+     "CALYX:fileio:fileNotFound", false},
+    {"in an unwritable directory", [](std::string const& r) { return r + "/locked/f"; },
+     "CALYX:fileio:cantOpenFileNoPermission", true},
+    {"invalid UTF-8", [](std::string const& r) { return r + "/new\xff\xfe"; }, nullptr, false},
+};
+
+TEST_F(HostilePaths, ALogThatCannotBeOpenedDropsTheChoice) {
+    for (TargetRow const& row : kTargets) {
+        for (bool append : {false, true}) {
+            SCOPED_TRACE(std::string(row.what) + (append ? ", appended" : ", truncated"));
+            if (row.needsNonRoot && runningAsRoot()) continue;
+            std::string const p = row.path(root);
+            svLogToFile(p, append);
+            bool const opens = row.error == nullptr;
+            EXPECT_EQ(svOpenLog(), opens ? 0 : -1);
+            EXPECT_EQ(svGetLogStream() != nullptr, opens);
+            EXPECT_EQ(services::io::CXStream::logStreamPtr_ != nullptr, opens);
+            EXPECT_EQ(svGetLogFileName(), opens ? p : "");
+            svReleaseLog();
+        }
+    }
+    EXPECT_EQ(::access(path("new\xff\xfe").c_str(), F_OK), 0);
+    // A stream that is already failed is refused like a file that would not open.
+    auto failed = boost::make_shared<std::ostringstream>();
+    failed->setstate(std::ios::failbit);
+    svSetLogStream(failed);
+    EXPECT_TRUE(svGetLogStream() == nullptr);
+}
+
+TEST_F(HostilePaths, DiaryNamesThatCannotBeOpenedLeaveTheDiaryOff) {
+    for (TargetRow const& row : kTargets) {
+        SCOPED_TRACE(row.what);
+        if (row.needsNonRoot && runningAsRoot()) continue;
+        std::string const p = row.path(root);
+        nmSetDiaryFile("before");
+        auto switchOn = [&p] {
+            nmSetDiaryFile(p.c_str());
+            nmDiaryFcn("on");
+        };
+        if (row.error == nullptr) {
+            switchOn();
+            EXPECT_TRUE(nmIsDiaryEnabled());
+            nmDiaryFcn("off");
+            EXPECT_EQ(::access(p.c_str(), F_OK), 0);
+        } else {
+            try {
+                switchOn();
+                ADD_FAILURE() << "the diary opened";
+            } catch (vx::Error const& e) {
+                EXPECT_EQ(e.identifier(), row.error);
+            }
+            EXPECT_FALSE(nmIsDiaryEnabled());
+            EXPECT_TRUE(services::io::CXStream::diaryStreamPtr_ == nullptr);
+        }
+        // A name past the limit is refused before it is stored.
+        EXPECT_EQ(std::string(nmGetDiaryFile()), p.size() > IO_MAX_FILENAME ? "before" : p);
+    }
+    EXPECT_THROW(nmSetDiaryFile(nullptr), vx::Error);
+    nmSetDiaryFile("diary");
+}
+
+// ---- preferences ----
+
+// The preferences folder is the scratch directory for the length of a test.
+class HostilePreferences : public ScratchDir {
+protected:
+    void SetUp() override {
+        ScratchDir::SetUp();
+        ASSERT_TRUE(svSetPreferencesDirectory(root.c_str()));
+    }
+    void TearDown() override {
+        svSetPreferencesDirectory("");
+        ScratchDir::TearDown();
+    }
+    void writePrf(std::string const& bytes) { write("calyx.prf", bytes); }
+    std::string readPrf() const {
+        std::ifstream in(path("calyx.prf"), std::ios::binary);
+        std::ostringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+    // svGetPref as text, "<null>" for null.
+    static std::string pref(char const* key) {
+        char* value = svGetPref(key);
+        std::string const text = value != nullptr ? value : "<null>";
+        uvFree(value);
+        return text;
+    }
+};
+
+// Bytes 0x80 to 0xff and NULs: no line end and no "=" anywhere.
+std::string garbage() {
+    std::string bytes;
+    for (int i = 0; i < 5000; ++i) bytes += static_cast<char>(i % 3 == 0 ? 0 : 0x80 + i % 128);
+    return bytes;
+}
+
+struct GetPrefRow {
+    char const* what;
+    std::string file;
+    char const* key;
+    std::string expected;
+};
+
+TEST_F(HostilePreferences, ReadingHostileKeysAndFilesGivesAValueOrNull) {
+    std::string const hugeValue(100000, 'v');
+    std::vector<GetPrefRow> const rows = {
+        {"null key", "A=I1\n", nullptr, "<null>"},
+        {"empty key", "=I1\nA=I2\n", "", "<null>"},
+        // A read takes at most 1023 characters: a longer key is never whole.
+        {"4352-character key", kLongest + "=I1\n", kLongest.c_str(), "<null>"},
+        {"4353-character key", kTooLong + "=I1\n", kTooLong.c_str(), "<null>"},
+        {"invalid UTF-8 key and value", kBadUtf8 + "=\xff\xfe\n", kBadUtf8.c_str(), "\xff\xfe"},
+        {"garbage", garbage(), "A", "<null>"},
+        {"cut after the equals sign", "A=", "A", "<null>"},
+        {"cut inside the value", "A=I12", "A", "I12"},
+        {"cut inside the key", "B=I1\nA", "A", "<null>"},
+        {"huge line: its first read", "A=" + hugeValue + "\n", "A", std::string(1021, 'v')},
+        {"a key after a huge line", std::string(100000, 'x') + "\nA=I3\n", "A", "I3"},
+    };
+    for (GetPrefRow const& row : rows) {
+        SCOPED_TRACE(row.what);
+        writePrf(row.file);
+        EXPECT_EQ(pref(row.key), row.expected);
+    }
+}
+
+struct SetPrefRow {
+    char const* what;
+    std::string before;
+    char const* key;
+    int value;
+    std::string after;
+};
+
+TEST_F(HostilePreferences, RewritingChangesOnlyTheOneValue) {
+    std::string const noise("\0\xff\x80\n", 4);
+    std::vector<SetPrefRow> const rows = {
+        {"null key", "A=I1\n", nullptr, 5, "A=I1\n"},
+        {"empty key", "A=I1\n", "", 5, "A=I1\n"},
+        {"4353-character key", "A=I1\n", kTooLong.c_str(), 5, "A=I1\n"},
+        {"invalid UTF-8 key", kBadUtf8 + "=I10\n", kBadUtf8.c_str(), 7, kBadUtf8 + "=I07\n"},
+        {"smallest integer", "A=I1\n", "A", INT_MIN, "A=I-2147483648\n"},
+        {"cut inside the key", "B=I1\nA", "A", 5, "B=I1\nA"},
+        {"cut inside the value", "A=I123", "A", 4, "A=I004"},
+        {"huge line: the whole line is the old value", "A=" + std::string(100000, 'v') + "\nB=I1\n", "A", 1,
+         "A=I" + std::string(99998, '0') + "1\nB=I1\n"},
+        {"garbage around the key", noise + "A=I1\n" + noise, "A", 2, noise + "A=I2\n" + noise},
+    };
+    for (SetPrefRow const& row : rows) {
+        SCOPED_TRACE(row.what);
+        writePrf(row.before);
+        svSetPref(row.key, row.value);
+        EXPECT_EQ(readPrf(), row.after);
+    }
+}
+
+TEST_F(HostilePreferences, FilesAndFoldersThatCannotServeGiveNothing) {
+    // A folder where the file should be: nothing to read, nothing rewritten.
+    makeDir("calyx.prf");
+    EXPECT_EQ(pref("A"), "<null>");
+    svSetPref("A", 1);
+    struct stat st;
+    ASSERT_EQ(::stat(path("calyx.prf").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISDIR(st.st_mode));
+    ASSERT_EQ(::rmdir(path("calyx.prf").c_str()), 0);
+
+    if (!runningAsRoot()) {
+        writePrf("A=I1\n");
+        ASSERT_EQ(::chmod(path("calyx.prf").c_str(), 0), 0);
+        EXPECT_EQ(pref("A"), "<null>");
+        svSetPref("A", 2);  // cannot be opened for writing: left alone
+        ASSERT_EQ(::chmod(path("calyx.prf").c_str(), 0600), 0);
+        EXPECT_EQ(readPrf(), "A=I1\n");
+    }
+
+    // Folders that cannot be made are refused and the folder in use stays.
+    write("file", "x");
+    for (std::string const& dir : {path("file/sub"), kTooLong, "/" + kLongest}) {
+        SCOPED_TRACE(dir.substr(0, 24));
+        EXPECT_FALSE(svSetPreferencesDirectory(dir.c_str()));
+        EXPECT_STREQ(svGetPreferencesDirectory(false), root.c_str());
+    }
+}
+
+// ---- wrapped messages ----
+
+class HostileWrapping : public DisplayTest {
+protected:
+    static std::string wrapped(char const* text) {
+        qztest::Capture capture;
+        capture.out->setNeedsFormattingForDisplay(true);
+        ioPrintWrapped(text, false);
+        return capture.outText();
+    }
+    static std::string wrapped(unsigned short const* text, size_t length) {
+        qztest::Capture capture;
+        capture.out->setNeedsFormattingForDisplay(true);
+        ioPrintWrapped(text, length, false);
+        return capture.outText();
+    }
+};
+
+TEST_F(HostileWrapping, HostileTextKeepsItsMarkersAndItsValidParts) {
+    std::string const replaced = "\xEF\xBF\xBD";  // U+FFFD in the native UTF-8
+    struct Row {
+        char const* what;
+        char const* text;
+        std::string expected;
+    } const rows[] = {
+        {"null", nullptr, ""},
+        {"empty", "", "[\b]\b \n"},
+        // A word longer than the line stays whole on a line of its own.
+        {"4352-character word", kLongest.c_str(), "[\b" + kLongest + "]\b \n"},
+        {"4353-character word", kTooLong.c_str(), "[\b" + kTooLong + "]\b \n"},
+        // Each malformed sequence becomes one U+FFFD: 0xff, 0xfe, and 0xc3 cut short by "(".
+        {"invalid UTF-8", kBadUtf8.c_str(), "[\bbad" + replaced + replaced + replaced + "(name]\b \n"},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.what);
+        EXPECT_EQ(wrapped(row.text), row.expected);
+    }
+
+    // UTF-16: a null text is an empty one whatever its length; an unpaired
+    // surrogate, even the last unit, becomes the substitute and its
+    // neighbours stay.
+    EXPECT_EQ(wrapped(nullptr, 9), "[\b]\b \n");
+    unsigned short const units[] = {'a', 0xD800, 'b', 0xDC00, 'c', 0xDBFF};
+    EXPECT_EQ(wrapped(units, 6), "[\ba" + replaced + "b" + replaced + "c" + replaced + "]\b \n");
 }
 
 // ---- text that the session keeps ----
