@@ -7,11 +7,8 @@
 // fwrite. The "cell" column gives the time per cell. Also, with no
 // baseline, a scalar structure of 1000 fields of the same mixed content, and
 // the time per field.
+#include "display_support.hpp"
 #include "ratio_main.hpp"
-
-#include <qzservices/qzservices.hpp>
-
-#include <boost/make_shared.hpp>
 
 #include <algorithm>
 #include <cstdio>
@@ -42,10 +39,8 @@ protected:
     }
 };
 
-struct Destroyer {
-    void operator()(vxArray* a) const { vxDestroyArray(a); }
-};
-using ArrayPtr = std::unique_ptr<vxArray, Destroyer>;
+using qzbench::ArrayPtr;
+using qzbench::DisplaySettings;
 
 // What cell (i, j) holds: 0 a whole scalar, 1 a string, 2 a matrix.
 int kindOf(size_t i, size_t j) { return static_cast<int>((i + j) % 3); }
@@ -80,15 +75,6 @@ ArrayPtr const& mixedCell() {
     static ArrayPtr c = makeCell();
     return c;
 }
-
-struct DisplaySettings {
-    DisplaySettings() {
-        SetPrtfmt(PrtfmtShort);
-        GetNewline()[0] = '\n';
-        ioSetNumWindowColumns(80);
-        services::io::MoreControl(false);
-    }
-};
 
 // The display's bytes into the counting sink; one display per call.
 size_t displayOnce(CountingBuffer& counter, vxArray const* c) {
@@ -150,9 +136,7 @@ size_t bareCellLoop(FILE* out) {
         size_t perPage = k - first - (total > avail ? 1 : 0);
         if (perPage == 0) perPage = 1;
         size_t const stop = std::min(first + perPage, kColumns);
-        int n = stop == first + 1 ? std::snprintf(buf, sizeof buf, "  Column %zu\n\n", stop)
-                                  : std::snprintf(buf, sizeof buf, "  Columns %zu through %zu\n\n", first + 1, stop);
-        put(buf, static_cast<size_t>(n));
+        put(buf, static_cast<size_t>(qzbench::pageHeading(buf, sizeof buf, first, stop)));
         for (size_t i = 0; i < kRows; ++i) {
             size_t length = 0;
             for (size_t j = first; j < stop; ++j) {

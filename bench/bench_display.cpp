@@ -5,11 +5,8 @@
 // diary are off, as in a batch run. Also measures the heap the display
 // holds at its peak, for arrays of several sizes: it must not grow with the
 // array.
+#include "display_support.hpp"
 #include "ratio_main.hpp"
-
-#include <qzservices/qzservices.hpp>
-
-#include <boost/make_shared.hpp>
 
 #include <malloc.h>
 
@@ -67,23 +64,10 @@ extern "C" void free(void* p) {
 
 namespace {
 
-size_t gBytes = 0;
-
-int countBytes(char const* text) {
-    gBytes += std::strlen(text);
-    return 0;
-}
-
-class PutsFactory : public CmdWinSinkFactory {
-public:
-    boost::shared_ptr<CmdWinSink> sink = boost::make_shared<services::io::PutsFnSink>(&countBytes);
-    boost::shared_ptr<CmdWinSink> getCmdWinSink(bool) const override { return sink; }
-};
-
-struct Destroyer {
-    void operator()(vxArray* a) const { vxDestroyArray(a); }
-};
-using ArrayPtr = std::unique_ptr<vxArray, Destroyer>;
+using qzbench::ArrayPtr;
+using qzbench::countedBytes;
+using qzbench::CountingCommandWindow;
+using qzbench::DisplaySettings;
 
 size_t const kN = 1000;
 
@@ -127,51 +111,27 @@ ArrayPtr const& int32A() {
     return a;
 }
 
-// The settings of the measured display: short, loose, 80 columns.
-struct DisplaySettings {
-    DisplaySettings() {
-        SetPrtfmt(PrtfmtShort);
-        GetNewline()[0] = '\n';
-        ioSetNumWindowColumns(80);
-        services::io::MoreControl(false);
-    }
-};
-
 // The bytes the display writes, counted once per matrix so the baseline can
 // be checked against them.
 size_t displayBytes(vxArray const* a) {
-    using namespace services::io;
-    PutsFactory factory;
-    CmdWinSinkHandle::setFactory(&factory);
-    size_t bytes = 0;
-    {
-        CXPushDefaultSink onCommandWindow;
-        gBytes = 0;
-        ioPrintArray("A", a);
-        CXStream::CXOut.flush();
-        bytes = gBytes;
-    }
-    CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(nullptr, nullptr));
-    return bytes;
+    CountingCommandWindow window;
+    countedBytes = 0;
+    ioPrintArray("A", a);
+    services::io::CXStream::CXOut.flush();
+    return countedBytes;
 }
 
 template <ArrayPtr const& (*Matrix)()>
 void DisplayThroughProxy(benchmark::State& state) {
-    using namespace services::io;
     DisplaySettings settings;
     vxArray const* a = Matrix().get();
-    PutsFactory factory;
-    CmdWinSinkHandle::setFactory(&factory);
-    {
-        CXPushDefaultSink onCommandWindow;
-        for (auto _ : state) {
-            gBytes = 0;
-            ioPrintArray("A", a);
-            CXStream::CXOut.flush();
-        }
-        state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * gBytes));
+    CountingCommandWindow window;
+    for (auto _ : state) {
+        countedBytes = 0;
+        ioPrintArray("A", a);
+        services::io::CXStream::CXOut.flush();
     }
-    CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(nullptr, nullptr));
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * countedBytes));
 }
 
 // The baseline writes the display's text with one snprintf an element and
@@ -187,8 +147,7 @@ size_t bareLoop(FILE* out, size_t rows, size_t columns, size_t perPage, Element 
     put("\nA =\n\n", 6);
     for (size_t first = 0; first < columns; first += perPage) {
         size_t const stop = first + perPage < columns ? first + perPage : columns;
-        int n = stop == first + 1 ? std::snprintf(buf, sizeof buf, "  Column %zu\n\n", stop)
-                                  : std::snprintf(buf, sizeof buf, "  Columns %zu through %zu\n\n", first + 1, stop);
+        int n = qzbench::pageHeading(buf, sizeof buf, first, stop);
         put(buf, static_cast<size_t>(n));
         for (size_t r = 0; r < rows; ++r) {
             for (size_t c = first; c < stop; ++c) {
@@ -254,22 +213,17 @@ void reportPeakMemory() {
         std::printf("heap accounting sees a 1 MiB block: %s\n", gLive.load() - before >= (1 << 20) ? "yes" : "no");
     }
     DisplaySettings settings;
-    PutsFactory factory;
-    CmdWinSinkHandle::setFactory(&factory);
-    {
-        CXPushDefaultSink onCommandWindow;
-        ioPrintArray("W", uniformMatrix(2, vxREAL).get());  // warm up the pipeline's own first-use state
-        for (size_t n : {10, 100, 1000, 2000}) {
-            ArrayPtr a = uniformMatrix(n, vxREAL);
-            long long const before = gLive.load();
-            gPeak.store(before);
-            ioPrintArray("A", a.get());
-            CXStream::CXOut.flush();
-            std::printf("peak heap above the start during the display of a %zux%zu double: %lld bytes\n", n, n,
-                        gPeak.load() - before);
-        }
+    CountingCommandWindow window;
+    ioPrintArray("W", uniformMatrix(2, vxREAL).get());  // warm up the pipeline's own first-use state
+    for (size_t n : {10, 100, 1000, 2000}) {
+        ArrayPtr a = uniformMatrix(n, vxREAL);
+        long long const before = gLive.load();
+        gPeak.store(before);
+        ioPrintArray("A", a.get());
+        CXStream::CXOut.flush();
+        std::printf("peak heap above the start during the display of a %zux%zu double: %lld bytes\n", n, n,
+                    gPeak.load() - before);
     }
-    CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(nullptr, nullptr));
 }
 
 } // namespace

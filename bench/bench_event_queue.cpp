@@ -51,21 +51,28 @@ std::int64_t nowNs() {
         .count();
 }
 
-void QueueFlushMillion(benchmark::State& state) {
+// One producer thread pushes `count` events while this thread takes them
+// off the queue with drain(queue) until all were handled.
+template <class Drain>
+void produceAndDrain(benchmark::State& state, std::uint64_t count, Drain drain) {
     eventqueue::UserEventQueue* q = eventqueue::UserEventQueue::getInstance();
     q->setTimer(-1.0);
     std::int64_t elapsed = 0;
     for (auto _ : state) {
         std::int64_t const start = nowNs();
         gHandled = 0;
-        std::thread producer([q] {
-            for (std::uint64_t i = 0; i < kEvents; ++i) q->push(recordFor(i));
+        std::thread producer([q, count] {
+            for (std::uint64_t i = 0; i < count; ++i) q->push(recordFor(i));
         });
-        while (gHandled < kEvents) q->flushEventsOrBlock();
+        while (gHandled < count) drain(q);
         producer.join();
         elapsed = nowNs() - start;
     }
-    state.counters["ns_per_event"] = static_cast<double>(elapsed) / kEvents;
+    state.counters["ns_per_event"] = static_cast<double>(elapsed) / count;
+}
+
+void QueueFlushMillion(benchmark::State& state) {
+    produceAndDrain(state, kEvents, [](eventqueue::UserEventQueue* q) { q->flushEventsOrBlock(); });
 }
 
 void AsioPostMillion(benchmark::State& state) {
@@ -93,20 +100,7 @@ void AsioPostMillion(benchmark::State& state) {
 }
 
 void QueuePopPerEvent(benchmark::State& state) {
-    eventqueue::UserEventQueue* q = eventqueue::UserEventQueue::getInstance();
-    q->setTimer(-1.0);
-    std::int64_t elapsed = 0;
-    for (auto _ : state) {
-        std::int64_t const start = nowNs();
-        gHandled = 0;
-        std::thread producer([q] {
-            for (std::uint64_t i = 0; i < kPopEvents; ++i) q->push(recordFor(i));
-        });
-        while (gHandled < kPopEvents) q->getNextEventOrBlock();
-        producer.join();
-        elapsed = nowNs() - start;
-    }
-    state.counters["ns_per_event"] = static_cast<double>(elapsed) / kPopEvents;
+    produceAndDrain(state, kPopEvents, [](eventqueue::UserEventQueue* q) { q->getNextEventOrBlock(); });
 }
 
 // ---- wake-up latency on an idle consumer ----

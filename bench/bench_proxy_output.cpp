@@ -1,30 +1,15 @@
 // 80-character lines through CXOut, the active proxy and a PutsFnSink whose
 // function only counts bytes, against the same lines through a plain
 // std::ofstream on /dev/null. Paging, log and diary are off, as in a batch run.
+#include "display_support.hpp"
 #include "ratio_main.hpp"
 
-#include <qzservices/qzservices.hpp>
-
-#include <boost/make_shared.hpp>
-#include <cstring>
 #include <fstream>
 
 namespace {
 
 std::string const kLine(79, 'x');  // plus the line feed: 80 characters
 std::string const kLine80 = kLine + "\n";
-size_t gBytes = 0;
-
-int countBytes(char const* text) {
-    gBytes += std::strlen(text);
-    return 0;
-}
-
-class PutsFactory : public CmdWinSinkFactory {
-public:
-    boost::shared_ptr<CmdWinSink> sink = boost::make_shared<services::io::PutsFnSink>(&countBytes);
-    boost::shared_ptr<CmdWinSink> getCmdWinSink(bool) const override { return sink; }
-};
 
 // Writes each line with `write`, as a line-at-a-time printer does.
 void lineAsOneWrite() { services::io::CXStream::CXOut.write(kLine80.data(), 80); }
@@ -33,18 +18,14 @@ void lineAndLineFeed() { services::io::CXStream::CXOut << kLine << '\n'; }
 
 template <void (*writeLine)()>
 void CXOutThroughProxyToPutsFn(benchmark::State& state) {
-    using namespace services::io;
-    PutsFactory factory;
-    CmdWinSinkHandle::setFactory(&factory);
     {
-        CXPushDefaultSink onCommandWindow;
-        gBytes = 0;
+        qzbench::CountingCommandWindow window;
+        qzbench::countedBytes = 0;
         for (auto _ : state) writeLine();
-        CXStream::CXOut.flush();
-        if (gBytes != static_cast<size_t>(state.iterations()) * 80)
+        services::io::CXStream::CXOut.flush();
+        if (qzbench::countedBytes != static_cast<size_t>(state.iterations()) * 80)
             state.SkipWithError("bytes were lost on the way to the sink");
     }
-    CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(nullptr, nullptr));
     state.SetBytesProcessed(state.iterations() * 80);
 }
 
