@@ -5,13 +5,18 @@
 #pragma once
 #include "qzservices/containers/svFile.hpp"
 
+// One state: the tests that decide whether a path component is its kind of
+// container, the objects it makes for that component, and its successors.
 class ContainerState {
 public:
+    // Room for `n` successors (a negative n gives none), all null.
     explicit ContainerState(int n);
     virtual ~ContainerState();
     ContainerState(ContainerState const&) = delete;
     ContainerState& operator=(ContainerState const&) = delete;
 
+    // The successors in priority order; an index out of range reads null and
+    // writes nothing. The size is the room made at construction.
     int getNextSize() const { return nextSize; }
     void setNextSize(int n) { nextSize = n; }
     ContainerState* getNext(int i) const { return i >= 0 && i < nextSize ? next[i] : nullptr; }
@@ -19,9 +24,15 @@ public:
         if (i >= 0 && i < nextSize) next[i] = state;
     }
 
+    // Whether a component with this extension (`len` bytes, not terminated)
+    // can be this state's container.
     virtual bool matchesContainerType(char* ext, int len) = 0;
+    // True for the states of directories below a container's root.
     virtual bool isSubDirectoryState() = 0;
+    // A new container of the state's family, or null; the caller owns it.
     virtual svContainer* viewContainer(svContainer* parent) = 0;
+    // A new leaf object of the family attached to `dir`, taking the name of
+    // `len` bytes (none: the identity the walk left on `dir`).
     svContainerFile* viewContainerFile() { return viewContainerFile(nullptr, nullptr, 0); }
     svContainerFile* viewContainerFile(svContainer* dir) { return viewContainerFile(dir, nullptr, 0); }
     virtual svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) = 0;
@@ -52,6 +63,7 @@ public:
     svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) override;
 };
 
+// A plain directory below another plain directory.
 class StdContainerSubDirState : public ContainerState {
 public:
     StdContainerSubDirState() : ContainerState(2) {}
@@ -81,19 +93,23 @@ public:
     svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) override;
 };
 
+// Builds the machine: the head, the four working states and their links.
 class RFSMbuilder {
 public:
     RFSMbuilder() : head(nullptr) {}
     // Does not delete the head: the machine outlives its builder.
     ~RFSMbuilder() {}
     ContainerState* getHead() const { return head; }
+    // Deletes the head it held before, unless it is `h` again.
     void setHead(ContainerState* h);
+    // A new machine, its head returned; the caller owns it.
     ContainerState* makeRFSM();
 
 private:
     ContainerState* head;
 };
 
+// Walks one path through the machine, component by component.
 class RFSMwalker {
 public:
     // Starts in the plain-directory state behind the head of the machine.
@@ -101,6 +117,7 @@ public:
     explicit RFSMwalker(ContainerState* head);
     ~RFSMwalker() {}
 
+    // The deepest container reached and the state that made it.
     svContainer* getTail() const { return tail; }
     void setTail(svContainer* t) { tail = t; }
     ContainerState* getLast() const { return last; }
@@ -110,8 +127,12 @@ public:
     // either way, and the chain from `tail` belongs to the caller.
     bool walkRFSM(char const* path, bool statLast);
 
+    // The root component: "/" (length 1) for an absolute path, else length 0.
     static char const* rootPathName(char const* path, int* len);
+    // The next component after any slashes at `from`, and its length.
     static char* nextPathName(char* from, int* len);
+    // The extension of the `*len` bytes at `name` (after the last dot that is
+    // not the first byte), its length into *len; length 0 for none.
     static char* nameExtension(char* name, int* len);
 
 private:

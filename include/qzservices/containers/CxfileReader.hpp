@@ -15,6 +15,7 @@ struct _memory_context;
 // codes (9 not found, 3 corrupt, ...).
 typedef int ioErrorMessage;
 
+// A reader of whole source files.
 class CxfileReader {
 public:
     virtual ~CxfileReader() {}
@@ -22,6 +23,7 @@ public:
     virtual void* read(unsigned long* size, _memory_context* context, char const* path, ioErrorMessage* error) = 0;
 };
 
+// Reads from the file system only.
 class PlaintextCxfileReader : public CxfileReader {
 public:
     void* read(unsigned long* size, _memory_context* context, char const* path, ioErrorMessage* error) override;
@@ -29,14 +31,18 @@ public:
     void* read(unsigned long* size, _memory_context* context, FILE* stream);
 };
 
+// Reads through the container model, so a path may run into a CAT file.
 class ContainerCxfileReader : public CxfileReader {
 public:
     // `context` is not used: the buffer comes from uvCalloc, freed with uvFree.
     void* read(unsigned long* size, _memory_context* context, char const* path, ioErrorMessage* error) override;
 };
 
+// f(), whatever the name: makes a chooser that takes no path fit the
+// chooser that does.
 bool ignoreFileName(char const* name, boost::function0<bool> const& f);
 
+// Chooses, for each path, between two readers.
 class SwitchableCxfileReader : public CxfileReader {
 public:
     // Takes ownership of both readers.

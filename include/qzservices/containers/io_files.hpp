@@ -10,6 +10,7 @@
 // Longest file name; path buffers are one byte longer.
 enum { IO_MAX_FILENAME = 4352, IO_PATH_BUFFER = 4353 };
 
+// What ioGetFileStatus reports of a path.
 struct QZFstat {
     long time;  // modification time, 0x7fffffff on failure
     int isDir;  // 1 for a directory
@@ -23,17 +24,20 @@ struct FileItem {
     bool operator<(FileItem const& other) const { return name < other.name; }
 };
 
+// fopen of `name` with "~" expanded; errno as the open left it.
 FILE* ioFopen(char const* name, char const* mode);
 // Opens `name` as given, or, for reading, as the session's file search finds
 // it. `outPath` (IO_PATH_BUFFER bytes) receives the name opened; `outErrno`
 // the errno of the last open. Raises CALYX:fileio:filenameTooLong.
 FILE* ioFopenPathName(char const* name, char const* mode, char* outPath, int* outErrno);
+// The same without the name opened and the errno.
 FILE* ioFopenPath(char const* name, char const* mode);
 // As ioFopen; a failure raises, except a missing file, which returns null.
 FILE* ioFopenErrorChk(char const* name, char const* mode);
 // As ioFopenPath and ioFopenPathName; every failure raises.
 FILE* ioFopenErrorChkPath(char const* name, char const* mode);
 FILE* ioFopenErrorChkPathName(char const* name, char const* mode, char* outPath);
+// fclose, for files opened by the functions above.
 int ioFclose(FILE* file);
 // `name` with "~" expanded, into `buffer` (IO_PATH_BUFFER bytes).
 char const* ioExpandFileName(char const* name, char* buffer);
@@ -54,6 +58,8 @@ char* ioGetDirList(char const* pattern, unsigned int flags);
 // The same; `*modes`, when asked for, gets the entries' type bits in list
 // order (an array from uvMallocWithCheck that the caller frees).
 char* ioGetDirListWithModes(char const* pattern, unsigned int flags, unsigned int** modes);
+// Packs `names` in their order; an empty list gives two zero bytes. Null
+// when the memory cannot be had.
 char* ioPackListIntoCharArray(std::list<std::string> names);
 
 // 7 readable, 3 permission denied, 4 not found, 5 anything else.
@@ -62,6 +68,7 @@ int ioIsFileReadable(char const* path);
 int ioGetFileStatus(char const* path, QZFstat* out);
 // 1 a usable directory, 2 usable but not a directory, 3, 4, 5 as above.
 int ioIsDirAccessible(char const* path);
+// Always 0: no name here is a DOS device name.
 int ioIs_DOS_name(char const* name);
 // The mount point of the n-th (from 1) ISO 9660 file system; 1 if found.
 int ioGetCDroot(int n, char* root);

@@ -13,6 +13,7 @@ class svContainerFile;
 // Path buffers of this subsystem; a name may have PATH_BUFFER_SIZE - 1 characters.
 enum { SV_PATH_BUFFER_SIZE = 4353 };
 
+// An object met on a path: its name, its error state and its stat record.
 class svFile {
 public:
     // 0 nothing known or not there, 1 file, 2 directory.
@@ -21,6 +22,8 @@ public:
     // 0 clean; 3 permission denied, 4 not found, 5 wrong kind of object, 6 other.
     typedef int FileAccessReturnValue;
 
+    // What a stat found: time, type, size and the offset of the bytes; -1
+    // (type 0) for what is not known.
     class QZFileStat {
     public:
         long getTime() const { return time; }
@@ -39,6 +42,7 @@ public:
         long offset = -1;  // where the object's bytes start inside its backing file
     };
 
+    // No name, no error, an empty record in slot 0.
     svFile();
     virtual ~svFile();
     svFile(svFile const&) = delete;
@@ -55,19 +59,24 @@ public:
     virtual bool isFile() { return getFileType() == typeFile; }
     virtual bool isAccessible() = 0;
     virtual bool isReadable() { return access(4); }
+    // The size in bytes; 0 for a directory.
     virtual long size() = 0;
     // A SV_PATH_BUFFER_SIZE buffer from uvCalloc; the caller frees it with uvFree.
     virtual char* getFullPath() = 0;
 
+    // Whether a code is one of the errors 3 to 6, and whether this object has one.
     static bool isError(FileAccessReturnValue value) { return value >= 3 && value < 7; }
     bool hasErrorOnFile() const { return isError(fileAccess); }
 
+    // The name is a copy of `text` (or of its first `len` bytes); null text,
+    // or a negative len, leaves no name.
     char const* getName() const { return name; }
     void setName(char const* text);
     void setName(char const* text, int len);
     FileAccessReturnValue getFileAccess() const { return fileAccess; }
     void setFileAccess(FileAccessReturnValue value) { fileAccess = value; }
 
+    // The fields of the current record.
     long getOffset() const { return fileStat[0]->getOffset(); }
     void setOffset(long o) { fileStat[0]->setOffset(o); }
     long getSize() const { return fileStat[0]->getSize(); }
@@ -77,6 +86,8 @@ public:
     long getTime() const { return fileStat[0]->getTime(); }
     void setTime(long t) { fileStat[0]->setTime(t); }
 
+    // The record of slot 0 (current) or 1 (saved); null for another slot.
+    // Setting takes ownership and deletes the record the slot held.
     QZFileStat* xgetFileStat(int slot) const { return slot == 0 || slot == 1 ? fileStat[slot] : nullptr; }
     void setFileStat(QZFileStat* record, int slot);
     // Bracket a trial stat: save keeps only the offset in a fresh record;
@@ -99,6 +110,8 @@ svFile::FileAccessReturnValue getFileAccessFromErr(int err);
 // before access and stat.
 char* platformPathFix(char* path);
 
+// A directory or a container: its place in the chain, its partial path and
+// the stream over its entries.
 class svContainer : public svFile {
 public:
     // 0 none, 1 plain directory, 2 CAT.
@@ -106,10 +119,14 @@ public:
     typedef svIoStream::StreamAccessReturnValue StreamAccessReturnValue;
 
     svContainer();
+    // Deletes the directory stream, the file and the parent: the whole chain.
     ~svContainer() override;
 
+    // Steps the object to the component `name` (`len` bytes); with statIt the
+    // step is checked with a stat. False, with the error kept, when it fails.
     virtual bool enter(char const* name, int len) = 0;
     virtual bool enter(char const* name, int len, bool statIt) = 0;
+    // Prints nothing in both families; kept for the model's interface.
     virtual void display() = 0;
     // A directory may be walked once it can be read and searched and stat
     // shows a directory; it has no size of its own.
@@ -118,6 +135,7 @@ public:
 
     ContainerType getType() const { return type; }
     void setType(ContainerType t) { type = t; }
+    // The path walked up to this object, without its own name.
     char* getPartialPath() const { return partialPath; }
     // Stores `p`; frees the old text only when `p` is null (the joins work in
     // place and hand back the buffer they were given).
@@ -125,9 +143,13 @@ public:
     // Joins the current name to the partial path (unless it is unset or "."),
     // then takes `newName` as the name: the one way to step.
     void updateFullPath(char const* newName);
+    // Joins `text` (or its first `len` bytes) to the partial path as a subdirectory.
     void appendToPartialPath(char const* text);
     void appendToPartialPath(char const* text, int len);
 
+    // The links of the chain. The owned ones (stream, parent, file) are
+    // deleted by the setters when replaced; resetFile forgets the file
+    // without deleting it.
     svContainerDirIoStream* getDirStream() const { return dirStream; }
     void setDirStream(svContainerDirIoStream* stream);
     svContainer* getParent() const { return parent; }
@@ -138,6 +160,8 @@ public:
     void setFile(svContainerFile* f);
     void resetFile() { file = nullptr; }
 
+    // The first error of the file, then of this object (0 or -1 for none):
+    // the file codes, then the stream codes through every base stream.
     FileAccessReturnValue findFileAccessInError() const;
     bool hasFileError() const;
     StreamAccessReturnValue findStreamAccessInError() const;
@@ -157,26 +181,32 @@ protected:
     svContainerFile* file;  // owned
 };
 
+// A leaf: a file reached through its directory.
 class svContainerFile : public svFile {
 public:
     svContainerFile();
+    // Deletes the file stream and the directory, and with it the chain.
     ~svContainerFile() override;
 
     // A file may be used once it can be read and stat shows a file.
     bool isAccessible() override { return isReadable() && stat() && isFile(); }
 
+    // The stream over the bytes and the directory, both owned; the setters
+    // delete what they replace; resetDir forgets the directory.
     svContainerFileIoStream* getFileStream() const { return fileStream; }
     void setFileStream(svContainerFileIoStream* stream);
     svContainer* getDir() const { return dir; }
     void setDir(svContainer* d);
     void resetDir() { dir = nullptr; }
 
+    // The first error of this object, then of its directory, as in svContainer.
     FileAccessReturnValue findFileAccessInError() const;
     bool hasFileError() const;
     svIoStream::StreamAccessReturnValue findStreamAccessInError() const;
     bool hasStreamError() const;
     bool hasErrorOnContainerFile() const { return hasStreamError() || hasFileError(); }
 
+    // The look-up of a file; a directory at the end gives error 5.
     static svContainerFile* svFindContainerFile(char const* path);
 
 protected:
@@ -184,4 +214,6 @@ protected:
     svContainer* dir;  // owned
 };
 
+// The look-up of either: the file object when the path ends on a file, the
+// container otherwise.
 svFile* svFindContainerOrContainerFile(char const* path);

@@ -12,6 +12,7 @@
 
 namespace eventqueue {
 
+// The handle on the one queue, through which every thread reaches it.
 class UserEventQueue {
 public:
     // The one queue, made with its pipe on the first call and never destroyed.

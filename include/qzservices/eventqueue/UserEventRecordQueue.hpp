@@ -12,6 +12,7 @@
 
 namespace eventqueue {
 
+// No lock of its own: its owner keeps each ring to one thread at a time.
 class UserEventRecordQueue {
 public:
     typedef boost::circular_buffer<UserEventRecord>::const_iterator const_iterator;  // walks the records front to back

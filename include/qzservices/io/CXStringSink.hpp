@@ -8,6 +8,7 @@
 
 namespace services { namespace io {
 
+// The sink over a string buffer of its own or one it is given.
 class CXStringSink : public CXSink {
 public:
     typedef std::basic_stringbuf<unsigned short> ustringbuf;  // an in-memory buffer of UTF-16 units

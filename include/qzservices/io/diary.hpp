@@ -14,6 +14,7 @@ struct vxArray_tag;
 
 // On while a file is open.
 bool nmIsDiaryEnabled();
+// The open file, null while the diary is off; the diary closes it.
 FILE* ioGetDiaryFilePointer();
 // The file name, kept while the diary is off ("diary" at start).
 char const* nmGetDiaryFile();

@@ -23,6 +23,8 @@ public:
 // For its lifetime, messages go out unwrapped (still between their markers).
 class ioWarningWrappingDisablor {
 public:
+    // Clears WrappingFeatureRegistration::enabled; the destructor puts back
+    // what it was, so that these nest.
     ioWarningWrappingDisablor();
     ~ioWarningWrappingDisablor();
     ioWarningWrappingDisablor(ioWarningWrappingDisablor const&) = delete;

@@ -4,6 +4,7 @@
 
 namespace services { namespace prompt {
 
+// The kinds of requester, as the prompt events carry them.
 enum InputRequester : std::int32_t {
     NO_REQUESTER = -1,      // what a default-constructed event holds
     COMMAND_LINE = 0,       // the interpreter's ordinary prompt

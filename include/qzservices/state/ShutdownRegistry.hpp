@@ -11,10 +11,12 @@
 
 namespace services { namespace state { class ShutdownRegistryImpl; } }
 
+// One participant in the exit: each phase calls its hook, which a derived
+// class overrides where it has work to do.
 class ShutdownObject {
 public:
     explicit ShutdownObject(char const* name);  // null means the empty name
-    ShutdownObject(ShutdownObject const& other);
+    ShutdownObject(ShutdownObject const& other);  // copies the name
     virtual ~ShutdownObject();
 
     virtual bool isOkToExit() const;       // base: true
@@ -22,6 +24,7 @@ public:
     virtual void preTerminate() const;     // base: nothing
     virtual void terminate() const;        // base: nothing
 
+    // The name the registry finds the object by; null sets the empty name.
     std::string const& getName() const { return name; }
     void init_name(std::string const& newName) { name = newName; }
     void init_name(char const* newName) { name = newName ? newName : ""; }
@@ -37,6 +40,7 @@ private:
     std::string name;
 };
 
+// The process-wide list of participants, walked newest first in each phase.
 class ShutdownRegistry {
 public:
     // Takes ownership, unless an object of the same non-empty name is already
@@ -48,6 +52,7 @@ public:
 
     static bool IsOkToExit();                  // stops at the first refusal
     static bool CloseAllAppWindows(bool force);  // with force: asks all, answers true
+    // The last two phases: every object's preTerminate, then every terminate.
     static void PreTerminateApps();
     static void TerminateApps();
 

@@ -13,22 +13,28 @@
 
 struct vxArray_tag;
 
+// A built-in of the command language: outCount results into outArgs from
+// inCount arguments.
 typedef void (*svFeatureBuiltin)(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 
+// One feature's record in the table.
 struct svFeature {
     char const* name;  // not copied: registrants pass literals or static text
     int value;         // the owner may rewrite it through svFindFeatureEntry
-    void (*oneArgCallback)(int);
+    void (*oneArgCallback)(int);  // what the registrant gave, null where none
     void (*noArgCallback)();
     svFeatureBuiltin builtin;
-    std::uint64_t callCount;
+    std::uint64_t callCount;  // successful look-ups since registration or the last clear
 };
 
+// The table itself, one instance.
 class FeatureTable {
 public:
+    // Compares byte by byte after tolower, so "ab" and "AB" are one name.
     struct icase_less {
         bool operator()(std::string const& a, std::string const& b) const;
     };
+    // A second registration of a name, in any case.
     class DuplicateFeatureException : public std::exception {
     public:
         char const* what() const noexcept override { return "duplicate feature"; }
@@ -42,8 +48,9 @@ public:
     void AddFeature(svFeature& feature);
     // The entry, counted, or null (counting nothing).
     svFeature* FindFeature(std::string const& name);
-    size_t NumFeatures() const { return features_.size(); }
+    size_t NumFeatures() const { return features_.size(); }  // counts nothing
 
+    // Entries by name, case ignored.
     typedef std::map<std::string, svFeature, icase_less> Map;
     // The entries in listing order, for walks that must not count.
     Map& entries() { return features_; }
@@ -53,6 +60,8 @@ private:
     Map features_;
 };
 
+// Registration, with the callbacks each form takes (the others null);
+// a name registered before throws FeatureTable::DuplicateFeatureException.
 void svRegisterFeature(char const* name, int value, void (*callback)(int), svFeatureBuiltin builtin);
 void svRegisterNoArg(char const* name, int value, void (*callback)());
 void svRegisterBuiltin(char const* name, int value, svFeatureBuiltin builtin);
@@ -63,9 +72,12 @@ svFeature* svFindFeatureEntry(char const* name);
 // The value of a registered feature. The name must be registered: this does
 // not test for a missing entry (callers guard with svIsFeatureRegistered).
 int svIsFeatureEnabled(char const* name);
+// Whether the name is in the table; the look-up counts as any other.
 bool svIsFeatureRegistered(char const* name);
 
-// Built-ins for the command-language layer.
+// Built-ins for the command-language layer: the list of features as a
+// structure array (counting nothing), one feature's count (its own look-up
+// included), every count printed as "name=count", every count cleared.
 void svListFeatures(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 void featureCallCount(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 void printFeatureCounts(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);

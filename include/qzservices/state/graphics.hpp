@@ -23,6 +23,7 @@ bool svGraphicsHasDisplay();
 void svGraphicsSetHasDisplay(bool allowed);
 // Display allowed again, flags cleared, nd::display::isAvailable asked again.
 void svGraphicsResetHasDisplay();
+// Replaces the display function (a host's or a test's) and updates the record.
 void svGraphicsSetIsDisplayAvailableFcn(boost::function<bool()> fcn);
 // The bell of the display, or a BEL character on the command window without one.
 void svSysBeep();
@@ -30,7 +31,9 @@ void svSysBeep();
 // ---- figures ----
 // Figures can be forced off; otherwise there are none without a display.
 bool svGraphicsGetNoFigures();  // marks the state as queried
+// Forces figures off (or lifts the force) and updates the feature's value.
 void svGraphicsSetNoFigures(bool forced);
+// No force, flags cleared, the production display question put back.
 void svGraphicsResetNoFigures();
 bool svGraphicsHasDisplayStub();            // DISPLAY is set, whatever its text
 bool graphicsHasDisplayProductionImpl();    // the stub, Java enabled, and the AWT in use
@@ -38,9 +41,12 @@ bool graphicsHasDisplayProductionImpl();    // the stub, Java enabled, and the A
 // ---- graphics version and state ----
 int pgGetDefaultVersion();        // 1
 bool pgGetDefaultSingleGraphics();  // false
-int pgGetVersion();
+int pgGetVersion();  // 1 or 2
 // Accepts 1 and 2; anything else warns and leaves the version.
 void pgSetVersion(int version);
+// The flags of the graphics state, plain data until pgValidateFeatures
+// copies them into the features: initialised (never cleared but by
+// initializePGState), single graphics, production.
 bool pgIsInitialized();
 void pgSetInitialized();
 bool pgGetSingleGraphics();
@@ -51,6 +57,7 @@ bool pgUsingCalyxClasses();  // version 2
 bool pgIsMixedMode();        // not single graphics
 // Once initialised, copies the state into the four graphics features' values.
 void pgValidateFeatures();
+// The names of the four graphics features.
 char const* UsePG2Str();
 char const* UseGBT2Str();
 char const* PGUsingCALYXClassesStr();
@@ -62,7 +69,9 @@ char const* CALYXUsingSingleGraphicsStr();
 char const* svGetRootLanguage();
 void svSetRootLanguage(char const* text);
 
-// Built-ins of the features.
+// Built-ins of the features, each returning a logical. The display one asks
+// the display function; the four graphics ones validate the features first,
+// and all but "UsePG2" refuse an argument as read-only.
 void svGraphicsHasDisplayBuiltin(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 void svGraphicsNoFiguresBuiltin(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 void isPG2Enabled(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
@@ -78,7 +87,10 @@ int init_registerPGFeatures(int);
 
 namespace services { namespace Graphics {
 
+// Forced off, or no display by the display question: unlike
+// svGraphicsGetNoFigures it does not mark the state as queried.
 bool getNoFigures();
+// Replaces the no-figures state's display question.
 void setHasDisplayFcn(boost::function<bool()> fcn);
 // Writes getNoFigures() into the "NoFigureWindows" record.
 void updateFeatureValue();
@@ -93,6 +105,7 @@ namespace State {
 // The start state: not initialised, version 1, not single graphics,
 // production, no root language.
 void initializePGState();
+// Whether no root language is stored, and forgetting it (no switcher call).
 bool isLanguageEmpty();
 void clearLanguage();
 } // namespace State
@@ -100,14 +113,16 @@ void clearLanguage();
 namespace FactoryFont {
 char const* getFactoryControlFontName();  // null until set
 void setFactoryControlFontName(char const* name);  // copies; frees the old text
-double getFactoryControlFontSize();
+double getFactoryControlFontSize();  // 0 until set
 void setFactoryControlFontSize(double size);
-void resetFactoryControlfont();
+void resetFactoryControlfont();  // no name, size 0
 } // namespace FactoryFont
 
 // Hooks of the deployment runtime. A hook must be set before it is called;
 // calling one that is not set throws boost::bad_function_call.
 namespace CxrHooks {
+// The hooks' types, the setter of all six (null unsets one), a caller for
+// each, and the reset that unsets them all.
 typedef void* (*GetCurrentFcn)();
 typedef void (*ActivationFcn)(void*);
 typedef void (*FigureFcn)(void*);
@@ -126,6 +141,8 @@ void resetCxrCallbacks();
 // Bridges of native extensions to figure properties; an unset bridge throws
 // boost::bad_function_call.
 namespace VxeHooks {
+// The setter and getter of a property, installed together (null unsets),
+// called through the bridges, read back, and unset by the reset.
 typedef int (*SetFcn)(double handle, char const* property, vxArray_tag* value);
 typedef vxArray_tag* (*GetFcn)(double handle, char const* property);
 void setVxeCallbacks(SetFcn set, GetFcn get);

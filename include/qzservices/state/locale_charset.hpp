@@ -21,6 +21,7 @@ char const* getIsoLang(char const* code);
 // The resource subdirectory of the language: "en" for short codes and codes
 // beginning with "en", "ja" for "ja...", otherwise the code's first five characters.
 char const* svLookInSubdirectory();
+// Its built-in: the subdirectory as text; no inputs, at most one output.
 void svLookInSubdirectory(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 
 // The name of the calling thread's default character set.

@@ -8,12 +8,13 @@
 
 namespace services {
 
+// The store's interface; every operation locks, so any thread may use it.
 class machine_config {
 public:
     virtual std::string get(std::string const& key) = 0;  // empty when missing
     virtual void add(std::string const& key, std::string const& value) = 0;  // only a new key
     virtual void set(std::string const& key, std::string const& value) = 0;  // insert or overwrite
-    virtual void remove(std::string const& key) = 0;
+    virtual void remove(std::string const& key) = 0;  // a missing key is no error
     // A line end, "Configuration:", each entry as "  <key, left in 19>: <value>"
     // in byte order of the keys, and a line end; the stream's format is kept.
     virtual void print(std::ostream& out) = 0;
@@ -32,6 +33,7 @@ void svPrintMachineConfiguration(int (*printer)(char const*, ...));
 // The host's window-system queries; both null at start. The feature
 // "getwinsys" returns what `first` returns, or "Unknown" without it.
 void svSetDisplayQueryFunctions(char const* (*first)(), char const* (*second)());
+// Reads both back into *first and *second.
 void svGetDisplayQueryFunctions(char const* (**first)(), char const* (**second)());
 
 // Records the Java virtual machine's signature as "Virtual Machine"; the first

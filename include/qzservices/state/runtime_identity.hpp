@@ -49,6 +49,8 @@ int svGetPGStatus();
 class svCXRuntime {
 public:
     virtual ~svCXRuntime();
+    // Whether code is running, who asks for input, and the stream in use,
+    // as the interpreter knows them.
     virtual int GetCodeBlockStatus();
     virtual int GetInputRequester();
     virtual int GetActiveStreamID();
@@ -56,6 +58,7 @@ public:
 
 // Only the first non-null runtime is taken; later ones and null are ignored.
 void svSetRuntimeInstance(svCXRuntime* runtime);
+// The runtime's answers.
 int svGetCodeBlockStatus();
 int svGetInputRequester();
 

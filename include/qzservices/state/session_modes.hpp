@@ -4,8 +4,11 @@
 // 3 is standalone (the start value), 1 the ordinary interactive session.
 void svSetCXMode(int mode);
 int svGetCXMode();
-bool svIsStandaloneMode();
+bool svIsStandaloneMode();  // mode 3
 
+// Flags of the kind of process: a worker of a parallel pool (any non-zero
+// is on), its debug variant, an engine evaluating for a host, a profiler
+// running.
 void svSetDCXWorkerMode(int on);
 bool svIsDCXWorkerMode();
 void svSetDebugDCXWorkerModeOn();  // no way back
@@ -29,6 +32,7 @@ enum svJavaSupportLevel {
 // "Unspecified", "None", "JVM", "AWT", "Swing", "QZT", "Desktop"; null outside 0..6.
 char const* svJavaSupportLevelName(int level);
 
+// The level, and whether it reaches a given level (each svJavaUse* names one).
 int svJavaGetSupport();
 bool svJavaUseJVM();
 bool svJavaUseAWT();

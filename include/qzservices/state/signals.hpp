@@ -13,6 +13,7 @@ boost::function<void()> svRegisterSigInitFcn(boost::function<void()> fcn);
 // Runs the set-up function if one is set.
 void svSigInit();
 
+// Sees a signal before the process's own handling; its result is handed on.
 typedef int (*svFirstCrackSignalHandler)(int signal, siginfo_t* info, void* context);
 // Replaces the handler with what it is given (null included) and returns the
 // earlier one. At load the handler is a built-in one that returns 0.
