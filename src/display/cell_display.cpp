@@ -238,70 +238,37 @@ void ioPrintCellPage(vxArray const** cells, size_t rows, size_t columns) {
                              : std::max<size_t>(25, avail / columns);
 
     ColumnWidths widths;
-    LineBuffer line;
-    size_t first = 0;
-    while (first < columns) {
-        size_t perPage = 1;
-        if (avail != 0) {
-            size_t total = 0;
-            size_t k = first;
-            while (k < columns && k - first < IO_CELL_PAGE_COLUMNS) {
-                size_t const i = k - first;
-                widths.width[i] = ioGetColumnWidth(cells + k * rows, rows, &widths.left[i], &widths.right[i],
-                                                   &widths.classes[i], limit, oneColumn);
-                total += widths.width[i] + 4;
-                ++k;
-                if (total >= avail) break;
-            }
-            perPage = k - first;
-            if (total > avail) --perPage;
-            if (perPage == 0) perPage = 1;
-        } else {
-            widths.width[0] = ioGetColumnWidth(cells + first * rows, rows, &widths.left[0], &widths.right[0],
-                                               &widths.classes[0], limit, oneColumn);
-        }
-        size_t const stop = std::min(first + perPage, columns);
-
+    auto measure = [&](size_t column, size_t i) {
+        widths.width[i] = ioGetColumnWidth(cells + column * rows, rows, &widths.left[i], &widths.right[i],
+                                           &widths.classes[i], limit, oneColumn);
+        return widths.width[i];
+    };
+    auto startPage = [&](size_t first, size_t stop, size_t perPage) {
         if (perPage < columns) {
             if (first + 1 == stop)
                 uvPrintf("  Column %zu\n%s", first + 1, newline);
             else
                 uvPrintf("  Columns %zu through %zu\n%s", first + 1, stop, newline);
         }
-
         if (columns == 1 && rows == 1) {
             vxArray const* cell = cells[0];
             vxClassID const cls = cell == nullptr ? vxUNKNOWN_CLASS : vxGetClassID(cell);
             if (cell == nullptr || (vxIsEmpty(cell) && !isStructOrObject(cls))) {
                 uvPrintf("    %s", cls == vxCHAR_CLASS ? "{''}" : cls == vxCELL_CLASS ? "{{}}" : "{[]}");
                 uvPrintf("\n%s", newline);
-                return;
+                return false;
             }
         }
-
-        if (rows == 0) {
-            uvPrintf("%s", newline);
-            first = stop;
-            continue;
+        return true;
+    };
+    auto writeRow = [&](LineBuffer& line, size_t r, size_t first, size_t stop) {
+        for (size_t c = first; c < stop; ++c) {
+            size_t const i = c - first;
+            writeCell(line, cells[r + c * rows], widths.width[i], widths.left[i], widths.right[i],
+                      widths.classes[i], limit, oneColumn);
         }
-
-        for (size_t r = 0; r < rows; ++r) {
-            uvLongjmpIfInterruptPending();
-            if (ioStopPrinting()) {
-                uvPrintf("%s", newline);
-                return;
-            }
-            for (size_t c = first; c < stop; ++c) {
-                size_t const i = c - first;
-                writeCell(line, cells[r + c * rows], widths.width[i], widths.left[i], widths.right[i],
-                          widths.classes[i], limit, oneColumn);
-            }
-            line.append("\n", 1);
-            line.flush();
-        }
-        uvPrintf("%s", newline);
-        first = stop;
-    }
+    };
+    display_pages::printColumnPages(rows, columns, avail, measure, startPage, writeRow);
 }
 
 void ioPrintCellArray(char const* name, vxArray const* array) {

@@ -42,52 +42,29 @@ void ioPrintFunObjPage(function_handle_tag* handles, size_t rows, size_t columns
     if (columns == 0) return;
 
     size_t widths[IO_CELL_PAGE_COLUMNS];
-    LineBuffer line;
-    size_t first = 0;
-    while (first < columns) {
-        size_t perPage = 1;
-        if (avail != 0) {
-            size_t total = 0;
-            size_t k = first;
-            while (k < columns && k - first < IO_CELL_PAGE_COLUMNS) {
-                widths[k - first] = columnWidth(handles + k * rows, rows);
-                total += widths[k - first] + 4;
-                ++k;
-                if (total >= avail) break;
-            }
-            perPage = k - first;
-            if (total > avail) --perPage;
-            if (perPage == 0) perPage = 1;
-        } else {
-            widths[0] = columnWidth(handles + first * rows, rows);
-        }
-        size_t const stop = std::min(first + perPage, columns);
+    auto measure = [&](size_t column, size_t i) {
+        widths[i] = columnWidth(handles + column * rows, rows);
+        return widths[i];
+    };
+    auto startPage = [columns](size_t first, size_t stop, size_t perPage) {
         // A page of one column has no heading of its own.
         if (first + 1 != stop && perPage < columns)
             uvPrintf("  Columns %zu through %zu\n%s", first + 1, stop, newline);
-
+        return true;
+    };
+    auto writeRow = [&](LineBuffer& line, size_t r, size_t first, size_t stop) {
         bool const single = stop - first == 1;
-        for (size_t r = 0; r < rows; ++r) {
-            uvLongjmpIfInterruptPending();
-            if (ioStopPrinting()) {
-                uvPrintf("%s", newline);
-                return;
-            }
-            for (size_t c = first; c < stop; ++c) {
-                std::string const text = vxFunctionHandleToString(&handles[r + c * rows]);
-                line.append("    @", 5);
-                char const* rest = startsWithAt(text) ? text.c_str() + 1 : text.c_str();
-                if (single)
-                    line.append(rest);
-                else
-                    line.appendLeft(rest, widths[c - first]);
-            }
-            line.append("\n", 1);
-            line.flush();
+        for (size_t c = first; c < stop; ++c) {
+            std::string const text = vxFunctionHandleToString(&handles[r + c * rows]);
+            line.append("    @", 5);
+            char const* rest = startsWithAt(text) ? text.c_str() + 1 : text.c_str();
+            if (single)
+                line.append(rest);
+            else
+                line.appendLeft(rest, widths[c - first]);
         }
-        uvPrintf("%s", newline);
-        first = stop;
-    }
+    };
+    display_pages::printColumnPages(rows, columns, avail, measure, startPage, writeRow);
 }
 
 void ioPrintFunObjArray(char const* name, vxArray const* array) {

@@ -1,14 +1,18 @@
 // The pages of a cell or handle array: the 1-based page counters over
-// dimensions 3 and up, and the frame of headings and empty forms that the
-// two displays share around their own page writers.
+// dimensions 3 and up, the frame of headings and empty forms around the
+// pages, and the walk that splits a page's columns into pages of the window's
+// width; the two displays bring their own measures and cell writers.
 #pragma once
+#include "qzservices/display/cell_display.hpp"
 #include "qzservices/display/settings.hpp"
 #include "qzservices/io/more.hpp"
 #include "display/display_state.hpp"
+#include "display/line_buffer.hpp"
 
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <memory>
@@ -96,6 +100,53 @@ void printArrayPages(char const* name, vxArray const* array, char const* emptyWh
         uvPrintf("%s%s(:,:,%s = %s\n", newline, name, odometer.text().c_str(), newline);
         printPage(p * rows * columns, rows, columns);
         odometer.advance();
+    }
+}
+
+// Splits `columns` columns of `rows` rows into pages of at most `avail`
+// characters: measure(column, slot) measures a column into the caller's
+// widths at `slot` and returns its width (a page holds each width plus four,
+// at most IO_CELL_PAGE_COLUMNS columns and at least one; with no room at all,
+// one column a page). startPage(first, stop, perPage) writes what comes
+// before the rows of columns first to stop - 1, or returns false to end the
+// display there; writeRow(line, row, first, stop) writes a row's cells, which
+// go out with the row's line feed. An interrupt leaves at a row start, where
+// the line is empty; a stop request ends the display after a blank line.
+template <class Measure, class StartPage, class WriteRow>
+void printColumnPages(size_t rows, size_t columns, size_t avail, Measure measure, StartPage startPage,
+                      WriteRow writeRow) {
+    display_text::LineBuffer line;
+    size_t first = 0;
+    while (first < columns) {
+        size_t perPage = 1;
+        if (avail != 0) {
+            size_t total = 0;
+            size_t k = first;
+            while (k < columns && k - first < IO_CELL_PAGE_COLUMNS) {
+                total += measure(k, k - first) + 4;
+                ++k;
+                if (total >= avail) break;
+            }
+            perPage = k - first;
+            if (total > avail) --perPage;
+            if (perPage == 0) perPage = 1;
+        } else {
+            measure(first, size_t{0});
+        }
+        size_t const stop = std::min(first + perPage, columns);
+        if (!startPage(first, stop, perPage)) return;
+        for (size_t r = 0; r < rows; ++r) {
+            uvLongjmpIfInterruptPending();
+            if (ioStopPrinting()) {
+                uvPrintf("%s", newline);
+                return;
+            }
+            writeRow(line, r, first, stop);
+            line.append("\n", 1);
+            line.flush();
+        }
+        uvPrintf("%s", newline);
+        first = stop;
     }
 }
 
