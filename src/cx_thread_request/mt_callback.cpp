@@ -57,24 +57,26 @@ private:
     bool& flag_;
 };
 
+// Runs `construct` once per process. A nested call from inside the
+// construction (its own flag is set then) returns at once.
+int constructOnce(bool& inProgress, boost::once_flag& once, void (*construct)()) {
+    if (inProgress) return 1;
+    InProgress scope(inProgress);
+    ++static_ref_okay;
+    boost::call_once(once, construct);
+    return 1;
+}
+
 } // namespace
 
 int init_services_cx_thread_request_client_registry(int /*ignored*/) {
     static bool inProgress = false;
-    if (inProgress) return 1;
-    InProgress scope(inProgress);
-    ++static_ref_okay;
-    boost::call_once(gRegistryOnce, &constructRegistry);
-    return 1;
+    return constructOnce(inProgress, gRegistryOnce, &constructRegistry);
 }
 
 int init_services_cx_thread_request_callback_queue(int /*ignored*/) {
     static bool inProgress = false;
-    if (inProgress) return 1;
-    InProgress scope(inProgress);
-    ++static_ref_okay;
-    boost::call_once(gQueueOnce, &constructQueue);
-    return 1;
+    return constructOnce(inProgress, gQueueOnce, &constructQueue);
 }
 
 // Built at load, the registry first: the queue's server needs it.

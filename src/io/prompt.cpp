@@ -6,6 +6,8 @@
 #include <boost/thread/shared_mutex.hpp>
 #include <cxutil/eventmgr/EventMgr.hpp>
 
+#include <utility>
+
 namespace services { namespace prompt {
 
 namespace {
@@ -20,11 +22,7 @@ void publish(InputRequester requester) {
 
 InputRequester getInputRequester() { return gRequester; }
 
-InputRequester setInputRequester(InputRequester requester) {
-    InputRequester previous = gRequester;
-    gRequester = requester;
-    return previous;
-}
+InputRequester setInputRequester(InputRequester requester) { return std::exchange(gRequester, requester); }
 
 InputRequestEvent::InputRequestEvent() : BaseEvent(appendType(staticTypeName())), requester_(NO_REQUESTER) {}
 
@@ -116,8 +114,4 @@ bool gReadingKeyboardInput = false;
 
 bool svIsReadingKeyboardInput() { return gReadingKeyboardInput; }
 
-bool svSetReadingKeyboardInput(bool reading) {
-    bool previous = gReadingKeyboardInput;
-    gReadingKeyboardInput = reading;
-    return previous;
-}
+bool svSetReadingKeyboardInput(bool reading) { return std::exchange(gReadingKeyboardInput, reading); }

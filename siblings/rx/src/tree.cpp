@@ -11,15 +11,19 @@ namespace {
 bool isLead(unsigned short u) { return u >= 0xD800 && u <= 0xDBFF; }
 bool isTrail(unsigned short u) { return u >= 0xDC00 && u <= 0xDFFF; }
 
-// UTF-16 as code points. Unlike Boost's own iterator it never throws: a lone
-// surrogate is a character of its own value.
-class LenientUtf16Iterator {
-public:
+// The iterator types of the two text views below: both read code points by value.
+struct CodePointIteratorTypes {
     typedef std::bidirectional_iterator_tag iterator_category;
     typedef UChar32 value_type;
     typedef std::ptrdiff_t difference_type;
     typedef UChar32 const* pointer;
     typedef UChar32 reference;
+};
+
+// UTF-16 as code points. Unlike Boost's own iterator it never throws: a lone
+// surrogate is a character of its own value.
+class LenientUtf16Iterator : public CodePointIteratorTypes {
+public:
 
     LenientUtf16Iterator() = default;
     LenientUtf16Iterator(unsigned short const* p, unsigned short const* begin, unsigned short const* end)
@@ -62,13 +66,8 @@ private:
 
 // Bytes as characters of their own value (Latin-1), so that any byte string
 // can be searched and indices stay byte offsets.
-class ByteIterator {
+class ByteIterator : public CodePointIteratorTypes {
 public:
-    typedef std::bidirectional_iterator_tag iterator_category;
-    typedef UChar32 value_type;
-    typedef std::ptrdiff_t difference_type;
-    typedef UChar32 const* pointer;
-    typedef UChar32 reference;
 
     ByteIterator() = default;
     explicit ByteIterator(char const* p) : p_(p) {}
