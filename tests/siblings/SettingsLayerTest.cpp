@@ -6,7 +6,6 @@
 
 #include <boost/any.hpp>
 #include <gtest/gtest.h>
-#include <ftw.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,18 +26,16 @@ bool isDirectory(std::string const& path) {
     return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-// A scratch folder, and the environment variables of the settings layer set
-// for a test and put back afterwards.
+// A scratch folder as HOME, the other variables of the settings layer unset;
+// all put back afterwards.
 class SettingsLayer : public ::testing::Test {
 protected:
     void SetUp() override {
         char pattern[] = "/tmp/qzsettings-XXXXXX";
         ASSERT_NE(mkdtemp(pattern), nullptr);
         dir_ = pattern;
-        for (char const* name : {"CALYX_PREFDIR", "XDG_CONFIG_HOME", "HOME"}) {
-            char const* v = std::getenv(name);
-            saved_[name] = v ? std::make_pair(true, std::string(v)) : std::make_pair(false, std::string());
-        }
+        for (char const* name : {"CALYX_PREFDIR", "XDG_CONFIG_HOME", "HOME"})
+            if (char const* v = std::getenv(name)) saved_[name] = v;
         unsetenv("CALYX_PREFDIR");
         unsetenv("XDG_CONFIG_HOME");
         setenv("HOME", (dir_ + "/home").c_str(), 1);
@@ -46,17 +43,12 @@ protected:
     }
     void TearDown() override {
         cs::setPreferencesDirectoryUStr(cs::ustring());
-        for (auto const& s : saved_) {
-            if (s.second.first)
-                setenv(s.first.c_str(), s.second.second.c_str(), 1);
-            else
-                unsetenv(s.first.c_str());
-        }
-        nftw(dir_.c_str(), [](char const* p, struct stat const*, int, struct FTW*) { return std::remove(p); }, 16,
-             FTW_DEPTH | FTW_PHYS);
+        for (char const* name : {"CALYX_PREFDIR", "XDG_CONFIG_HOME", "HOME"}) unsetenv(name);
+        for (auto const& s : saved_) setenv(s.first.c_str(), s.second.c_str(), 1);
+        EXPECT_EQ(0, std::system(("rm -rf '" + dir_ + "'").c_str()));
     }
     std::string dir_;
-    std::map<std::string, std::pair<bool, std::string>> saved_;
+    std::map<std::string, std::string> saved_;
 };
 
 void exampleFactory(boost::any& value) { value = std::string("factory default"); }
@@ -106,7 +98,7 @@ TEST_F(SettingsLayer, PreviousReleaseIsTheNewestOlderSibling) {
     EXPECT_EQ(narrow(cs::getPreviousPreferencesDirectoryUStr()), parent + "/R2030b");
 }
 
-TEST_F(SettingsLayer, GroupsKeepUserAndFactoryLevelsInTheirFile) {
+TEST_F(SettingsLayer, GroupsKeepUserAndFactoryLevelsInTheirFileAndFactoryFunctionsAnswer) {
     setenv("CALYX_PREFDIR", (dir_ + "/prefs").c_str(), 1);
     cs::Settings group = cs::Settings::getSettingsRoot(cxutil::contextmgr::CxrID(41)).child("calyx");
     EXPECT_EQ(group.path(), "calyx");
@@ -128,12 +120,9 @@ TEST_F(SettingsLayer, GroupsKeepUserAndFactoryLevelsInTheirFile) {
 
     EXPECT_TRUE(group.remove("Key", "user"));
     EXPECT_EQ(narrow(group.get("Key", "")), "factory text");
-}
 
-TEST_F(SettingsLayer, FactoryFunctionsAnswerForTheFactoryLevel) {
-    setenv("CALYX_PREFDIR", (dir_ + "/prefs").c_str(), 1);
-    cs::Settings::registerFactoryFunction("examples", "Registered", &exampleFactory);
-    cs::Settings group = cs::Settings::getSettingsRoot(cxutil::contextmgr::CxrID(42)).child("examples");
+    // A factory function answers for the factory level of its key.
+    cs::Settings::registerFactoryFunction("calyx", "Registered", &exampleFactory);
     EXPECT_TRUE(group.hasValue("Registered", "factory"));
     EXPECT_FALSE(group.hasValue("Registered", "user"));
     EXPECT_EQ(narrow(group.get("Registered", "")), "factory default");
