@@ -6,28 +6,21 @@
 #include <qzservices/containers/path_manager_fcns.hpp>
 
 #include <px/px.hpp>
-#include <uv/uv.hpp>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstring>
-#include <memory>
 #include <set>
 
 using namespace cattest;
 
 namespace {
 
-struct UvFree {
-    void operator()(void* p) const { uvFree(p); }
-};
-
-std::set<std::string> names(char const* list) {
-    std::set<std::string> out;
-    if (list == nullptr) return out;
-    for (char const* p = list; *p; p += std::strlen(p) + 1) out.insert(p);
-    return out;
+// The names of a packed list, taken over, as a set.
+std::set<std::string> names(char* list) {
+    Owned owned(list);
+    std::vector<std::string> const v = unpack(list);
+    return std::set<std::string>(v.begin(), v.end());
 }
 
 class PathManagerSets : public ScratchDir {
@@ -50,8 +43,7 @@ protected:
 } // namespace
 
 TEST_F(PathManagerSets, PlainSetSeesOnlyTheFileSystem) {
-    std::unique_ptr<char, UvFree> list(svPlainListDirectory(nullptr, path("plain").c_str(), nullptr));
-    EXPECT_EQ(names(list.get()), (std::set<std::string>{"p.m"}));
+    EXPECT_EQ(names(svPlainListDirectory(nullptr, path("plain").c_str(), nullptr)), (std::set<std::string>{"p.m"}));
     EXPECT_EQ(svPlainListDirectory(nullptr, path("tb.cat").c_str(), nullptr), nullptr);
     EXPECT_EQ(svPlainDirAccessibility(nullptr, path("plain").c_str()), pxDirAccessible);
     EXPECT_EQ(svPlainDirAccessibility(nullptr, path("tb.cat").c_str()), pxDirNoPermission);  // not searchable
@@ -69,10 +61,10 @@ TEST_F(PathManagerSets, PlainSetSeesOnlyTheFileSystem) {
 }
 
 TEST_F(PathManagerSets, ContainerSetSeesIntoCatFiles) {
-    std::unique_ptr<char, UvFree> list(svContainerListDirectory(nullptr, path("tb.cat").c_str(), nullptr));
-    EXPECT_EQ(names(list.get()), (std::set<std::string>{".", "..", "c.m", "sub"}));
-    std::unique_ptr<char, UvFree> plain(svContainerListDirectory(nullptr, path("plain").c_str(), nullptr));
-    EXPECT_EQ(names(plain.get()), (std::set<std::string>{".", "..", "p.m"}));
+    EXPECT_EQ(names(svContainerListDirectory(nullptr, path("tb.cat").c_str(), nullptr)),
+              (std::set<std::string>{".", "..", "c.m", "sub"}));
+    EXPECT_EQ(names(svContainerListDirectory(nullptr, path("plain").c_str(), nullptr)),
+              (std::set<std::string>{".", "..", "p.m"}));
     EXPECT_EQ(svContainerListDirectory(nullptr, path("bad.cat").c_str(), nullptr), nullptr);
 
     EXPECT_EQ(svContainerDirAccessibility(nullptr, path("tb.cat").c_str()), pxDirAccessible);

@@ -42,7 +42,7 @@ std::string fullPath(svFile* f) {
 
 } // namespace
 
-TEST(PathText, ComponentsSkipRepeatedSlashes) {
+TEST(PathText, ComponentsSkipRepeatedSlashesAndExtensionsFollowTheLastDot) {
     EXPECT_EQ(components("//a///b"), (std::vector<std::string>{"a", "b"}));
     EXPECT_EQ(components("/x/y.cat/z/"), (std::vector<std::string>{"x", "y.cat", "z"}));
     EXPECT_TRUE(components("/").empty());
@@ -51,27 +51,19 @@ TEST(PathText, ComponentsSkipRepeatedSlashes) {
     EXPECT_EQ(len, 1);
     RFSMwalker::rootPathName("a/b", &len);
     EXPECT_EQ(len, 0);
+    // A leading dot starts no extension, a trailing dot gives none.
+    std::pair<char const*, char const*> const rows[] = {
+        {"foo.cat", "cat"}, {"a.b.cat", "cat"}, {".cat", ""}, {"foo.", ""}, {"foo", ""}, {"x.c", "c"}};
+    for (auto const& r : rows) EXPECT_EQ(extension(r.first), r.second) << r.first;
 }
 
-TEST(PathText, ExtensionRules) {
-    EXPECT_EQ(extension("foo.cat"), "cat");
-    EXPECT_EQ(extension("a.b.cat"), "cat");
-    EXPECT_EQ(extension(".cat"), "");   // a leading dot starts no extension
-    EXPECT_EQ(extension("foo."), "");   // a trailing dot: none
-    EXPECT_EQ(extension("foo"), "");
-    EXPECT_EQ(extension("x.c"), "c");
-}
-
-TEST(Machine, CatStateMatchesOnlyTheLowerCaseExtension) {
-    CatContainerState cat;
+TEST(Machine, SuccessorsInPriorityOrderAndTheCaseSensitiveCatMatch) {
+    CatContainerState catState;
     char lower[] = "cat", upper[] = "CAT", longer[] = "cats";
-    EXPECT_TRUE(cat.matchesContainerType(lower, 3));
-    EXPECT_FALSE(cat.matchesContainerType(upper, 3));
-    EXPECT_FALSE(cat.matchesContainerType(longer, 4));
-    EXPECT_FALSE(cat.matchesContainerType(lower, 0));
-}
-
-TEST(Machine, SuccessorsInPriorityOrder) {
+    EXPECT_TRUE(catState.matchesContainerType(lower, 3));
+    EXPECT_FALSE(catState.matchesContainerType(upper, 3));
+    EXPECT_FALSE(catState.matchesContainerType(longer, 4));
+    EXPECT_FALSE(catState.matchesContainerType(lower, 0));
     ContainerState* head = getContainerFeature().getStartRFSM();
     ASSERT_EQ(head->getNextSize(), 4);
     ContainerState* std = head->getNext(0);
@@ -101,29 +93,27 @@ TEST_F(Walk, RootAloneSucceedsWithAnUnnamedRoot) {
     EXPECT_EQ(tail->getType(), 1);
 }
 
-TEST_F(Walk, RelativePathIsMadeAbsolute) {
-    write("rel.txt", "relative");
+TEST_F(Walk, RelativePathsAreMadeAbsoluteAndDoubledSlashesWalkTheSameSteps) {
+    makeDir("a");
+    write("a/b", "bee");
     char old[4096];
     ASSERT_NE(getcwd(old, sizeof old), nullptr);
     ASSERT_EQ(chdir(root.c_str()), 0);
-    std::unique_ptr<svFile> found(svFindContainerOrContainerFile("rel.txt"));
+    std::unique_ptr<svFile> relative(svFindContainerOrContainerFile("a/b"));
     ASSERT_EQ(chdir(old), 0);
-    auto* f = dynamic_cast<svContainerFile*>(found.get());
-    ASSERT_NE(f, nullptr);
-    EXPECT_EQ(fullPath(f), path("rel.txt"));
-    EXPECT_EQ(f->getSize(), 8);
-    EXPECT_FALSE(f->hasErrorOnContainerFile());
-}
-
-TEST_F(Walk, DoubledSlashesWalkTheSameComponents) {
-    makeDir("a");
-    write("a/b", "bee");
-    std::string const odd = "/" + root + "//a///b";
-    std::unique_ptr<svFile> found(svFindContainerOrContainerFile(odd.c_str()));
-    auto* f = dynamic_cast<svContainerFile*>(found.get());
-    ASSERT_NE(f, nullptr);
-    EXPECT_EQ(fullPath(f), path("a/b"));
-    EXPECT_EQ(f->getFileType(), 1);
+    std::unique_ptr<svFile> odd(svFindContainerOrContainerFile(("/" + root + "//a///b").c_str()));
+    for (svFile* found : {relative.get(), odd.get()}) {
+        auto* f = dynamic_cast<svContainerFile*>(found);
+        ASSERT_NE(f, nullptr);
+        EXPECT_EQ(fullPath(f), path("a/b"));
+        EXPECT_EQ(f->getSize(), 3);
+        EXPECT_EQ(f->getFileType(), 1);
+        EXPECT_FALSE(f->hasErrorOnContainerFile());
+    }
+    // Short enough to be taken, too long once the current directory is in front: no root.
+    RFSMwalker walker;
+    EXPECT_FALSE(walker.walkRFSM(std::string(SV_PATH_BUFFER_SIZE - 2, 'r').c_str(), false));
+    EXPECT_EQ(std::unique_ptr<svContainer>(walker.getTail())->getFileAccess(), 4);
 }
 
 TEST_F(Walk, CatFileAsLastComponentIsOpenedEvenWithoutStat) {
@@ -147,7 +137,7 @@ TEST_F(Walk, CatFileAsLastComponentIsOpenedEvenWithoutStat) {
     }
 }
 
-TEST_F(Walk, UpperCaseAndLeadingDotNamesAreDirectorySteps) {
+TEST_F(Walk, UpperCaseAndLeadingDotNamesAreDirectoryStepsALowerCaseDirectoryIsNot) {
     makeDir("foo.CAT");
     write("foo.CAT/y", "upper");
     makeDir(".cat");
@@ -160,10 +150,7 @@ TEST_F(Walk, UpperCaseAndLeadingDotNamesAreDirectorySteps) {
         EXPECT_EQ(tail->getFileType(), 1) << inner;
         EXPECT_NE(dynamic_cast<StdContainerSubDirState*>(walker.getLast()), nullptr) << inner;
     }
-}
-
-TEST_F(Walk, DirectoryNamedLikeACatFileFails) {
-    makeDir("foo.cat");
+    makeDir("foo.cat");  // but a directory named like a CAT file is tried as one, and fails
     write("foo.cat/y", "inside");
     RFSMwalker walker;
     EXPECT_FALSE(walker.walkRFSM(path("foo.cat/y").c_str(), false));
@@ -171,18 +158,14 @@ TEST_F(Walk, DirectoryNamedLikeACatFileFails) {
     EXPECT_TRUE(tail->hasErrorOnContainer());
 }
 
-TEST_F(Walk, MissingParentIsFoundOnlyWhenStatted) {
+TEST_F(Walk, MissingParentIsFoundOnlyWhenStattedAndOverlongPathsAreRefused) {
     std::unique_ptr<svContainerFile> f(svContainerFile::svFindContainerFile(path("nope/x").c_str()));
     // A plain step does not stat: the walk succeeds, the file is not there.
     ASSERT_NE(f, nullptr);
     EXPECT_FALSE(f->isReadable());
     EXPECT_EQ(f->getFileAccess(), 4);
-}
-
-TEST_F(Walk, OverlongPathIsRefused) {
-    std::string const longPath = "/" + std::string(5000, 'a');
-    std::unique_ptr<svContainer> c(svContainer::svFindContainer(longPath.c_str()));
-    EXPECT_TRUE(c->hasErrorOnContainer());
+    std::unique_ptr<svContainer> c(svContainer::svFindContainer(("/" + std::string(5000, 'a')).c_str()));
+    EXPECT_TRUE(c->hasErrorOnContainer());  // longer than the full-path buffer
 }
 
 TEST_F(Walk, LookupsReportTheWrongKindOfObject) {
@@ -203,23 +186,8 @@ TEST_F(Walk, LookupsReportTheWrongKindOfObject) {
     ASSERT_NE(f, nullptr);
     EXPECT_EQ(f->getFileType(), 2);
     EXPECT_EQ(f->getFileAccess(), 5);
-}
-
-TEST_F(Walk, FindContainerFileOnADirectoryGivesWrongKind) {
-    write("a.cat", catFile({dir("sub", {file("f", "1")})}, true));
-    std::unique_ptr<svContainerFile> f(svContainerFile::svFindContainerFile(path("a.cat/sub").c_str()));
-    ASSERT_NE(f, nullptr);
-    EXPECT_EQ(f->getFileType(), 2);
-    EXPECT_EQ(f->getFileAccess(), 5);
-}
-
-TEST_F(Walk, RelativePathThatCannotBeMadeAbsoluteHasNoRoot) {
-    // Short enough to be taken, too long once the current directory is in front.
-    char cwd[4096];
-    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-    std::string const relative(SV_PATH_BUFFER_SIZE - 2, 'r');
-    RFSMwalker walker;
-    EXPECT_FALSE(walker.walkRFSM(relative.c_str(), false));
-    std::unique_ptr<svContainer> tail(walker.getTail());
-    EXPECT_EQ(tail->getFileAccess(), 4);
+    write("a.cat", catFile({dir("sub", {file("f", "1")})}, true));  // the same inside a CAT file
+    std::unique_ptr<svContainerFile> g(svContainerFile::svFindContainerFile(path("a.cat/sub").c_str()));
+    EXPECT_EQ(g->getFileType(), 2);
+    EXPECT_EQ(g->getFileAccess(), 5);
 }

@@ -1,7 +1,13 @@
 // Test support: CAT files assembled byte by byte from the layout (so that the
-// reader is checked against the format, not against our own writer), and a
-// scratch directory removed at the end of each test.
+// reader is checked against the format, not against our own writer), a
+// scratch directory removed at the end of each test, and readers of packed
+// name lists and of files through the container model.
 #pragma once
+#include <qzservices/containers/CxfileReader.hpp>
+#include <qzservices/containers/svStdContainer.hpp>
+
+#include <uv/uv.hpp>
+
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
@@ -9,11 +15,44 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace cattest {
+
+struct UvFree {
+    void operator()(void* p) const { uvFree(p); }
+};
+using Owned = std::unique_ptr<char, UvFree>;
+
+// The names of a packed list ("a\0b\0\0"), in order.
+inline std::vector<std::string> unpack(char const* list) {
+    std::vector<std::string> names;
+    for (char const* p = list; p != nullptr && *p; p += std::strlen(p) + 1) names.emplace_back(p);
+    return names;
+}
+
+// The listing of a directory through the container model, or {"<error>"}.
+inline std::vector<std::string> listing(std::string const& dirPath) {
+    std::unique_ptr<svContainer> c(svContainer::svFindContainer(dirPath.c_str()));
+    if (c->hasErrorOnContainer() || !c->getDirStream()->open()) return {"<error>"};
+    Owned list(c->getDirStream()->getDirList());
+    c->getDirStream()->close();
+    return unpack(list.get());
+}
+
+// The bytes of a file read through the container model, or "<code N>".
+inline std::string readThrough(std::string const& filePath) {
+    unsigned long size = 0;
+    ioErrorMessage error = -1;
+    Owned bytes(static_cast<char*>(ContainerCxfileReader().read(&size, nullptr, filePath.c_str(), &error)));
+    if (bytes == nullptr || error != 0) return "<code " + std::to_string(error) + ">";
+    EXPECT_EQ(bytes.get()[size], '\0');
+    return std::string(bytes.get(), size);
+}
 
 struct Node {
     std::string name;
