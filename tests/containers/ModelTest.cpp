@@ -2,46 +2,37 @@
 // "container" feature.
 #include "cat_fixture.hpp"
 
-#include <qzservices/containers/ContainerFeature.hpp>
-#include <qzservices/containers/path_manager_fcns.hpp>
-#include <qzservices/containers/svCatContainer.hpp>
-#include <qzservices/containers/svStdContainer.hpp>
 #include <qzservices/state/features.hpp>
 
-#include <px/px.hpp>
 #include <vx/array.hpp>
-#include <vx/errors.hpp>
-
-#include <memory>
 
 using namespace cattest;
 
-TEST(ResultCodes, ErrorRangesAndFileAccessFromErrno) {
+TEST(ResultCodes, ErrorRangesAndFileAndStreamAccessFromErrno) {
     for (int code : {-1, 0, 1, 11, 12}) EXPECT_EQ(svIoStream::isError(code), code >= 1 && code <= 11) << code;
     for (int code : {2, 3, 6, 7}) EXPECT_EQ(svFile::isError(code), code >= 3 && code <= 6) << code;
     struct Row {
-        int err, access;
-    } const rows[] = {{2, 4}, {13, 3}, {20, 4}, {21, 6}, {0, 6}, {1, 6}, {5, 6}};
-    for (Row const& r : rows) EXPECT_EQ(getFileAccessFromErr(r.err), r.access) << "errno " << r.err;
-}
-
-TEST(ResultCodes, StreamAccessFromErrnoForDirectoryAndFileStreams) {
+        int err, code;
+    };
+    for (Row const& r : {Row{2, 4}, Row{13, 3}, Row{20, 4}, Row{21, 6}, Row{0, 6}, Row{1, 6}, Row{5, 6}})
+        EXPECT_EQ(getFileAccessFromErr(r.err), r.code) << "errno " << r.err;
+    // Directory streams of both families, then file streams, which have no
+    // "too long" code: 36 is an ordinary failure there.
     svStdContainerDirIoStream stdDir;
     svCatContainerDirIoStream catDir;
-    struct Row { int err; int code; } const dirRows[] = {
-        {0, 1}, {1, 1}, {2, 9}, {3, 1}, {13, 8}, {20, 1}, {23, 7}, {24, 7}, {28, 10}, {36, 5}, {37, 1}, {100, 1}};
-    for (Row const& r : dirRows) {
-        EXPECT_EQ(stdDir.getStreamAccessFromErr(r.err), r.code) << "errno " << r.err;
-        EXPECT_EQ(catDir.getStreamAccessFromErr(r.err), r.code) << "errno " << r.err;
-    }
-    // The file streams have no "too long" code: 36 is an ordinary failure.
     svStdContainerFileBufferIoStream stdFile;
     svCatContainerFileBufferIoStream catFile;
-    struct Row const fileRows[] = {{2, 9}, {13, 8}, {23, 7}, {24, 7}, {28, 10}, {36, 1}, {5, 1}, {0, 1}};
-    for (Row const& r : fileRows) {
-        EXPECT_EQ(stdFile.getStreamAccessFromErr(r.err), r.code) << "errno " << r.err;
-        EXPECT_EQ(catFile.getStreamAccessFromErr(r.err), r.code) << "errno " << r.err;
-    }
+    std::vector<Row> const dirRows = {{0, 1},  {1, 1},  {2, 9},  {3, 1},   {13, 8}, {20, 1},
+                                      {23, 7}, {24, 7}, {28, 10}, {36, 5}, {37, 1}, {100, 1}};
+    std::vector<Row> const fileRows = {{2, 9}, {13, 8}, {23, 7}, {24, 7}, {28, 10}, {36, 1}, {5, 1}, {0, 1}};
+    auto check = [](auto& stdStream, auto& catStream, std::vector<Row> const& rows) {
+        for (Row const& r : rows) {
+            EXPECT_EQ(stdStream.getStreamAccessFromErr(r.err), r.code) << "errno " << r.err;
+            EXPECT_EQ(catStream.getStreamAccessFromErr(r.err), r.code) << "errno " << r.err;
+        }
+    };
+    check(stdDir, catDir, dirRows);
+    check(stdFile, catFile, fileRows);
 }
 
 TEST(ResultCodes, MnemonicsAndStrings) {
@@ -112,7 +103,7 @@ svContainer* chain(svContainerFile** leafOut) {
 }
 } // namespace
 
-TEST(Ownership, ChainIsReleasedOnceFromEitherEnd) {
+TEST(Ownership, ChainIsReleasedOnceFromEitherEndAndSettersOwn) {
     svContainerFile* leaf = nullptr;
     gDestroyed = 0;
     chain(&leaf);
@@ -123,9 +114,7 @@ TEST(Ownership, ChainIsReleasedOnceFromEitherEnd) {
     svContainer* child = chain(&leaf);
     delete child;
     EXPECT_EQ(gDestroyed, 4);
-}
-
-TEST(Ownership, OwnedSettersReplaceAndResetsOnlyClear) {
+    // An owned setter keeps the same object, destroys one it replaces; a reset only clears.
     gDestroyed = 0;
     auto* container = new svStdContainer;
     auto* first = new CountedFile;
@@ -141,19 +130,6 @@ TEST(Ownership, OwnedSettersReplaceAndResetsOnlyClear) {
     delete kept;
     EXPECT_EQ(gDestroyed, 2);
 }
-
-namespace {
-// The identifier of the error that `fn` raises, or "" if none.
-template <class Fn>
-std::string errorIdOf(Fn fn) {
-    try {
-        fn();
-    } catch (vx::Error const& e) {
-        return e.identifier();
-    }
-    return "";
-}
-} // namespace
 
 class ContainerFeatureSwitch : public ::testing::Test {
 protected:

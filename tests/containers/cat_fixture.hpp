@@ -3,10 +3,15 @@
 // scratch directory removed at the end of each test, and readers of packed
 // name lists and of files through the container model.
 #pragma once
+#include <qzservices/containers/ContainerFeature.hpp>
 #include <qzservices/containers/CxfileReader.hpp>
+#include <qzservices/containers/path_manager_fcns.hpp>
+#include <qzservices/containers/svCatContainer.hpp>
 #include <qzservices/containers/svStdContainer.hpp>
 
+#include <px/px.hpp>
 #include <uv/uv.hpp>
+#include <vx/errors.hpp>
 
 #include <gtest/gtest.h>
 
@@ -17,6 +22,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -27,6 +33,16 @@ struct UvFree {
     void operator()(void* p) const { uvFree(p); }
 };
 using Owned = std::unique_ptr<char, UvFree>;
+
+// The identifier of the error that `fn` raises, or "" if none.
+inline std::string errorIdOf(std::function<void()> const& fn) {
+    try {
+        fn();
+    } catch (vx::Error const& e) {
+        return e.identifier();
+    }
+    return "";
+}
 
 // The names of a packed list ("a\0b\0\0"), in order.
 inline std::vector<std::string> unpack(char const* list) {
