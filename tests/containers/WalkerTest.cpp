@@ -2,15 +2,7 @@
 // chains that the look-ups hand back.
 #include "cat_fixture.hpp"
 
-#include <qzservices/containers/ContainerFeature.hpp>
-#include <qzservices/containers/svCatContainer.hpp>
-#include <qzservices/containers/svStdContainer.hpp>
-
 #include <unistd.h>
-
-#include <cstring>
-#include <memory>
-#include <vector>
 
 using namespace cattest;
 
@@ -33,6 +25,19 @@ std::string extension(char const* name) {
     int len = static_cast<int>(text.size());
     char* ext = RFSMwalker::nameExtension(&text[0], &len);
     return std::string(ext, static_cast<size_t>(len));
+}
+
+// One walk of the machine: whether it resolved the path, the tail (the
+// caller's) and the last state.
+struct Walked {
+    bool resolved;
+    std::unique_ptr<svContainer> tail;
+    ContainerState* last;
+};
+Walked walk(std::string const& path, bool statLast) {
+    RFSMwalker walker;
+    bool const resolved = walker.walkRFSM(path.c_str(), statLast);
+    return {resolved, std::unique_ptr<svContainer>(walker.getTail()), walker.getLast()};
 }
 
 std::string fullPath(svFile* f) {
@@ -85,12 +90,11 @@ TEST(Machine, SuccessorsInPriorityOrderAndTheCaseSensitiveCatMatch) {
 using Walk = ScratchDir;
 
 TEST_F(Walk, RootAloneSucceedsWithAnUnnamedRoot) {
-    RFSMwalker walker;
-    EXPECT_TRUE(walker.walkRFSM("/", false));
-    std::unique_ptr<svContainer> tail(walker.getTail());
-    EXPECT_EQ(tail->getName(), nullptr);
-    EXPECT_STREQ(tail->getPartialPath(), "/");
-    EXPECT_EQ(tail->getType(), 1);
+    Walked w = walk("/", false);
+    EXPECT_TRUE(w.resolved);
+    EXPECT_EQ(w.tail->getName(), nullptr);
+    EXPECT_STREQ(w.tail->getPartialPath(), "/");
+    EXPECT_EQ(w.tail->getType(), 1);
 }
 
 TEST_F(Walk, RelativePathsAreMadeAbsoluteAndDoubledSlashesWalkTheSameSteps) {
@@ -111,51 +115,41 @@ TEST_F(Walk, RelativePathsAreMadeAbsoluteAndDoubledSlashesWalkTheSameSteps) {
         EXPECT_FALSE(f->hasErrorOnContainerFile());
     }
     // Short enough to be taken, too long once the current directory is in front: no root.
-    RFSMwalker walker;
-    EXPECT_FALSE(walker.walkRFSM(std::string(SV_PATH_BUFFER_SIZE - 2, 'r').c_str(), false));
-    EXPECT_EQ(std::unique_ptr<svContainer>(walker.getTail())->getFileAccess(), 4);
+    Walked w = walk(std::string(SV_PATH_BUFFER_SIZE - 2, 'r'), false);
+    EXPECT_FALSE(w.resolved);
+    EXPECT_EQ(w.tail->getFileAccess(), 4);
 }
 
 TEST_F(Walk, CatFileAsLastComponentIsOpenedEvenWithoutStat) {
     write("good.cat", catFile({file("f.txt", "x")}, false));
     write("bad.cat", "not a cat file at all");
-    {
-        RFSMwalker walker;
-        EXPECT_TRUE(walker.walkRFSM(path("good.cat").c_str(), false));
-        std::unique_ptr<svContainer> tail(walker.getTail());
-        EXPECT_EQ(tail->getType(), 2);
-        EXPECT_STREQ(tail->getName(), ".");
-        EXPECT_EQ(tail->getOffset(), 4);  // behind the magic
-        EXPECT_NE(dynamic_cast<CatContainerState*>(walker.getLast()), nullptr);
-    }
-    {
-        RFSMwalker walker;
-        EXPECT_FALSE(walker.walkRFSM(path("bad.cat").c_str(), false));
-        std::unique_ptr<svContainer> tail(walker.getTail());
-        EXPECT_EQ(tail->getDirStream()->getStreamAccess(), 3);
-        EXPECT_EQ(tail->findStreamAccessInError(), 3);
-    }
+    Walked good = walk(path("good.cat"), false);
+    EXPECT_TRUE(good.resolved);
+    EXPECT_EQ(good.tail->getType(), 2);
+    EXPECT_STREQ(good.tail->getName(), ".");
+    EXPECT_EQ(good.tail->getOffset(), 4);  // behind the magic
+    EXPECT_NE(dynamic_cast<CatContainerState*>(good.last), nullptr);
+    Walked bad = walk(path("bad.cat"), false);
+    EXPECT_FALSE(bad.resolved);
+    EXPECT_EQ(bad.tail->getDirStream()->getStreamAccess(), 3);
+    EXPECT_EQ(bad.tail->findStreamAccessInError(), 3);
 }
 
 TEST_F(Walk, UpperCaseAndLeadingDotNamesAreDirectoryStepsALowerCaseDirectoryIsNot) {
-    makeDir("foo.CAT");
-    write("foo.CAT/y", "upper");
-    makeDir(".cat");
-    write(".cat/y", "dot");
-    for (char const* inner : {"foo.CAT/y", ".cat/y"}) {
-        RFSMwalker walker;
-        EXPECT_TRUE(walker.walkRFSM(path(inner).c_str(), true)) << inner;
-        std::unique_ptr<svContainer> tail(walker.getTail());
-        EXPECT_EQ(tail->getType(), 1) << inner;
-        EXPECT_EQ(tail->getFileType(), 1) << inner;
-        EXPECT_NE(dynamic_cast<StdContainerSubDirState*>(walker.getLast()), nullptr) << inner;
+    for (char const* name : {"foo.CAT", ".cat", "foo.cat"}) {
+        makeDir(name);
+        write(std::string(name) + "/y", "inside");
     }
-    makeDir("foo.cat");  // but a directory named like a CAT file is tried as one, and fails
-    write("foo.cat/y", "inside");
-    RFSMwalker walker;
-    EXPECT_FALSE(walker.walkRFSM(path("foo.cat/y").c_str(), false));
-    std::unique_ptr<svContainer> tail(walker.getTail());
-    EXPECT_TRUE(tail->hasErrorOnContainer());
+    for (char const* inner : {"foo.CAT/y", ".cat/y"}) {
+        Walked w = walk(path(inner), true);
+        EXPECT_TRUE(w.resolved) << inner;
+        EXPECT_EQ(w.tail->getType(), 1) << inner;
+        EXPECT_EQ(w.tail->getFileType(), 1) << inner;
+        EXPECT_NE(dynamic_cast<StdContainerSubDirState*>(w.last), nullptr) << inner;
+    }
+    Walked w = walk(path("foo.cat/y"), false);  // a directory named like a CAT file is tried as one, and fails
+    EXPECT_FALSE(w.resolved);
+    EXPECT_TRUE(w.tail->hasErrorOnContainer());
 }
 
 TEST_F(Walk, MissingParentIsFoundOnlyWhenStattedAndOverlongPathsAreRefused) {
