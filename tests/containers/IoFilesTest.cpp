@@ -191,13 +191,9 @@ TEST_F(IoFiles, ListingsAreSortedWithTheirModesAndAnEmptyResultIsNull) {
 TEST_F(IoFiles, CdRootComesFromTheMountTable) {
     // A "mount" of our own, first on the PATH, prints a known table.
     makeDir("bin");
-    write("bin/mount",
-          "#!/bin/sh\n"
-          "echo 'proc on /proc type proc (rw)'\n"
-          "echo '/dev/sda1 on / type ext4 (rw)'\n"
-          "echo 'not-a-device on /x type iso9660 (ro)'\n"
-          "echo '/dev/sr0 on /media/cd0 type iso9660 (ro)'\n"
-          "echo '/dev/sr1 on /media/cd1 type iso9660 (ro)'\n");
+    write("bin/mount", "#!/bin/sh\ncat <<'EOF'\nproc on /proc type proc (rw)\n/dev/sda1 on / type ext4 (rw)\n"
+                       "not-a-device on /x type iso9660 (ro)\n/dev/sr0 on /media/cd0 type iso9660 (ro)\n"
+                       "/dev/sr1 on /media/cd1 type iso9660 (ro)\nEOF\n");
     ASSERT_EQ(chmod(path("bin/mount").c_str(), 0755), 0);
     std::string const oldPath = std::getenv("PATH");
     setenv("PATH", (path("bin") + ":" + oldPath).c_str(), 1);

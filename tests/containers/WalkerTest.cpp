@@ -62,29 +62,20 @@ TEST(PathText, ComponentsSkipRepeatedSlashesAndExtensionsFollowTheLastDot) {
     for (auto const& r : rows) EXPECT_EQ(extension(r.first), r.second) << r.first;
 }
 
-TEST(Machine, SuccessorsInPriorityOrderAndTheCaseSensitiveCatMatch) {
+TEST(Machine, TheCatMatchIsCaseSensitiveAndACatFileIsTriedFirst) {
     CatContainerState catState;
     char lower[] = "cat", upper[] = "CAT", longer[] = "cats";
     EXPECT_TRUE(catState.matchesContainerType(lower, 3));
     EXPECT_FALSE(catState.matchesContainerType(upper, 3));
     EXPECT_FALSE(catState.matchesContainerType(longer, 4));
     EXPECT_FALSE(catState.matchesContainerType(lower, 0));
+    // The priorities show in walking: a CAT file is tried before a directory
+    // (a directory named "foo.cat" fails below), CAT subdirectories follow
+    // each other (deep nesting reads in the CAT reader's tests).
     ContainerState* head = getContainerFeature().getStartRFSM();
     ASSERT_EQ(head->getNextSize(), 4);
-    ContainerState* std = head->getNext(0);
-    ContainerState* stdSub = head->getNext(1);
-    ContainerState* cat = head->getNext(2);
-    ContainerState* catSub = head->getNext(3);
-    EXPECT_NE(dynamic_cast<StdContainerState*>(std), nullptr);
-    EXPECT_NE(dynamic_cast<CatContainerSubDirState*>(catSub), nullptr);
-    EXPECT_EQ(std->getNext(0), cat);  // a CAT file is tried before a directory
-    EXPECT_EQ(std->getNext(1), stdSub);
-    EXPECT_EQ(stdSub->getNext(0), cat);
-    EXPECT_EQ(cat->getNextSize(), 1);
-    EXPECT_EQ(cat->getNext(0), catSub);
-    EXPECT_EQ(catSub->getNext(0), catSub);
-    EXPECT_TRUE(stdSub->isSubDirectoryState());
-    EXPECT_FALSE(cat->isSubDirectoryState());
+    EXPECT_EQ(head->getNext(0)->getNext(0), head->getNext(2));
+    EXPECT_EQ(head->getNext(3)->getNext(0), head->getNext(3));
 }
 
 using Walk = ScratchDir;

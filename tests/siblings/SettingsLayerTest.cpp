@@ -1,13 +1,12 @@
 // The settings stand-in: where the preferences directory lies and its
-// creation, the path helpers, and settings groups with their two levels, their
-// file and their factory functions.
+// creation, and settings groups with their two levels, their file and their
+// factory functions.
 #include <cxutil/settings/Settings.hpp>
 #include <fd/i18n/convert.hpp>
 
 #include <boost/any.hpp>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
@@ -20,6 +19,8 @@ namespace {
 
 std::string narrow(cs::ustring const& u) { return fd::i18n::to_string(u); }
 cs::ustring wide(std::string const& s) { return fd::i18n::to_ustring(s); }
+
+std::string current() { return narrow(cs::getPreferencesDirectoryUStr(false)); }
 
 bool isDirectory(std::string const& path) {
     struct stat st;
@@ -56,26 +57,26 @@ void exampleFactory(boost::any& value) { value = std::string("factory default");
 } // namespace
 
 TEST_F(SettingsLayer, DirectoryFollowsOverrideThenEnvironmentThenXdgThenHome) {
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/home/.calyx/R2031b");
+    EXPECT_EQ(current(), dir_ + "/home/.calyx/R2031b");
     EXPECT_EQ(narrow(cs::getStandardPreferencesDirectoryUStr()), dir_ + "/home/.calyx/R2031b");
     setenv("XDG_CONFIG_HOME", (dir_ + "/xdg/").c_str(), 1);
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/xdg/calyx/R2031b");
+    EXPECT_EQ(current(), dir_ + "/xdg/calyx/R2031b");
     setenv("XDG_CONFIG_HOME", "", 1);  // empty counts as unset
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/home/.calyx/R2031b");
+    EXPECT_EQ(current(), dir_ + "/home/.calyx/R2031b");
     setenv("CALYX_PREFDIR", (dir_ + "/env").c_str(), 1);
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/env");
+    EXPECT_EQ(current(), dir_ + "/env");
     EXPECT_EQ(narrow(cs::getDefaultPreferencesDirectoryUStr()), dir_ + "/env");
     EXPECT_EQ(narrow(cs::getStandardPreferencesDirectoryUStr()), dir_ + "/home/.calyx/R2031b");
     ASSERT_TRUE(cs::setPreferencesDirectoryUStr(wide(dir_ + "/chosen")));
     EXPECT_TRUE(isDirectory(dir_ + "/chosen"));
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/chosen");
+    EXPECT_EQ(current(), dir_ + "/chosen");
     EXPECT_EQ(narrow(cs::getDefaultPreferencesDirectoryUStr()), dir_ + "/env");
     EXPECT_EQ(narrow(cs::getTimestampFileNameUStr()), dir_ + "/chosen/calyx.timestamp");
 }
 
 TEST_F(SettingsLayer, CreationIsOnRequestAndAFailureGivesNoDirectory) {
     std::string const wanted = dir_ + "/home/.calyx/R2031b";
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), wanted);
+    EXPECT_EQ(current(), wanted);
     EXPECT_FALSE(isDirectory(wanted));
     EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(true)), wanted);
     EXPECT_TRUE(isDirectory(wanted));
@@ -84,9 +85,9 @@ TEST_F(SettingsLayer, CreationIsOnRequestAndAFailureGivesNoDirectory) {
     std::ofstream(dir_ + "/blocker") << "x";
     setenv("CALYX_PREFDIR", (dir_ + "/blocker/prefs").c_str(), 1);
     EXPECT_TRUE(cs::getPreferencesDirectoryUStr(true).empty());
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/blocker/prefs");
+    EXPECT_EQ(current(), dir_ + "/blocker/prefs");
     EXPECT_FALSE(cs::setPreferencesDirectoryUStr(wide(dir_ + "/blocker/other")));
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/blocker/prefs");
+    EXPECT_EQ(current(), dir_ + "/blocker/prefs");
 }
 
 TEST_F(SettingsLayer, PreviousReleaseIsTheNewestOlderSibling) {
@@ -113,9 +114,8 @@ TEST_F(SettingsLayer, GroupsKeepUserAndFactoryLevelsInTheirFileAndFactoryFunctio
     EXPECT_FALSE(group.set("Key", wide("x"), "session"));  // no such level
     EXPECT_TRUE(group.get("Key", "session").empty());
 
-    std::ifstream in(dir_ + "/prefs/calyx.settings");
     std::stringstream text;
-    text << in.rdbuf();
+    text << std::ifstream(dir_ + "/prefs/calyx.settings").rdbuf();
     EXPECT_EQ(text.str(), "factory calyx/Key=factory text\nuser calyx/Key=caf\xC3\xA9\n");
 
     EXPECT_TRUE(group.remove("Key", "user"));
