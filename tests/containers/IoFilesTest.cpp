@@ -122,8 +122,8 @@ TEST(IoFileNames, AddFilenameExtAndTilde) {
     EXPECT_STREQ(dst, "a/b.txt");
     EXPECT_EQ(ioAddFilenameExt(dst, "a/", ".txt"), nullptr);
     EXPECT_STREQ(dst, "a/");
-    EXPECT_EQ(ioAddFilenameExt(dst, "x.d/name", ".m"), dst);  // the dot counts behind the last "/" only
-    EXPECT_STREQ(dst, "x.d/name.m");
+    EXPECT_EQ(ioAddFilenameExt(dst, "x.d/y.e/name", ".m"), dst);  // the dot counts behind the last "/" only
+    EXPECT_STREQ(dst, "x.d/y.e/name.m");
     std::strcpy(dst, "in/place");
     EXPECT_EQ(ioAddFilenameExt(dst, dst, ".m"), dst);
     EXPECT_STREQ(dst, "in/place.m");

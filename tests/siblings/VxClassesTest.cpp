@@ -122,8 +122,9 @@ TEST(VxErrors, BadRequestsRaiseTheirIdentifiers) {
     } catch (vx::Error const& e) {
         EXPECT_STREQ(e.what(), "The value must be a scalar.");
     }
-    ArrayPtr truncated(vxCreateDoubleScalar(-2.9));
+    ArrayPtr truncated(vxCreateDoubleScalar(-2.9)), largest(vxCreateDoubleScalar(2147483647.0));
     EXPECT_EQ(vxGetScalarInt(truncated.get()), -2);  // toward zero
+    EXPECT_EQ(vxGetScalarInt(largest.get()), 2147483647);
     EXPECT_EQ(vxArray2String(matrix.get()), nullptr);
 }
 
