@@ -15,17 +15,6 @@ struct Context {
     _memory_context* context;
 };
 
-// What a reader gives for a path: the bytes, or "<code N>" with the error it set.
-std::string readWith(CxfileReader& reader, std::string const& path, _memory_context* context = nullptr) {
-    unsigned long size = 99;
-    ioErrorMessage error = -1;
-    char* bytes = static_cast<char*>(reader.read(&size, context, path.c_str(), &error));
-    Owned owned(context == nullptr ? bytes : nullptr);  // the context frees its own
-    if (bytes == nullptr || error != 0) return "<code " + std::to_string(error) + ">";
-    EXPECT_EQ(bytes[size], '\0');
-    return std::string(bytes, size);
-}
-
 } // namespace
 
 using Readers = ScratchDir;

@@ -60,14 +60,22 @@ inline std::vector<std::string> listing(std::string const& dirPath) {
     return unpack(list.get());
 }
 
+// What a reader gives for a path: the bytes (checked to end in a zero), or
+// "<code N>" with the error it set. Buffers read into a context are the context's.
+inline std::string readWith(CxfileReader& reader, std::string const& path, _memory_context* context = nullptr) {
+    unsigned long size = 99;
+    ioErrorMessage error = -1;
+    char* bytes = static_cast<char*>(reader.read(&size, context, path.c_str(), &error));
+    Owned owned(context == nullptr ? bytes : nullptr);
+    if (bytes == nullptr || error != 0) return "<code " + std::to_string(error) + ">";
+    EXPECT_EQ(bytes[size], '\0');
+    return std::string(bytes, size);
+}
+
 // The bytes of a file read through the container model, or "<code N>".
 inline std::string readThrough(std::string const& filePath) {
-    unsigned long size = 0;
-    ioErrorMessage error = -1;
-    Owned bytes(static_cast<char*>(ContainerCxfileReader().read(&size, nullptr, filePath.c_str(), &error)));
-    if (bytes == nullptr || error != 0) return "<code " + std::to_string(error) + ">";
-    EXPECT_EQ(bytes.get()[size], '\0');
-    return std::string(bytes.get(), size);
+    ContainerCxfileReader reader;
+    return readWith(reader, filePath);
 }
 
 struct Node {
