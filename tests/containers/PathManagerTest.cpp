@@ -76,6 +76,8 @@ TEST_F(PathManagerSets, ThePlainSetSeesOnlyTheFileSystemTheContainerSetSeesIntoC
     EXPECT_EQ(svContainerModificationTime(nullptr, path("tb.cat/sub").c_str()), static_cast<long>(st.st_mtime));
     EXPECT_EQ(svContainerModificationTime(nullptr, path("tb.cat/zz").c_str()), 0x7fffffffffffffffL);
     EXPECT_EQ(svPlainModificationTime(nullptr, path("tb.cat/sub/s.m").c_str()), 0x7fffffffL);
+    ASSERT_EQ(::stat(path("plain/p.m").c_str(), &st), 0);
+    EXPECT_EQ(svPlainModificationTime(nullptr, path("plain/p.m").c_str()), static_cast<long>(st.st_mtime));
 }
 
 TEST_F(PathManagerSets, PathTakesCatDirectoriesOnlyWithTheFeatureOn) {

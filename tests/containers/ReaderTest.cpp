@@ -43,8 +43,10 @@ TEST_F(Readers, SourceFromDiskAndFromInsideACat) {
     }
     // The file system cannot walk into the CAT file: the plain open fails and raises.
     Context other;
-    unsigned long size = 0;
+    unsigned long size = 5;
     ioErrorMessage error = -1;
+    EXPECT_EQ(container.read(&size, nullptr, path("none.m").c_str(), &error), nullptr);
+    EXPECT_EQ(size, 0u);  // a failed container read sizes nothing
     EXPECT_THROW(plain.read(&size, other.context, path("tb.cat/private/helper.m").c_str(), &error), vx::Error);
     EXPECT_EQ(error, 1);
     EXPECT_EQ(uv_mem_context_blocks(other.context), 0u);
