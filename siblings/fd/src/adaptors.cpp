@@ -7,7 +7,6 @@
 
 #include <boost/make_shared.hpp>
 #include <algorithm>
-#include <type_traits>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
