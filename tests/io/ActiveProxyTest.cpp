@@ -6,7 +6,6 @@
 #include "qzservices/orrery/InterruptException.hpp"
 #include "qzservices/prompt/prompt.hpp"
 #include "qzservices/state/session_modes.hpp"
-#include "support/child_process.hpp"
 #include "support/keys.hpp"
 #include "support/test_sinks.hpp"
 
@@ -50,12 +49,18 @@ protected:
         uvSetInterruptPending(0);
         services::state::detail::storeJavaSupportLevel(svJavaDesktop);
     }
-    TestFactory flusher_;
+    // Installs the window `f` with pages of `page` lines and the keys to press.
+    void paged(size_t page, std::deque<int> keys = {}) {
+        CmdWinSinkHandle::setFactory(&f);
+        setTotalMoreCount(page);
+        qztest::keys().script = std::move(keys);
+    }
+    TestFactory f, flusher_;
 };
 
 } // namespace
 
-TEST_F(ProxyTest, WithNoFactoryTextIsKeptAndCopiedToTheDiaryAtOnce) {
+TEST_F(ProxyTest, WithNoFactoryTextIsKeptAndCopiedToTheDiaryThenSentFirstWhenOneArrives) {
     auto diary = boost::make_shared<std::ostringstream>();
     CXStream::diaryStreamPtr_ = diary;
     CXStream::CXOut << "caf\xC3\xA9\n";
@@ -64,81 +69,83 @@ TEST_F(ProxyTest, WithNoFactoryTextIsKeptAndCopiedToTheDiaryAtOnce) {
     auto& buffer = dynamic_cast<ActiveCmdWinSinkBufferProxy&>(*proxy->getUnicodeOutStreamBuffer());
     EXPECT_EQ(buffer.pending().size(), 5u);
     EXPECT_EQ(buffer.pubsync(), 0);
-    EXPECT_TRUE(proxy->useDiary());
-    EXPECT_TRUE(proxy->useLogging());
+    EXPECT_TRUE(proxy->useDiary() && proxy->useLogging() && proxy->isDirty());
     EXPECT_FALSE(proxy->supportsMore() || proxy->supportsBuzz() || proxy->useEcho());
-    EXPECT_TRUE(proxy->isDirty());
-}
-
-TEST_F(ProxyTest, NextWriteAfterAFactorySendsTheKeptTextFirst) {
-    CXStream::CXOut << "kept ";
-    TestFactory f;
     CmdWinSinkHandle::setFactory(&f);
     CXStream::CXOut << "new";
-    EXPECT_EQ(f.out->text(), "kept new");
+    EXPECT_EQ(f.out->text(), "caf\xC3\xA9\nnew");
     EXPECT_TRUE(f.out->isDirty());
 }
 
 TEST_F(ProxyTest, SyncSendsKeptTextWithoutPaging) {
     CXStream::CXOut << "1\n2\n3\n4\n";
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(2);
+    paged(2);
     CXStream::CXOut.flush();
     EXPECT_EQ(f.out->text(), "1\n2\n3\n4\n");
     EXPECT_EQ(getMoreCount(), 0u);
     EXPECT_EQ(qztest::keys().reads, 0);
 }
 
-TEST_F(ProxyTest, PageOfThreeStopsAfterTheThirdLineAndSpaceShowsTheRest) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(3);
-    qztest::keys().script = {' '};
-    CXStream::CXOut << "1\n2\n3\n4\n5\n";
-    EXPECT_EQ(f.out->text(), "1\n2\n3\n--more--4\n5\n");
+TEST_F(ProxyTest, PagingShowsTheMorePromptAndWaitsForAKey) {
+    struct Row {
+        size_t page;
+        std::deque<int> keys;
+        char const* text;
+        char const* shown;
+        int reads;
+        bool defaultReader, desktop, sinkPages;
+    } const rows[] = {
+        // A space shows the next page; the count starts again after it.
+        {3, {' '}, "1\n2\n3\n4\n5\n", "1\n2\n3\n--more--4\n5\n", 1, false, false, true},
+        // Any other key shows one more line.
+        {3, {'x', ' '}, "1\n2\n3\n4\n5\n", "1\n2\n3\n--more--4\n--more--5\n", 2, false, false, true},
+        // The table's default reader gives -1, which acts as any other key.
+        {2, {}, "1\n2\n3\n", "1\n2\n--more--3\n--more--", 2, true, false, true},
+        // On the desktop the prompt text is not shown, but the wait is.
+        {1, {' '}, "a\nb", "a\nb", 1, false, true, true},
+        // A sink without paging is never paged.
+        {1, {}, "1\n2\n3\n", "1\n2\n3\n", 0, false, false, false},
+        // Text without a line feed never waits, however long it is.
+        {2, {' '}, "no line feed, however long it is", "no line feed, however long it is", 0, false, false, true},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.shown);
+        TearDown();
+        SetUp();
+        f.out->clear();
+        f.out->more = row.sinkPages;
+        if (row.desktop) services::state::detail::storeJavaSupportLevel(svJavaDesktop);
+        paged(row.page, row.keys);
+        qztest::keys().useDefaultReader = row.defaultReader;
+        CXStream::CXOut << row.text;
+        EXPECT_EQ(f.out->text(), row.shown);
+        EXPECT_EQ(qztest::keys().reads, row.reads);
+    }
+    setMoreCount(2);
+    CXStream::CXOut << "x";  // the page is already full: the wait comes after it
     EXPECT_EQ(qztest::keys().reads, 1);
-    EXPECT_EQ(qztest::keys().deletes, 1);
-    EXPECT_EQ(getMoreCount(), 2u);
 }
 
-TEST_F(ProxyTest, AnyOtherKeyShowsOneMoreLine) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(3);
-    qztest::keys().script = {'x', ' '};
+TEST_F(ProxyTest, AfterASpaceTheCountStartsAgain) {
+    paged(3, {' '});
     CXStream::CXOut << "1\n2\n3\n4\n5\n";
-    EXPECT_EQ(f.out->text(), "1\n2\n3\n--more--4\n--more--5\n");
-}
-
-TEST_F(ProxyTest, NoKeyReaderActsAsAnyOtherKey) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(2);
-    qztest::keys().useDefaultReader = true;  // the table's default returns -1
-    CXStream::CXOut << "1\n2\n3\n";
-    EXPECT_EQ(f.out->text(), "1\n2\n--more--3\n--more--");
+    EXPECT_EQ(getMoreCount(), 2u);
+    EXPECT_EQ(qztest::keys().deletes, 1);  // the prompt is taken off the line
 }
 
 TEST_F(ProxyTest, QuitKeyThrowsSetsTheStopFlagAndResetsTheCount) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(2);
-    qztest::keys().script = {'q'};
+    paged(2, {'q'});
     EXPECT_THROW(uvPrintf("1\n2\n3\n"), Orrery::System::InterruptException);
     EXPECT_EQ(getMoreCount(), 0u);
     EXPECT_TRUE(uvIsInterruptPending());
     EXPECT_EQ(ioStopPrinting(), 1);
     EXPECT_EQ(ioStopPrinting(), 0);
     EXPECT_EQ(f.out->text(), "1\n2\n--more--");
-}
-
-TEST_F(ProxyTest, QuitThroughAnOstreamLeavesItBadWithTheInterruptPending) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(1);
-    qztest::keys().script = {'q'};
-    std::cout << "1\n2\n" << std::flush;  // the standard stream catches what its buffer throws
+    // Through an ostream: it catches what its buffer throws and goes bad.
+    uvSetInterruptPending(0);
+    f.out->clear();
+    paged(1, {'q'});
+    std::cout << "1\n2\n" << std::flush;
     EXPECT_TRUE(uvIsInterruptPending());
     EXPECT_TRUE(getStopPrintingFlag());
     EXPECT_EQ(f.out->text(), "1\n--more--");
@@ -146,74 +153,27 @@ TEST_F(ProxyTest, QuitThroughAnOstreamLeavesItBadWithTheInterruptPending) {
     CXStream::CXOut.clear();
 }
 
-TEST_F(ProxyTest, TextWithoutLineFeedNeverWaitsUnlessThePageIsFull) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(2);
-    qztest::keys().script = {' '};
-    CXStream::CXOut << "no line feed, however long it is";
-    EXPECT_EQ(qztest::keys().reads, 0);
-    setMoreCount(2);
-    CXStream::CXOut << "x";  // the page is already full: the wait comes after it
-    EXPECT_EQ(qztest::keys().reads, 1);
-}
-
-TEST_F(ProxyTest, DesktopShowsNoPromptTextButStillWaits) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    services::state::detail::storeJavaSupportLevel(svJavaDesktop);
-    setTotalMoreCount(1);
-    qztest::keys().script = {' '};
-    CXStream::CXOut << "a\nb";
-    EXPECT_EQ(f.out->text(), "a\nb");
-    EXPECT_EQ(qztest::keys().reads, 1);
-}
-
-TEST_F(ProxyTest, TheMoreKeyIsTheRequesterDuringTheWait) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(1);
-    services::prompt::setInputRequester(services::prompt::DEBUGGER);
-    qztest::keys().script = {' '};
-    CXStream::CXOut << "a\n";
-    EXPECT_EQ(qztest::keys().requestersSeen, (std::vector<int>{8}));
-    EXPECT_EQ(services::prompt::getInputRequester(), services::prompt::DEBUGGER);
-    services::prompt::setInputRequester(services::prompt::COMMAND_LINE);
-}
-
-TEST_F(ProxyTest, InterruptsAreEnabledDuringTheWaitAndRestoredAfter) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(1);
-    uvSetInterruptEnabled(0);
-    qztest::keys().script = {' '};
-    CXStream::CXOut << "a\n";
-    EXPECT_EQ(qztest::keys().interruptsEnabledSeen, (std::vector<int>{1}));
-    EXPECT_EQ(uvSetInterruptEnabled(1), 0);
-}
-
 TEST_F(ProxyTest, AnExceptionFromTheKeyReaderQuits) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(1);
+    paged(1);
     qztest::keys().throwOnRead = true;
     EXPECT_THROW(uvPuts("a\n"), Orrery::System::InterruptException);
     EXPECT_TRUE(getStopPrintingFlag());
     EXPECT_EQ(qztest::keys().deletes, 1);
 }
 
-TEST_F(ProxyTest, ASinkWithoutPagingIsNeverPaged) {
-    TestFactory f;
-    f.out->more = false;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(1);
-    CXStream::CXOut << "1\n2\n3\n";
-    EXPECT_EQ(f.out->text(), "1\n2\n3\n");
-    EXPECT_EQ(qztest::keys().reads, 0);
+TEST_F(ProxyTest, DuringTheWaitTheRequesterIsTheMoreKeyAndInterruptsAreOn) {
+    paged(1, {' '});
+    services::prompt::setInputRequester(services::prompt::DEBUGGER);
+    uvSetInterruptEnabled(0);
+    CXStream::CXOut << "a\n";
+    EXPECT_EQ(qztest::keys().requestersSeen, (std::vector<int>{8}));
+    EXPECT_EQ(qztest::keys().interruptsEnabledSeen, (std::vector<int>{1}));
+    EXPECT_EQ(services::prompt::getInputRequester(), services::prompt::DEBUGGER);
+    EXPECT_EQ(uvSetInterruptEnabled(1), 0);
+    services::prompt::setInputRequester(services::prompt::COMMAND_LINE);
 }
 
-TEST_F(ProxyTest, EvalCKeepsTextOutOfLogAndDiary) {
-    TestFactory f;
+TEST_F(ProxyTest, EvalCKeepsTextOutOfLogAndDiaryAndErrorsGoToTheErrorSink) {
     CmdWinSinkHandle::setFactory(&f);
     auto diary = boost::make_shared<std::ostringstream>();
     auto log = boost::make_shared<std::ostringstream>();
@@ -224,20 +184,20 @@ TEST_F(ProxyTest, EvalCKeepsTextOutOfLogAndDiary) {
     CXStream::CXOut << "hidden ";
     CXStream::CXErr << "err-hidden ";
     CmdWinSink::setIsInEvalC(false);
-    CXStream::CXErr << "err";
+    CXStream::CXErr << "err" << std::flush;
     EXPECT_EQ(f.out->text(), "seen hidden ");
+    EXPECT_EQ(f.err->text(), "err-hidden err");
     EXPECT_EQ(diary->str(), "seen err");
     EXPECT_EQ(log->str(), "seen err");
 }
 
 TEST_F(ProxyTest, SinkTextEventsChangeOverOnlyAtAnIdleSync) {
-    TestFactory f;
     CmdWinSinkHandle::setFactory(&f);
-    auto mgr = cxutil::eventmgr::EventMgr::instance();
     std::string seen;
-    auto conn = mgr->subscribeByName("SinkTextEvent", [&](cxutil::eventmgr::BaseEvent const& e) {
-        for (unsigned short u : static_cast<cxutil::io::SinkTextEvent const&>(e).getText()) seen += char(u);
-    });
+    auto conn = cxutil::eventmgr::EventMgr::instance()->subscribeByName(
+        "SinkTextEvent", [&](cxutil::eventmgr::BaseEvent const& e) {
+            for (unsigned short u : static_cast<cxutil::io::SinkTextEvent const&>(e).getText()) seen += char(u);
+        });
     CXStream::CXOut.flush();  // nothing to do: latches the switch (still off)
     enableSinkTextEventPublishing();
     CXStream::CXOut << "a" << std::flush;  // real text: the latch stays off
@@ -253,26 +213,27 @@ TEST_F(ProxyTest, SinkTextEventsChangeOverOnlyAtAnIdleSync) {
     conn->disconnect();
 }
 
-TEST_F(ProxyTest, ErrorStreamTextGoesToTheErrorSink) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    CXStream::CXErr << "oops" << std::flush;
-    CXStream::CXOut << "fine" << std::flush;
-    EXPECT_EQ(f.err->text(), "oops");
-    EXPECT_EQ(f.out->text(), "fine");
-}
-
-TEST(PushDefaultSink, OutToErrorSendsOutputToTheErrorSink) {
+TEST(PushDefaultSink, OutToErrorAndInitialBuffersForTheScope) {
     qztest::NoFactoryAtExit reset;
     TestFactory f;
     CmdWinSinkHandle::setFactory(&f);
+    auto initial = f.out->getOutStreamBuffer();
+    auto elsewhere = boost::make_shared<qztest::RecordingBuffer>();
+    f.out->setOutStreamBuffer(elsewhere);
+    {
+        CXPushDefaultSink scope;
+        EXPECT_EQ(f.out->getOutStreamBuffer(), initial);
+        CXStream::CXOut << "shown" << std::flush;
+    }
+    EXPECT_EQ(f.out->getOutStreamBuffer(), elsewhere);
+    EXPECT_EQ(f.out->text(), "shown");
     {
         CXPushDefaultSink scope(true);
         CXStream::CXOut << "to-err " << std::flush;
         CXStream::CXErr << "err" << std::flush;
     }
     EXPECT_EQ(f.err->text(), "to-err err");
-    EXPECT_EQ(f.out->text(), "");
+    EXPECT_EQ(f.out->text(), "shown");
 }
 
 TEST(PushDefaultSink, OnAnotherThreadPushesNothing) {
@@ -287,20 +248,4 @@ TEST(PushDefaultSink, OnAnotherThreadPushesNothing) {
     }).join();
     EXPECT_EQ(during, before);
     EXPECT_EQ(CXStream::CXOut.getStack()->size(), before);
-}
-
-TEST(PushDefaultSink, PutsTheSinksOnTheirInitialBuffersForTheScope) {
-    qztest::NoFactoryAtExit reset;
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    auto initial = f.out->getOutStreamBuffer();
-    auto elsewhere = boost::make_shared<qztest::RecordingBuffer>();
-    f.out->setOutStreamBuffer(elsewhere);
-    {
-        CXPushDefaultSink scope;
-        EXPECT_EQ(f.out->getOutStreamBuffer(), initial);
-        CXStream::CXOut << "shown" << std::flush;
-    }
-    EXPECT_EQ(f.out->getOutStreamBuffer(), elsewhere);
-    EXPECT_EQ(f.out->text(), "shown");
 }
