@@ -3,6 +3,7 @@
 #include "qzservices/io/ActiveCmdWinSinkProxy.hpp"
 #include "qzservices/io/CXStream.hpp"
 #include "qzservices/io/more.hpp"
+#include "qzservices/io/window.hpp"
 #include "qzservices/orrery/InterruptException.hpp"
 #include "qzservices/prompt/prompt.hpp"
 #include "qzservices/state/session_modes.hpp"
@@ -14,6 +15,8 @@
 #include <cxutil/io/SinkTextEventBuffer.hpp>
 #include <gtest/gtest.h>
 #include <uv/uv.hpp>
+#include <vx/array.hpp>
+#include <vx/errors.hpp>
 
 #include <sstream>
 #include <thread>
@@ -248,4 +251,93 @@ TEST(PushDefaultSink, OnAnotherThreadPushesNothing) {
     }).join();
     EXPECT_EQ(during, before);
     EXPECT_EQ(CXStream::CXOut.getStack()->size(), before);
+}
+
+namespace {
+
+// The page length, paging state and window rows of the built-in `more`.
+class MoreState : public ::testing::Test {
+protected:
+    void SetUp() override {
+        oldRows_ = ioSetNumWindowRows(25);
+        MoreControl(false);
+    }
+    void TearDown() override {
+        MoreControl(false);
+        ioSetNumWindowRows(oldRows_);
+    }
+    size_t oldRows_ = 0;
+};
+
+// Runs the built-in with one argument (or none), which it takes over, and
+// returns its result (-1 for none).
+double callMore(vxArray_tag* argument, bool wantResult = true) {
+    vxArray_tag* out = nullptr;
+    struct Free {
+        vxArray_tag*& a;
+        ~Free() { vxDestroyArray(a); }
+    } freeIn{argument}, freeOut{out};
+    ioFullMoreFcn(wantResult ? 1 : 0, &out, argument ? 1 : 0, &argument);
+    return out ? vxGetScalar(out) : -1;
+}
+
+} // namespace
+
+TEST_F(MoreState, WindowSizeLeavesTwoRowsForThePrompt) {
+    for (auto [rows, page] : {std::pair<size_t, size_t>{25, 23}, {4, 2}, {3, 1}, {2, 1}, {0, 1}}) {
+        ioSetNumWindowRows(rows);
+        EXPECT_EQ(getWindowSize(), page) << rows;
+    }
+}
+
+TEST_F(MoreState, NumberSetsTheLimitAndOnGoesBackToTheWindow) {
+    EXPECT_EQ(callMore(vxCreateDoubleScalar(10)), 23.0);  // the page length before
+    EXPECT_TRUE(isMoreOn());
+    EXPECT_EQ(getTotalMoreCount(), 10u);
+    EXPECT_EQ(callMore(vxCreateString("on")), 10.0);
+    EXPECT_EQ(getTotalMoreCount(), 23u);
+    EXPECT_EQ(callMore(nullptr), 23.0);
+    callMore(vxCreateString("Off"), false);
+    EXPECT_FALSE(isMoreOn());
+    callMore(vxCreateString("ON"), false);
+    EXPECT_TRUE(isMoreOn());
+}
+
+TEST_F(MoreState, BadWordsCountsAndArgumentCountsAreRefusedWithoutChange) {
+    setTotalMoreCount(7);
+    for (vxArray_tag* arg : {vxCreateString("o"), vxCreateString(""), vxCreateString("ont"), vxCreateString("of"),
+                             vxCreateDoubleScalar(0), vxCreateDoubleScalar(-1), vxCreateDoubleMatrix(1, 2, vxREAL)}) {
+        EXPECT_THROW(callMore(arg, false), vx::Error);
+        EXPECT_EQ(getTotalMoreCount(), 7u);
+        EXPECT_TRUE(isMoreOn());
+    }
+    try {
+        callMore(vxCreateDoubleScalar(-3), false);
+        ADD_FAILURE() << "-3 accepted";
+    } catch (vx::Error const& e) {
+        EXPECT_STREQ(e.what(), "Invalid input argument.");
+    }
+    vxArray_tag* out[2] = {nullptr, nullptr};
+    vxArray_tag* in[2] = {nullptr, nullptr};
+    EXPECT_THROW(ioFullMoreFcn(2, out, 0, in), vx::Error);
+    EXPECT_THROW(ioFullMoreFcn(0, out, 2, in), vx::Error);
+    EXPECT_THROW(ioFullMoreFcn(0, out, -1, in), vx::Error);
+}
+
+TEST_F(MoreState, SuspensionsNestAndSetTotalReturnsTheOldLength) {
+    EXPECT_EQ(setTotalMoreCount(7), 23u);
+    EXPECT_TRUE(isMoreOn());
+    EXPECT_EQ(setTotalMoreCount(4), 7u);
+    incrementMoreCount();
+    incrementMoreCount();
+    EXPECT_EQ(getMoreCount(), 2u);
+    MoreControl(true);
+    EXPECT_EQ(getMoreCount(), 0u);
+    EXPECT_EQ(getTotalMoreCount(), 23u);
+    suspendMore();
+    suspendMore();
+    resumeMore();
+    EXPECT_FALSE(isMoreOn());
+    resumeMore();
+    EXPECT_TRUE(isMoreOn());
 }
