@@ -8,7 +8,7 @@
 #include "qzservices/prompt/prompt.hpp"
 #include "qzservices/state/session_modes.hpp"
 #include "support/keys.hpp"
-#include "support/test_sinks.hpp"
+#include "support/io_proxy_streams.hpp"
 
 #include <boost/make_shared.hpp>
 #include <cxutil/eventmgr/EventMgr.hpp>
@@ -18,6 +18,7 @@
 #include <vx/array.hpp>
 #include <vx/errors.hpp>
 
+#include <optional>
 #include <sstream>
 #include <thread>
 
@@ -26,31 +27,22 @@ using qztest::TestFactory;
 
 namespace {
 
-// Puts the output proxy on CXOut and the error proxy on CXErr, with paging off,
-// no taps and no factory; restores all of it at the end.
+// Fresh command-window proxies on both streams for each test, below the
+// desktop so that "--more--" shows, with no keys scripted.
 class ProxyTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(nullptr, nullptr));
-        CXStream::CXOut.push(CmdWinSinkHandle::getInstance(false));
-        CXStream::CXErr.push(CmdWinSinkHandle::getInstance(true));
-        MoreControl(false);
-        services::state::detail::storeJavaSupportLevel(svJavaNone);  // below the desktop: "--more--" shows
-        qztest::keys().clear();
-    }
+    void SetUp() override { restart(); }
     void TearDown() override {
-        CXStream::diaryStreamPtr_.reset();
-        CXStream::logStreamPtr_.reset();
-        CmdWinSinkHandle::setFactory(&flusher_);  // lets the proxies hand on what they kept
-        CXStream::CXOut.flush();
-        CXStream::CXErr.flush();
-        CXStream::CXErr.pop();
-        CXStream::CXOut.pop();
-        CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(nullptr, nullptr));
-        MoreControl(false);
+        streams_.reset();
         setStopPrintingFlag(false);
         uvSetInterruptPending(0);
         services::state::detail::storeJavaSupportLevel(svJavaDesktop);
+    }
+    void restart() {
+        streams_.reset();
+        streams_.emplace();
+        services::state::detail::storeJavaSupportLevel(svJavaNone);
+        qztest::keys().clear();
     }
     // Installs the window `f` with pages of `page` lines and the keys to press.
     void paged(size_t page, std::deque<int> keys = {}) {
@@ -58,7 +50,8 @@ protected:
         setTotalMoreCount(page);
         qztest::keys().script = std::move(keys);
     }
-    TestFactory f, flusher_;
+    TestFactory f;
+    std::optional<qztest::ProxyStreams> streams_;
 };
 
 } // namespace
@@ -113,8 +106,7 @@ TEST_F(ProxyTest, PagingShowsTheMorePromptAndWaitsForAKey) {
     };
     for (Row const& row : rows) {
         SCOPED_TRACE(row.shown);
-        TearDown();
-        SetUp();
+        restart();
         f.out->clear();
         f.out->more = row.sinkPages;
         if (row.desktop) services::state::detail::storeJavaSupportLevel(svJavaDesktop);
@@ -183,10 +175,10 @@ TEST_F(ProxyTest, EvalCKeepsTextOutOfLogAndDiaryAndErrorsGoToTheErrorSink) {
     CXStream::diaryStreamPtr_ = diary;
     CXStream::logStreamPtr_ = log;
     CXStream::CXOut << "seen ";
-    CmdWinSink::setIsInEvalC(true);
+    EXPECT_FALSE(CmdWinSink::setIsInEvalC(true));  // answers the previous setting
     CXStream::CXOut << "hidden ";
     CXStream::CXErr << "err-hidden ";
-    CmdWinSink::setIsInEvalC(false);
+    EXPECT_TRUE(CmdWinSink::setIsInEvalC(false));
     CXStream::CXErr << "err" << std::flush;
     EXPECT_EQ(f.out->text(), "seen hidden ");
     EXPECT_EQ(f.err->text(), "err-hidden err");

@@ -198,16 +198,6 @@ TEST(CommandWindowSink, CtrlCWritesExactlyOneLineFeedAndMarksDirty) {
     EXPECT_TRUE(sink.isDirty());
 }
 
-TEST(CommandWindowSink, EvalCSwitchTurnsOffDiaryAndLoggingForAllSinks) {
-    PutsFnSink a, b;
-    EXPECT_TRUE(a.useDiary() && a.useLogging());
-    EXPECT_FALSE(CmdWinSink::setIsInEvalC(true));
-    EXPECT_FALSE(a.useDiary() || a.useLogging() || b.useDiary() || b.useLogging());
-    EXPECT_TRUE(a.useEcho());
-    EXPECT_TRUE(CmdWinSink::setIsInEvalC(false));
-    EXPECT_TRUE(b.useDiary() && b.useLogging());
-}
-
 namespace {
 
 // Records the order in which its properties are asked.
