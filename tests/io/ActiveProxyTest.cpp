@@ -73,13 +73,17 @@ TEST_F(ProxyTest, WithNoFactoryTextIsKeptAndCopiedToTheDiaryThenSentFirstWhenOne
     EXPECT_TRUE(f.out->isDirty());
 }
 
-TEST_F(ProxyTest, SyncSendsKeptTextWithoutPaging) {
+TEST_F(ProxyTest, SyncSendsKeptTextWithoutPagingAndASpaceStartsTheCountAgain) {
     CXStream::CXOut << "1\n2\n3\n4\n";
     paged(2);
     CXStream::CXOut.flush();
     EXPECT_EQ(f.out->text(), "1\n2\n3\n4\n");
     EXPECT_EQ(getMoreCount(), 0u);
     EXPECT_EQ(qztest::keys().reads, 0);
+    paged(3, {' '});
+    CXStream::CXOut << "1\n2\n3\n4\n5\n";
+    EXPECT_EQ(getMoreCount(), 2u);
+    EXPECT_EQ(qztest::keys().deletes, 1);  // the prompt is taken off the line
 }
 
 TEST_F(ProxyTest, PagingShowsTheMorePromptAndWaitsForAKey) {
@@ -121,14 +125,7 @@ TEST_F(ProxyTest, PagingShowsTheMorePromptAndWaitsForAKey) {
     EXPECT_EQ(qztest::keys().reads, 1);
 }
 
-TEST_F(ProxyTest, AfterASpaceTheCountStartsAgain) {
-    paged(3, {' '});
-    CXStream::CXOut << "1\n2\n3\n4\n5\n";
-    EXPECT_EQ(getMoreCount(), 2u);
-    EXPECT_EQ(qztest::keys().deletes, 1);  // the prompt is taken off the line
-}
-
-TEST_F(ProxyTest, QuitKeyThrowsSetsTheStopFlagAndResetsTheCount) {
+TEST_F(ProxyTest, QuitKeyOrAFailingReaderThrowsSetsTheStopFlagAndResetsTheCount) {
     paged(2, {'q'});
     EXPECT_THROW(uvPrintf("1\n2\n3\n"), Orrery::System::InterruptException);
     EXPECT_EQ(getMoreCount(), 0u);
@@ -146,9 +143,9 @@ TEST_F(ProxyTest, QuitKeyThrowsSetsTheStopFlagAndResetsTheCount) {
     EXPECT_EQ(f.out->text(), "1\n--more--");
     std::cout.clear();
     CXStream::CXOut.clear();
-}
-
-TEST_F(ProxyTest, AnExceptionFromTheKeyReaderQuits) {
+    // An exception from the key reader quits too.
+    setStopPrintingFlag(false);
+    qztest::keys().clear();
     paged(1);
     qztest::keys().throwOnRead = true;
     EXPECT_THROW(uvPuts("a\n"), Orrery::System::InterruptException);
