@@ -39,18 +39,14 @@ e = []
 u = uint16(65535)
 S = sparse([0 5; 0 0])
 f = single(2.5)
-n = [NaN 1 -Inf]
 c = {1, 'abc'; [1 2 3], @sin}
 s.a = 1; s.name = 'x'; s
-s(2).a = 5
 h = @sin
 Z = zeros(2, 2, 2)
 format long
 B
 format hex; x = 1
 format rat; r = [0.5 0.25]
-format +; g = [1 -2 0]
-format compact; format short; k = [1 2]
 format
 d = 2.5
 exit
@@ -113,11 +109,6 @@ f =
     2.5000
 
 
-n =
-
-   NaN     1  -Inf
-
-
 c = 
 
     [         1]    'abc'
@@ -128,14 +119,6 @@ s =
 
        a: 1
     name: 'x'
-
-
-s = 
-
-1x2 struct array with fields:
-
-    a
-    name
 
 
 h = 
@@ -171,13 +154,6 @@ r =
 
        1/2            1/4     
 
-
-g =
-
-+- 
-
-k =
-     1     2
 
 d =
 
