@@ -105,10 +105,8 @@ TEST_F(Evaluation, StatementsMakeTheseValues) {
                                 s.assign("w", qzlang::ArrayPtr(vxCreateString(words.c_str())));
                                 return qzlang::CommandResult::Continue;
                             }});
-    struct Row {
-        char const* statements;
-        char const* name;
-        char const* value;
+    struct {
+        char const *statements, *name, *value;
     } const rows[] = {
         // A comment runs to the line end, but not inside a text.
         {"x = 'a%b' % a comment, y = 2\nz = [x 'c'];", "z", "char 1x4: 'a%bc'"},
@@ -211,9 +209,8 @@ TEST_F(Evaluation, StatementsMakeTheseValues) {
 
 TEST_F(Evaluation, BadStatementsAreRefusedWithTheirReason) {
     run("x = 5; s(2).a = 1;");
-    struct Row {
-        char const* statement;
-        char const* reason;
+    struct {
+        char const *statement, *reason;
     } const rows[] = {
         {"more(5)", "'more' is not a variable or a function."},
         {"[1 2; 3]", "The sizes 1x2 and 1x1 do not agree for concatenation along dimension 1."},
@@ -300,7 +297,7 @@ TEST_F(Evaluation, AFailureOrACommandThatLeavesStopsTheRest) {
 }
 
 TEST_F(Evaluation, FormatWordsSetThePrintFormatAndSpacingAndClearRemovesVariables) {
-    struct Row {
+    struct {
         char const* statement;
         int format;
         char newline;
