@@ -42,7 +42,6 @@ f = single(2.5)
 c = {1, 'abc'; [1 2 3], @sin}
 s.a = 1; s.name = 'x'; s
 h = @sin
-Z = zeros(2, 2, 2)
 format long
 B
 format hex; x = 1
@@ -124,18 +123,6 @@ s =
 h = 
 
     @sin
-
-
-Z(:,:,1) =
-
-     0     0
-     0     0
-
-
-Z(:,:,2) =
-
-     0     0
-     0     0
 
 
 B =
