@@ -21,46 +21,39 @@ namespace {
 
 Trace gTrace;  // everything the hooks did, in order, as short words
 
-class ScriptedHook : public PpeDispatchHook {
-public:
-    explicit ScriptedHook(std::string name, int passesUntilDone = 1) : name_(std::move(name)), left_(passesUntilDone) {}
-    bool dispatch() override {
-        gTrace.push_back(name_ + ".dispatch");
-        if (onDispatch) onDispatch();
-        return --left_ <= 0;
-    }
-    void dispatchOne() override { gTrace.push_back(name_ + ".one"); }
+// What a scripted hook does: its name in the trace, the passes until it is
+// done, refusals to start, and what else happens when it is dispatched.
+struct Script {
+    Script(std::string n, int passes) : name(std::move(n)), left(passes) {}
+    std::string name;
+    int left, refusals = 0;
+    bool throwOnEnd = false, throwOnDispatch = false;
     std::function<void()> onDispatch;
-
-private:
-    std::string name_;
-    int left_;
+    bool pass(std::string const& word) {
+        gTrace.push_back(name + word);
+        if (onDispatch) onDispatch();
+        if (throwOnDispatch) throw std::logic_error(name);
+        return --left <= 0;
+    }
 };
 
-class ScriptedGuiHook : public PpeGuiDispatchHook {
-public:
-    explicit ScriptedGuiHook(std::string name, int passesUntilDone = 1) : name_(std::move(name)), left_(passesUntilDone) {}
+struct ScriptedHook : PpeDispatchHook, Script {
+    explicit ScriptedHook(std::string n, int passes = 1) : Script(std::move(n), passes) {}
+    bool dispatch() override { return pass(".dispatch"); }
+    void dispatchOne() override { gTrace.push_back(name + ".one"); }
+};
+
+struct ScriptedGuiHook : PpeGuiDispatchHook, Script {
+    explicit ScriptedGuiHook(std::string n, int passes = 1) : Script(std::move(n), passes) {}
     bool startProcessing(int mask) override {
-        gTrace.push_back(name_ + ".start" + std::to_string(mask));
+        gTrace.push_back(name + ".start" + std::to_string(mask));
         return refusals-- <= 0;
     }
     void endProcessing(int mask) override {
-        gTrace.push_back(name_ + ".end" + std::to_string(mask));
-        if (throwOnEnd) throw std::runtime_error(name_);
+        gTrace.push_back(name + ".end" + std::to_string(mask));
+        if (throwOnEnd) throw std::runtime_error(name);
     }
-    bool dispatch(bool waitForWindows) override {
-        gTrace.push_back(name_ + ".dispatch" + (waitForWindows ? "W" : ""));
-        if (onDispatch) onDispatch();
-        if (throwOnDispatch) throw std::logic_error(name_);
-        return --left_ <= 0;
-    }
-    int refusals = 0;
-    bool throwOnEnd = false, throwOnDispatch = false;
-    std::function<void()> onDispatch;
-
-private:
-    std::string name_;
-    int left_;
+    bool dispatch(bool waitForWindows) override { return pass(waitForWindows ? ".dispatchW" : ".dispatch"); }
 };
 
 boost::shared_ptr<void> add(PpeDispatchHook* hook) {
