@@ -1,6 +1,6 @@
 // The front door of display: headings and the one-shot name suppression,
-// every empty-array message, sparse and character arrays, and the dispatch
-// by class.
+// every empty-array message, sparse and character arrays. Every other class
+// reaches its printer through ioPrintArray in its own file.
 #include "display/display_support.hpp"
 #include "qzservices/display/sizes.hpp"
 
@@ -47,8 +47,7 @@ TEST_F(Dispatch, EmptiesTellTheirShapeOnlyWhenNamed) {
         {"x", ArrayPtr(), "\nx =\n\n     []\n\n"},
         // Through the character path the named form ends with one more blank line.
         {"s", chars({0, 0}, {}), "\ns =\n\n     ''\n\n\n"},
-        {"s", chars({1, 0}, {}), "\ns =\n\n   Empty string: 1-by-0\n\n\n"},
-        {nullptr, chars({0, 0}, {}), "     ''\n\n"},
+        {"s", chars({1, 0}, {}), "\ns =\n\n   Empty string: 1-by-0\n\n\n"}, {nullptr, chars({0, 0}, {}), "     ''\n\n"},
         // An unnamed sparse without elements still tells its shape, unless it is empty.
         {"S", sparse(3, 4, {}), "\nS =\n\n   All zero sparse: 3-by-4\n\n"},
         {nullptr, sparse(3, 4, {}), "   All zero sparse: 3-by-4\n\n"},
@@ -56,11 +55,11 @@ TEST_F(Dispatch, EmptiesTellTheirShapeOnlyWhenNamed) {
         {"S", sparse(0, 4, {}), "\nS =\n\n   All zero sparse: 0-by-4\n\n"},
     });
     // The numeric printer's own messages.
-    EXPECT_EQ(showMatrix("s", chars({0, 0}, {}).get()), "\ns =\n\n     ''\n\n");
-    EXPECT_EQ(showMatrix("s", chars({1, 0}, {}).get()), "\ns =\n\n   Empty string: 1-by-0\n\n");
-    EXPECT_EQ(showMatrix("s", chars({0, 2, 3}, {}).get()), "\ns =\n\n   Empty string: 0-by-2-by-3\n\n");
-    EXPECT_EQ(showMatrix("E", nd({0, 2, 3}).get()), "\nE =\n\n   Empty array: 0-by-2-by-3\n\n");
-    EXPECT_EQ(showMatrix("", nd({0, 2, 3}).get()), "");
+    EXPECT_EQ(show("s", chars({0, 0}, {}).get(), ioPrintMatrix), "\ns =\n\n     ''\n\n");
+    EXPECT_EQ(show("s", chars({1, 0}, {}).get(), ioPrintMatrix), "\ns =\n\n   Empty string: 1-by-0\n\n");
+    EXPECT_EQ(show("s", chars({0, 2, 3}, {}).get(), ioPrintMatrix), "\ns =\n\n   Empty string: 0-by-2-by-3\n\n");
+    EXPECT_EQ(show("E", nd({0, 2, 3}).get(), ioPrintMatrix), "\nE =\n\n   Empty array: 0-by-2-by-3\n\n");
+    EXPECT_EQ(show("", nd({0, 2, 3}).get(), ioPrintMatrix), "");
 }
 
 TEST_F(Dispatch, SparseAndCharacterArrays) {
@@ -98,20 +97,6 @@ TEST_F(Dispatch, CharacterUnitsReachTheSinkUnchangedAndPagesTakeTheirName) {
     dispf_string(s.get(), "name", nullptr);
     dispf_string(s.get(), "", nullptr);
     EXPECT_EQ(pages.outText(), "\npage(:,:,2) =\n\nxy\nxy\nxy\n");
-}
-
-TEST_F(Dispatch, EachClassReachesItsOwnPrinter) {
-    char const* names[] = {"a"};
-    size_t const one[2] = {1, 1};
-    expectShown({
-        {"x", ArrayPtr(vxCreateCellMatrix(1, 1)), "x = \n    {[]}\n", PrtfmtShort, true},
-        {"x", ArrayPtr(vxCreateStructMatrix(1, 1, 1, names)), "x = \n    a: []\n", PrtfmtShort, true},
-        // The class name is compared whole: "structx" is an object.
-        {"x", ArrayPtr(vxCreateObject("structx", 2, one, 0, nullptr)), "x = \n\tstructx object: 1-by-1\n", PrtfmtShort, true},
-        {"x", ArrayPtr(vxCreateFunctionHandle("@sin")), "x = \n    @sin\n", PrtfmtShort, true},
-        {"x", ArrayPtr(vxCreateOpaque("java.lang.Object", 2, one)), "x = \n\tjava.lang.Object\n", PrtfmtShort, true},
-        {"x", nd({1, 1, 2}, {0, 7}), "x(:,:,1) =\n     0\nx(:,:,2) =\n     7\n", PrtfmtShort, true},
-    });
 }
 
 TEST_F(Dispatch, DeferredDimensionsAreCompletedBeforeTheyAreRead) {

@@ -158,6 +158,7 @@ TEST_F(StructDisplay, StructMembersWriteOnlyWhatFits) {
 TEST_F(StructDisplay, ObjectsAndOpaqueValuesShowTheirClassAndSize) {
     SizeCallbackScope scope;
     _sv_iocb.sizeCallback = nullptr;
+    size_t const one[2] = {1, 1};
     auto object = [](std::vector<size_t> d) { return ArrayPtr(vxCreateObject("polynom", d.size(), d.data(), 0, nullptr)); };
     auto opaque = [](std::vector<size_t> d) { return ArrayPtr(vxCreateOpaque("java.lang.String", d.size(), d.data())); };
     expectShown({
@@ -165,6 +166,8 @@ TEST_F(StructDisplay, ObjectsAndOpaqueValuesShowTheirClassAndSize) {
         {"p", object({2, 3}), "p = \n\tpolynom object: 2-by-3\n", PrtfmtShort, true},
         {"p", object({2, 3, 4}), "\np = \n\n\tpolynom object: 2-by-3-by-4\n\n"},
         {"p", object({2, 3, 4, 5}), "\np = \n\n\tpolynom object: 4-D\n\n"},
+        // The class name is compared whole: "structx" is an object.
+        {"x", ArrayPtr(vxCreateObject("structx", 2, one, 0, nullptr)), "\nx = \n\n\tstructx object: 1-by-1\n\n"},
         {"j", opaque({1, 1}), "\nj = \n\n\tjava.lang.String\n\n"},
         {"j", opaque({2, 3}), "\nj = \n\n\tjava.lang.String: 2-by-3\n\n"},
         {"j", opaque({2, 3, 4}), "\nj = \n\n\tjava.lang.String: 2-by-3-by-4\n\n"},

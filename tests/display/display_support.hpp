@@ -25,6 +25,7 @@
 #include <memory>
 #include <streambuf>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -122,17 +123,13 @@ inline ArrayPtr handles(std::vector<size_t> const& dims, std::initializer_list<c
 }
 
 // A real sparse matrix from its stored (row, column, value) entries, in column order.
-struct SparseEntry {
-    size_t row, column;
-    double value;
-};
-inline ArrayPtr sparse(size_t m, size_t n, std::initializer_list<SparseEntry> entries) {
+inline ArrayPtr sparse(size_t m, size_t n, std::initializer_list<std::tuple<size_t, size_t, double>> entries) {
     ArrayPtr s(vxCreateSparse(m, n, std::max<size_t>(entries.size(), 1), vxREAL));
     size_t k = 0;
-    for (SparseEntry const& e : entries) {
-        vxGetPr(s.get())[k] = e.value;
-        vxGetIr(s.get())[k++] = e.row;
-        for (size_t c = e.column + 1; c <= n; ++c) vxGetJc(s.get())[c] = k;
+    for (auto [row, column, value] : entries) {
+        vxGetPr(s.get())[k] = value;
+        vxGetIr(s.get())[k++] = row;
+        for (size_t c = column + 1; c <= n; ++c) vxGetJc(s.get())[c] = k;
     }
     return s;
 }
@@ -167,15 +164,11 @@ protected:
 
     static void compact() { GetNewline()[0] = '\0'; }
 
-    // What ioPrintArray(name, array) writes to the output stream.
-    static std::string show(char const* name, vxArray const* array) {
+    // What print(name, array) writes to the output stream.
+    static std::string show(char const* name, vxArray const* array,
+                            void (*print)(char const*, vxArray const*) = ioPrintArray) {
         Capture capture;
-        ioPrintArray(name, array);
-        return capture.outText();
-    }
-    static std::string showMatrix(char const* name, vxArray const* array) {
-        Capture capture;
-        ioPrintMatrix(name, array);
+        print(name, array);
         return capture.outText();
     }
     static std::string showIn(int format, char const* name, vxArray const* array) {
