@@ -15,6 +15,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <tuple>
 
 using display_format::CompiledFormat;
 
@@ -136,20 +137,16 @@ TEST(CompiledFormats, EveryIntegerFieldMatchesSnprintfOverAMillionValues) {
 }
 
 TEST(CompiledFormats, LiteralTextAlignmentAndWhatIsLeftToSnprintf) {
-    struct {
-        char const* format;
-        double value;
-        std::string expected;
-    } const rows[] = {
+    std::tuple<char const*, double, char const*> const rows[] = {
         {" %13.2f", 2.5, "          2.50"}, {"%-6.0f|", 12.0, "12    |"},
         {"x%.3e", 1234.5, "x1.234e+03"} /* a tie, to even */, {"%f", 0.1, "0.100000"},
     };
     char out[CompiledFormat::kMaxText];
-    for (auto const& r : rows) {
-        CompiledFormat const c(r.format);
-        ASSERT_TRUE(c.isCompiled()) << r.format;
-        int const n = c.formatDouble(out, r.value);
-        EXPECT_EQ(std::string(out, n > 0 ? n : 0), r.expected);
+    for (auto const& [format, value, expected] : rows) {
+        CompiledFormat const c(format);
+        ASSERT_TRUE(c.isCompiled()) << format;
+        int const n = c.formatDouble(out, value);
+        EXPECT_EQ(std::string(out, n > 0 ? n : 0), expected);
     }
     CompiledFormat const wide("%99.99f");  // the longest text still fits
     EXPECT_EQ(wide.formatDouble(out, std::numeric_limits<double>::max()), 309 + 1 + 99);
