@@ -169,6 +169,7 @@ TEST_F(StructDisplay, ObjectsAndOpaqueValuesShowTheirClassAndSize) {
         // The class name is compared whole: "structx" is an object.
         {"x", ArrayPtr(vxCreateObject("structx", 2, one, 0, nullptr)), "\nx = \n\n\tstructx object: 1-by-1\n\n"},
         {"j", opaque({1, 1}), "\nj = \n\n\tjava.lang.String\n\n"},
+        {"j", opaque({1, 1}), "j = \n\tjava.lang.String\n", PrtfmtShort, true},
         {"j", opaque({2, 3}), "\nj = \n\n\tjava.lang.String: 2-by-3\n\n"},
         {"j", opaque({2, 3, 4}), "\nj = \n\n\tjava.lang.String: 2-by-3-by-4\n\n"},
         {"j", opaque({1, 2, 3, 4}), "\nj = \n\n\tjava.lang.String: 4-D\n\n"},
