@@ -12,9 +12,6 @@
 #include <sanitizer/lsan_interface.h>
 #endif
 
-#include <string>
-#include <tuple>
-
 using namespace qztest;
 
 class CellDisplay : public DisplayTest {};
@@ -155,7 +152,9 @@ TEST(CellItem, ItemsFitTheirLimitAndWidth) {
     for (auto const& [cell, width, limit, measureOnly, expected] : rows) {
         SCOPED_TRACE(std::to_string(width) + " " + std::to_string(limit));
         EXPECT_EQ(ioFormatCellItem(cell, item, width, limit, measureOnly), expected != nullptr);
-        if (expected) EXPECT_STREQ(item, expected);
+        if (expected) {
+            EXPECT_STREQ(item, expected);
+        }
     }
     // No width overruns the item buffer: the padding is cut at its end.
     ASSERT_TRUE(ioFormatCellItem(s.get(), item, 100000, 79, false));

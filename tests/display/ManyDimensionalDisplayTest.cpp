@@ -4,9 +4,6 @@
 #include "display/display_support.hpp"
 #include "qzservices/orrery/InterruptException.hpp"
 
-#include <string>
-#include <vector>
-
 using namespace qztest;
 
 class ManyDimensionalDisplay : public DisplayTest {};

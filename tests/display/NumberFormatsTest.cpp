@@ -5,16 +5,9 @@
 #include "qzservices/display/number_formats.hpp"
 #include "qzservices/display/sizes.hpp"
 
-#include <cmath>
-#include <cstdint>
-#include <limits>
-#include <tuple>
-
 using namespace qztest;
 
 namespace {
-double const kNaN = std::numeric_limits<double>::quiet_NaN();
-double const kInf = std::numeric_limits<double>::infinity();
 
 std::string element(vxArray const* a, size_t index = 0, int format = PrtfmtShort) {
     SetPrtfmt(format);

@@ -4,16 +4,9 @@
 // the display rules by hand.
 #include "display/display_support.hpp"
 
-#include <cmath>
-#include <cstdint>
-#include <limits>
-#include <tuple>
-
 using namespace qztest;
 
 namespace {
-double const kNaN = std::numeric_limits<double>::quiet_NaN();
-double const kInf = std::numeric_limits<double>::infinity();
 std::string const k13(13, ' '), k22(22, ' ');
 } // namespace
 

@@ -4,7 +4,6 @@
 #include "qzservices/orrery/InterruptException.hpp"
 
 #include <cstdio>
-#include <tuple>
 
 using namespace qztest;
 

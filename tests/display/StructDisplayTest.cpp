@@ -9,11 +9,6 @@
 #include "qzservices/display/struct_display.hpp"
 #include "qzservices/io/CXStringSink.hpp"
 
-#include <cmath>
-#include <string>
-#include <tuple>
-#include <vector>
-
 using namespace qztest;
 
 namespace {

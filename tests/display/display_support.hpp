@@ -1,6 +1,6 @@
 // Helpers for the display tests: a fixture that puts the settings, the window
 // width and the stop flag in a known state and captures what a display
-// writes, builders of small arrays, a table of displays with their texts, and
+// writes, builders of small arrays (and the standard headers they need), a table of displays with their texts, and
 // a sink for displays that end early.
 #pragma once
 #include "qzservices/display/ioPrintArray.hpp"
@@ -20,8 +20,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <initializer_list>
+#include <limits>
 #include <memory>
 #include <streambuf>
 #include <string>
@@ -31,6 +34,9 @@
 #include <vector>
 
 namespace qztest {
+
+double const kNaN = std::numeric_limits<double>::quiet_NaN();
+double const kInf = std::numeric_limits<double>::infinity();
 
 struct ArrayDeleter {
     void operator()(vxArray* a) const { vxDestroyArray(a); }
