@@ -5,7 +5,7 @@
 #include "qzservices/state/preferences.hpp"
 #include "qzservices/state/runtime_identity.hpp"
 #include "qzservices/state/session_modes.hpp"
-#include "state/scratch_dir.hpp"
+#include "state/state_test.hpp"
 #include "support/capture.hpp"
 #include "support/child_process.hpp"
 
