@@ -3,13 +3,8 @@
 #include "qzservices/state/features.hpp"
 #include "qzservices/state/java_support.hpp"
 #include "state/state_test.hpp"
-#include "support/capture.hpp"
 
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <string>
-#include <vector>
 
 using qztest::ArrayPtr;
 using qztest::errorIdOf;

@@ -7,19 +7,13 @@
 #include "qzservices/state/java_support.hpp"
 #include "qzservices/state/locale_charset.hpp"
 #include "state/state_test.hpp"
-#include "support/capture.hpp"
 
 #include <nd/display.hpp>
 
-#include <gtest/gtest.h>
 
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 
-#include <cstring>
-#include <string>
-#include <vector>
 
 using qztest::ArrayPtr;
 using qztest::errorIdOf;

@@ -7,10 +7,7 @@
 
 #include "uv/uv.hpp"
 
-#include <boost/make_shared.hpp>
-#include <gtest/gtest.h>
 
-#include <string>
 
 using qztest::expectInFreshProcess;
 

@@ -4,18 +4,12 @@
 #include "qzservices/state/features.hpp"
 #include "qzservices/state/locale_charset.hpp"
 #include "state/state_test.hpp"
-#include "support/capture.hpp"
 
 #include <fd/i18n/QzLocale.hpp>
 #include <orrery/i18n/UnicodeConverterX.hpp>
 #include <uv/messages.hpp>
 
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstring>
-#include <string>
-#include <thread>
 
 using qztest::ArrayPtr;
 using qztest::expectInFreshProcess;

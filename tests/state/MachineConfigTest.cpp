@@ -4,15 +4,10 @@
 #include "qzservices/state/features.hpp"
 #include "qzservices/state/machine_config.hpp"
 #include "state/state_test.hpp"
-#include "support/capture.hpp"
 
-#include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdarg>
 #include <iomanip>
-#include <sstream>
-#include <thread>
 
 using services::machine_config;
 

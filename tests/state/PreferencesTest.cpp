@@ -6,23 +6,15 @@
 #include "qzservices/state/runtime_identity.hpp"
 #include "qzservices/state/session_modes.hpp"
 #include "state/state_test.hpp"
-#include "support/capture.hpp"
 
 #include <cxutil/contextmgr/CxrID.hpp>
 #include <cxutil/settings/directories.hpp>
 #include <dirent.h>
-#include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 #include <uv/machine_info.hpp>
 #include <uv/uv.hpp>
 
-#include <chrono>
-#include <cstring>
-#include <memory>
-#include <thread>
 
 using qztest::readWholeFile;
 using qztest::writeWholeFile;

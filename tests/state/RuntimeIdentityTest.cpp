@@ -2,16 +2,11 @@
 // long form, the platform table, the root above "bin", the root override, the
 // graphics status word and the runtime instance.
 #include "qzservices/state/runtime_identity.hpp"
-#include "support/capture.hpp"
 #include "state/state_test.hpp"
 
-#include <gtest/gtest.h>
 #include <px/px.hpp>
 #include <uv/uv.hpp>
-#include <sys/stat.h>
 
-#include <cstring>
-#include <string>
 
 extern "C" {
 extern char const* const libqzservices_version;

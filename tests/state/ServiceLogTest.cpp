@@ -6,12 +6,9 @@
 #include "state/state_test.hpp"
 #include "support/test_sinks.hpp"
 
-#include <boost/make_shared.hpp>
-#include <gtest/gtest.h>
 
 #include <fcntl.h>
 
-#include <sstream>
 
 using services::io::CXStream;
 using services::io::CmdWinSinkHandle;

@@ -2,7 +2,6 @@
 #include "qzservices/state/session_modes.hpp"
 #include "state/state_test.hpp"
 
-#include <gtest/gtest.h>
 
 TEST(SessionModes, FreshProcessIsStandaloneAtTheDesktopLevelWithJavaOff) {
     qztest::expectInFreshProcess([] {

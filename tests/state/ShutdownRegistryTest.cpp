@@ -5,13 +5,7 @@
 #include "qzservices/state/ShutdownRegistry.hpp"
 #include "state/state_test.hpp"
 
-#include <boost/make_shared.hpp>
-#include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
-#include <functional>
-#include <thread>
 
 namespace {
 

@@ -1,12 +1,9 @@
 // The signal slots and the dump-core mode with its gateway.
 #include "qzservices/state/signals.hpp"
 #include "state/state_test.hpp"
-#include "support/capture.hpp"
 
-#include <gtest/gtest.h>
 
 #include <cmath>
-#include <string>
 
 using qztest::ArrayPtr;
 

@@ -13,15 +13,9 @@
 #include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/task_arena.h>
 
-#include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
 #include <mutex>
 #include <set>
-#include <string>
-#include <thread>
-#include <vector>
 
 using qztest::expectInFreshProcess;
 namespace threading = services::threading;

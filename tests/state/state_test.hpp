@@ -1,22 +1,32 @@
 // Helpers shared by the session-state tests: owned arrays, the identifier of
 // a raised error, environment variables put back, a scratch directory and
-// whole-file reads and writes.
+// whole-file reads and writes; and the headers most of the tests use.
 #pragma once
+#include "support/capture.hpp"
 #include "support/child_process.hpp"
 
+#include <boost/make_shared.hpp>
 #include <ftw.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vx/array.hpp>
 #include <vx/errors.hpp>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace qztest {
 
