@@ -39,10 +39,7 @@ svJavaSupportLevel parseWords(std::initializer_list<char const*> words) {
 } // namespace
 
 TEST(JavaCmdline, EachWordAsksForItsLevelAndOtherWordsChangeNothing) {
-    struct Case {
-        char const* word;
-        svJavaSupportLevel level;
-    } const cases[] = {
+    struct Case { char const* word; svJavaSupportLevel level; } const cases[] = {
         {"nojvm", svJavaNone},  {"jvm", svJavaDesktop},   {"noawt", svJavaJVM},     {"awt", svJavaDesktop},
         {"noswing", svJavaAWT}, {"swing", svJavaDesktop}, {"noqzt", svJavaSwing},   {"qzt", svJavaDesktop},
         {"nodesktop", svJavaQZT}, {"desktop", svJavaDesktop},
@@ -106,11 +103,7 @@ protected:
 } // namespace
 
 TEST_F(JavaSetSupport, HotLinksNeedTheDesktopOrEmacsTAndDocLinksTheAwt) {
-    struct Case {
-        char const* emacs;  // null: unset
-        svJavaSupportLevel level;
-        bool hot, doc;
-    } const cases[] = {
+    struct Case { char const* emacs /* null: unset */; svJavaSupportLevel level; bool hot, doc; } const cases[] = {
         {"1", svJavaDesktop, true, true}, {"t", svJavaAWT, true, true},  {"1", svJavaAWT, false, true},
         {"T", svJavaAWT, false, true},    {"t ", svJavaAWT, false, true}, {"", svJavaAWT, false, true},
         {nullptr, svJavaSwing, false, true}, {"t", svJavaJVM, true, false}, {"t", svJavaQZT, true, true},

@@ -61,10 +61,7 @@ TEST_F(Language, SetKeepsThirtyOneCharactersIgnoresNullAndTheSubdirectoryFollows
     EXPECT_STREQ("de", svGetLanguage());
     svSetLanguage(std::string(40, 'x').c_str());
     EXPECT_EQ(std::string(31, 'x'), svGetLanguage());
-    struct Case {
-        char const* language;
-        char const* subdirectory;
-    } const cases[] = {
+    struct Case { char const* language; char const* subdirectory; } const cases[] = {
         {"de", "de"},          {"x", "en"},           {"en_GB", "en"},    {"eng", "en"}, {"ja", "ja"},
         {"ja_JP.UTF-8", "ja"}, {"zh_CN.GBK", "zh_CN"}, {"fr_FR", "fr_FR"}, {"ko", "ko"}, {"e", "en"},
     };

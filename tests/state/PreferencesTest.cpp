@@ -63,48 +63,23 @@ protected:
 
 } // namespace
 
-TEST_F(Preferences, GetPrefFindsKeysPastBlanksAndCommentsCaseSensitively) {
-    writePrf("# GeneralUseToolboxCache=Bfalse\n"
-             "   \tIndented=I8\n"
-             "Mixed=Btrue\r"
-             "Value=has=equals in it\n"
-             "x=\nx=Ilater\n"
-             "\n"
-             "Last=I3");
-    EXPECT_EQ(pref("Indented"), "I8");
-    EXPECT_EQ(pref("Mixed"), "Btrue");
-    EXPECT_EQ(pref("Value"), "has=equals in it");
-    EXPECT_EQ(pref("Last"), "I3");
-    EXPECT_EQ(pref("x"), "<null>");  // an empty value ends the scan
-    for (char const* none : {"mixed", "GeneralUseToolboxCache", "# GeneralUseToolboxCache", "Missing"})
-        EXPECT_EQ(pref(none), "<null>") << none;
+TEST_F(Preferences, GetPrefFindsKeysPastBlanksCommentsLongLinesAndBinaryBytes) {
+    // 1023 characters fill one read; what follows on that line reads as a line of its own.
+    writePrf("# GeneralUseToolboxCache=Bfalse\n   \tIndented=I8\nMixed=Btrue\rValue=has=equals in it\nx=\nx=Ilater\n\n" +
+             std::string(1023, 'a') + "Split=Ifound\n" + std::string("Bin\0ary=I2\n", 11) + "\x01\xff\xfe=\x80\nLast=I3");
+    std::pair<char const*, char const*> const cases[] = {
+        {"Indented", "I8"}, {"Mixed", "Btrue"}, {"Value", "has=equals in it"}, {"Split", "Ifound"}, {"\x01\xff\xfe", "\x80"},
+        {"Last", "I3"} /* no line end after it */, {"x", "<null>"} /* an empty value ends the scan */,
+        {"Bin", "<null>"} /* the NUL ends the line's text */, {"mixed", "<null>"}, {"GeneralUseToolboxCache", "<null>"},
+        {"# GeneralUseToolboxCache", "<null>"}, {"Missing", "<null>"}};
+    for (auto const& c : cases) EXPECT_EQ(pref(c.first), c.second) << c.first;
     EXPECT_EQ(svGetPref(nullptr), nullptr);
 }
 
-TEST_F(Preferences, LongLinesSplitAndBinaryBytesNeverBreakTheReader) {
-    // 1023 characters fill one read; what follows on that line reads as a line of its own.
-    std::string text = "Before=I1\n" + std::string(1023, 'a') + "Split=Ifound\n";
-    text += std::string("Bin\0ary=I2\n", 11);
-    text += "\x01\xff\xfe=\x80\n";
-    text += "After=I9";  // no line end at the end of the file
-    writePrf(text);
-    EXPECT_EQ(pref("Before"), "I1");
-    EXPECT_EQ(pref("Split"), "Ifound");
-    EXPECT_EQ(pref("Bin"), "<null>");  // the NUL ends the line's text
-    EXPECT_EQ(pref("\x01\xff\xfe"), "\x80");
-    EXPECT_EQ(pref("After"), "I9");
-}
-
 TEST_F(Preferences, CachePreferenceFollowsTheTwoKeysOutsideStandaloneMode) {
-    struct Case {
-        char const* file;  // null: no file
-        int expected;
-    } const cases[] = {
-        {nullptr, 1},
-        {"GeneralUseToolboxCache=Bfalse\n", 0},
-        {"GeneralUseToolboxCache=BFALSE\nGeneralUseToolboxCacheDiag=Btrue\n", 0},
-        {"GeneralUseToolboxCache=Btrue\n", 1},
-        {"GeneralUseToolboxCacheDiag=bTrue\n", 2},
+    struct Case { char const* file /* null: no file */; int expected; } const cases[] = {
+        {nullptr, 1}, {"GeneralUseToolboxCache=Bfalse\n", 0}, {"GeneralUseToolboxCache=Btrue\n", 1},
+        {"GeneralUseToolboxCacheDiag=bTrue\n", 2}, {"GeneralUseToolboxCache=BFALSE\nGeneralUseToolboxCacheDiag=Btrue\n", 0},
         {"GeneralUseToolboxCache=Btrue\nGeneralUseToolboxCacheDiag=Bfalse\n", 1},
         {"GeneralUseToolboxCache=I0\nGeneralUseToolboxCacheDiag=Btrue\n", 2},
     };
@@ -119,12 +94,7 @@ TEST_F(Preferences, CachePreferenceFollowsTheTwoKeysOutsideStandaloneMode) {
 }
 
 TEST_F(Preferences, SetPrefRewritesOneValueAndKeepsEverythingElse) {
-    struct Case {
-        char const* before;
-        char const* key;
-        int value;
-        char const* after;
-    } const cases[] = {
+    struct Case { char const* before; char const* key; int value; char const* after; } const cases[] = {
         {"k=I1\n", "k", 12345, "k=I12345\n"},
         {"a=Btrue\nk=I120\nz=I1\n", "k", 5, "a=Btrue\nk=I005\nz=I1\n"},
         {"k=I120\r\n# k\n", "k", 77, "k=I077\r\n# k\n"},
@@ -149,8 +119,7 @@ TEST_F(Preferences, SetPrefRewritesOneValueAndKeepsEverythingElse) {
     expected.replace(expected.find("k=I100"), 6, "k=I007");
     EXPECT_EQ(readWholeFile(prf()), expected);
     struct stat st;
-    ASSERT_EQ(stat(prf().c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0640u);
+    EXPECT_TRUE(stat(prf().c_str(), &st) == 0 && (st.st_mode & 0777) == 0640u);
 }
 
 TEST_F(Preferences, SetPrefWritesNothingForAMissingKeyOrAKeyWithoutValue) {
@@ -210,8 +179,7 @@ TEST_F(Preferences, AKilledWriterLeavesTheOldOrTheNewFile) {
 
 TEST_F(Preferences, DirectoriesLiveInPerThreadCellsAndCacheNamesCarryTheRootsHash) {
     char const* mine = svGetPreferencesDirectory(false);
-    ASSERT_NE(mine, nullptr);
-    EXPECT_EQ(std::string(mine), prefs_);
+    ASSERT_TRUE(mine && mine == prefs_);
     std::string other;
     std::thread([&] {
         ASSERT_TRUE(svSetPreferencesDirectory(scratch_.file("elsewhere").c_str()));
@@ -243,22 +211,18 @@ TEST_F(Preferences, DirectoriesLiveInPerThreadCellsAndCacheNamesCarryTheRootsHas
     });
 }
 
-TEST_F(Preferences, DirectoryBuiltinChecksItsInputAndReportsAFailedMkdir) {
-    using qztest::ArrayPtr;
-    using qztest::errorIdOf;
+TEST_F(Preferences, DirectoryBuiltinMakesTheFolderOnRequestAndChecksItsInput) {
     auto call = [](vxArray* input) {
-        ArrayPtr hold(input);
+        qztest::ArrayPtr hold(input);
         vxArray* out[1] = {nullptr};
-        vxArray* in[1] = {input};
-        cxr_pref_dir(1, out, input ? 1 : 0, in);
-        return vxArrayToStdString(ArrayPtr(out[0]).get());
+        cxr_pref_dir(1, out, input ? 1 : 0, &input);
+        return vxArrayToStdString(qztest::ArrayPtr(out[0]).get());
     };
     EXPECT_EQ(call(nullptr), prefs_);
-    std::string const wanted = scratch_.file("made/by/builtin");
-    setenv("CALYX_PREFDIR", wanted.c_str(), 1);
-    EXPECT_EQ(call(vxCreateLogicalScalar(true)), wanted);
-    EXPECT_TRUE(exists(wanted));
-    EXPECT_EQ("CALYX:prefs:BadInput", errorIdOf([&] { call(vxCreateString("yes")); }));
+    setenv("CALYX_PREFDIR", scratch_.file("made/by/builtin").c_str(), 1);
+    EXPECT_EQ(call(vxCreateLogicalScalar(true)), scratch_.file("made/by/builtin"));
+    EXPECT_TRUE(exists(scratch_.file("made/by/builtin")));
+    EXPECT_EQ("CALYX:prefs:BadInput", qztest::errorIdOf([&] { call(vxCreateString("yes")); }));
     EXPECT_THROW(call(vxCreateDoubleMatrix(1, 2, vxREAL)), vx::Error);
     vxArray* two[2] = {nullptr, nullptr};
     EXPECT_THROW(cxr_pref_dir(2, two, 0, nullptr), vx::Error);
@@ -275,64 +239,59 @@ TEST_F(Preferences, DirectoryBuiltinChecksItsInputAndReportsAFailedMkdir) {
 
 namespace {
 
-struct WorkFolder {
-    char raw[8194];
-    char resolved[8194];
-    void get(bool useFactory, size_t rawSize = 8194, size_t resolvedSize = 8194) {
-        svGetPref_UserWorkFolder(raw, rawSize, resolved, resolvedSize, useFactory, cxutil::contextmgr::CxrID(0));
+// The work folder as {raw, resolved}, through buffers of the given sizes.
+class WorkFolder : public Preferences {
+protected:
+    std::pair<std::string, std::string> get(bool useFactory, size_t rawSize = 8194, size_t resolvedSize = 8194) {
+        svGetPref_UserWorkFolder(buffers_->raw, rawSize, buffers_->resolved, resolvedSize, useFactory,
+                                 cxutil::contextmgr::CxrID(0));
+        return {buffers_->raw, buffers_->resolved};
     }
+    void writeSettings(std::string const& text) { writeWholeFile(prefs_ + "/calyx.settings", text); }
+    struct Buffers {
+        char raw[8194], resolved[8194];
+    };
+    std::unique_ptr<Buffers> buffers_ = std::make_unique<Buffers>();
+    using Result = std::pair<std::string, std::string>;
 };
 
 } // namespace
 
-TEST_F(Preferences, WorkFolderDefaultIsBelowDocumentsOrTheEnvironmentsFolder) {
-    auto folder = std::make_unique<WorkFolder>();
-    folder->get(true);  // no Documents folder: the path stops there and nothing is made
-    EXPECT_STREQ(folder->raw, "$documents/CALYX");
-    EXPECT_EQ(std::string(folder->resolved), home_ + "/Documents");
+TEST_F(WorkFolder, TheDefaultIsBelowDocumentsOrTheEnvironmentsFolder) {
+    // No Documents folder: the path stops there and nothing is made.
+    EXPECT_EQ(get(true), Result("$documents/CALYX", home_ + "/Documents"));
     EXPECT_FALSE(exists(home_ + "/Documents"));
     mkdir((home_ + "/Documents").c_str(), 0755);
-    folder->get(false);  // no user value: the factory value, and it may be made
-    EXPECT_STREQ(folder->raw, "$documents/CALYX");
-    EXPECT_EQ(std::string(folder->resolved), home_ + "/Documents/CALYX");
+    EXPECT_EQ(get(false), Result("$documents/CALYX", home_ + "/Documents/CALYX"));  // no user value: the factory one
     EXPECT_TRUE(exists(home_ + "/Documents/CALYX"));
     setenv("CALYX_USERWORKDIR", scratch_.file("work").c_str(), 1);
-    folder->get(true);
-    EXPECT_STREQ(folder->raw, "$documents/CALYX");
-    EXPECT_EQ(std::string(folder->resolved), scratch_.file("work"));  // without "/CALYX"
+    EXPECT_EQ(get(true), Result("$documents/CALYX", scratch_.file("work")));  // without "/CALYX"
     EXPECT_TRUE(exists(scratch_.file("work")));
 }
 
-TEST_F(Preferences, WorkFolderUserValueStandsAsItIsAndIsNotMade) {
-    writeWholeFile(prefs_ + "/calyx.settings", "user calyx/UserPath=" + scratch_.file("mine") + "\n");
-    auto folder = std::make_unique<WorkFolder>();
-    folder->get(false);
-    EXPECT_EQ(std::string(folder->raw), scratch_.file("mine"));
-    EXPECT_EQ(std::string(folder->resolved), scratch_.file("mine"));
+TEST_F(WorkFolder, AUserValueStandsAsItIsAndIsNotMade) {
+    writeSettings("user calyx/UserPath=" + scratch_.file("mine") + "\n");
+    EXPECT_EQ(get(false), Result(scratch_.file("mine"), scratch_.file("mine")));
     EXPECT_FALSE(exists(scratch_.file("mine")));
-    folder->get(true);  // the factory value ignores the user's
-    EXPECT_STREQ(folder->raw, "$documents/CALYX");
+    EXPECT_EQ(get(true).first, "$documents/CALYX");  // the factory value ignores the user's
 }
 
-TEST_F(Preferences, WorkFolderWarnsWhenItCannotBeMadeOrTheSettingsAreBroken) {
+TEST_F(WorkFolder, WarnsWhenItCannotBeMadeOrTheSettingsAreBroken) {
     std::string const unreachable = scratch_.file("no/such/parent");
-    writeWholeFile(prefs_ + "/calyx.settings", "factory calyx/UserPath=" + unreachable + "\nnot a setting\n");
-    auto folder = std::make_unique<WorkFolder>();
+    writeSettings("factory calyx/UserPath=" + unreachable + "\nnot a setting\n");
     qztest::Capture capture;
-    folder->get(true);
+    EXPECT_EQ(get(true).second, unreachable);
     EXPECT_EQ(vx::lastWarningIdentifier(), "CALYX:settings:core:FileLoadingError");
-    EXPECT_EQ(std::string(folder->resolved), unreachable);
     EXPECT_EQ(capture.outText(), "Warning: Unable to create personal CALYX work folder:" + unreachable + "\n");
 }
 
-TEST_F(Preferences, WorkFolderRefusesSmallBuffersBeforeTouchingAnything) {
-    writeWholeFile(prefs_ + "/calyx.settings", "not a setting\n");
+TEST_F(WorkFolder, SmallBuffersAreRefusedBeforeAnythingIsTouched) {
+    writeSettings("not a setting\n");
     setenv("CALYX_USERWORKDIR", scratch_.file("work").c_str(), 1);
-    auto folder = std::make_unique<WorkFolder>();
     qztest::Capture capture;
     vxWarningMsgId("test:marker", "%s", "before");
-    EXPECT_EQ("CALYX:prefs:InsufficientMemory", qztest::errorIdOf([&] { folder->get(true, 8193); }));
-    EXPECT_THROW(folder->get(true, 8194, 100), vx::Error);
+    EXPECT_EQ("CALYX:prefs:InsufficientMemory", qztest::errorIdOf([&] { get(true, 8193); }));
+    EXPECT_THROW(get(true, 8194, 100), vx::Error);
     EXPECT_FALSE(exists(scratch_.file("work")));
     EXPECT_EQ(vx::lastWarningIdentifier(), "test:marker");  // the broken settings were not read
 }

@@ -30,10 +30,7 @@ TEST(RuntimeVersion, TextsComeFromTheBuildsVersionSymbols) {
 }
 
 TEST(RuntimeVersion, BuildDatesTakeTheirLongFormOnlyWithAKnownMonth) {
-    struct Case {
-        char const* date;
-        char const* expected;
-    } const cases[] = {
+    struct Case { char const* date; char const* expected; } const cases[] = {
         {"Feb 15 2031", "February 15, 2031"}, {"Dec  1 2030", "December 1, 2030"}, {"May 31 1999", "May 31, 1999"},
         {"Sep 09 2026", "September 9, 2026"}, {"Foo 15 2031", "Foo 15 2031"},
         {"feb 15 2031", "feb 15 2031"},      // months are matched exactly
