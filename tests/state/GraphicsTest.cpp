@@ -25,12 +25,9 @@ int recordValue(char const* name) { return svFindFeatureEntry(name)->value; }
 
 // A feature's built-in called with the given inputs (owned here); the logical it returns.
 bool callLogical(svFeatureBuiltin builtin, std::vector<vxArray*> inputs = {}) {
-    std::vector<ArrayPtr> hold(inputs.begin(), inputs.end());
-    vxArray* out[1] = {nullptr};
-    builtin(1, out, static_cast<int>(inputs.size()), inputs.data());
-    ArrayPtr result(out[0]);
-    EXPECT_EQ(vxLOGICAL_CLASS, vxGetClassID(result.get()));
-    return vxGetScalar(result.get()) != 0;
+    auto out = qztest::callBuiltin(builtin, 1, inputs);
+    EXPECT_EQ(vxLOGICAL_CLASS, vxGetClassID(out[0].get()));
+    return vxGetScalar(out[0].get()) != 0;
 }
 
 // What svSysBeep printed, and whether it rang the display.

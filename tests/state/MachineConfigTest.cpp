@@ -33,9 +33,7 @@ int collectingPrinter(char const* format, ...) {
 char const* windowSystemName() { return "x11-test"; }
 
 std::string callGetwinsys() {
-    vxArray* out[1] = {nullptr};
-    FeatureTable::getInstance().FindFeature("getwinsys")->builtin(1, out, 0, nullptr);
-    return vxArrayToStdString(qztest::ArrayPtr(out[0]).get());
+    return vxArrayToStdString(qztest::callBuiltin(FeatureTable::getInstance().FindFeature("getwinsys")->builtin, 1)[0].get());
 }
 
 } // namespace
@@ -96,9 +94,8 @@ TEST(WindowSystemQuery, GetwinsysAsksTheFirstHookOrSaysUnknown) {
     svSetDisplayQueryFunctions(&windowSystemName, nullptr);
     EXPECT_EQ(callGetwinsys(), "x11-test");
     svSetDisplayQueryFunctions(nullptr, nullptr);
-    vxArray* out[2] = {nullptr, nullptr};
-    EXPECT_THROW(entry->builtin(2, out, 0, nullptr), vx::Error);
-    EXPECT_THROW(entry->builtin(1, out, 1, out), vx::Error);
+    EXPECT_THROW(qztest::callBuiltin(entry->builtin, 2), vx::Error);
+    EXPECT_THROW(qztest::callBuiltin(entry->builtin, 1, {vxCreateDoubleScalar(1)}), vx::Error);
 }
 
 TEST(MachineConfigInstance, TwoThreadsAtOnceSeeOneInstance) {

@@ -213,10 +213,7 @@ TEST_F(Preferences, DirectoriesLiveInPerThreadCellsAndCacheNamesCarryTheRootsHas
 
 TEST_F(Preferences, DirectoryBuiltinMakesTheFolderOnRequestAndChecksItsInput) {
     auto call = [](vxArray* input) {
-        qztest::ArrayPtr hold(input);
-        vxArray* out[1] = {nullptr};
-        cxr_pref_dir(1, out, input ? 1 : 0, &input);
-        return vxArrayToStdString(qztest::ArrayPtr(out[0]).get());
+        return vxArrayToStdString(qztest::callBuiltin(&cxr_pref_dir, 1, {input})[0].get());
     };
     EXPECT_EQ(call(nullptr), prefs_);
     setenv("CALYX_PREFDIR", scratch_.file("made/by/builtin").c_str(), 1);
@@ -224,9 +221,8 @@ TEST_F(Preferences, DirectoryBuiltinMakesTheFolderOnRequestAndChecksItsInput) {
     EXPECT_TRUE(exists(scratch_.file("made/by/builtin")));
     EXPECT_EQ("CALYX:prefs:BadInput", qztest::errorIdOf([&] { call(vxCreateString("yes")); }));
     EXPECT_THROW(call(vxCreateDoubleMatrix(1, 2, vxREAL)), vx::Error);
-    vxArray* two[2] = {nullptr, nullptr};
-    EXPECT_THROW(cxr_pref_dir(2, two, 0, nullptr), vx::Error);
-    EXPECT_THROW(cxr_pref_dir(1, two, 2, two), vx::Error);
+    EXPECT_THROW(qztest::callBuiltin(&cxr_pref_dir, 2), vx::Error);
+    EXPECT_THROW(qztest::callBuiltin(&cxr_pref_dir, 1, {vxCreateDoubleScalar(1), vxCreateDoubleScalar(1)}), vx::Error);
     std::string const blocked = blockPrefDir();
     try {
         call(vxCreateDoubleScalar(1));

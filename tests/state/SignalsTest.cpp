@@ -17,13 +17,9 @@ protected:
     // The gateway with an optional input (owned here) and 0 or 1 outputs:
     // what it printed, and its output (-1 when none).
     std::pair<std::string, double> gateway(int outCount, vxArray* input) {
-        ArrayPtr holdInput(input);
         qztest::Capture capture;
-        vxArray* out[1] = {nullptr};
-        vxArray* in[1] = {input};
-        svLocal_setDumpCore(outCount, out, input ? 1 : 0, in);
-        ArrayPtr result(out[0]);
-        return {capture.outText(), result ? vxGetScalar(result.get()) : -1.0};
+        auto out = qztest::callBuiltin(&svLocal_setDumpCore, outCount, {input});
+        return {capture.outText(), out[0] ? vxGetScalar(out[0].get()) : -1.0};
     }
 };
 
@@ -64,12 +60,10 @@ TEST_F(DumpCore, GatewayRefusesEverythingButARealScalarInRangeAndChecksCountsFir
                          vxCreateDoubleScalar(4), vxCreateDoubleScalar(1e10) /* not wrapped into range */,
                          vxCreateDoubleScalar(std::nan(""))})
         EXPECT_EQ("CALYX:dumpcore:InvalidDumpCoreSetting", qztest::errorIdOf([&] { gateway(0, bad); }));
-    vxArray* out[2] = {nullptr, nullptr};
-    vxArray* in[2] = {vxCreateDoubleScalar(2), vxCreateDoubleScalar(2)};
-    ArrayPtr a(in[0]), b(in[1]);
-    EXPECT_THROW(svLocal_setDumpCore(2, out, 0, in), vx::Error);
-    EXPECT_THROW(svLocal_setDumpCore(0, out, 2, in), vx::Error);
-    EXPECT_THROW(svLocal_setDumpCore(0, out, -1, in), vx::Error);
+    EXPECT_THROW(qztest::callBuiltin(&svLocal_setDumpCore, 2), vx::Error);
+    EXPECT_THROW(qztest::callBuiltin(&svLocal_setDumpCore, 0, {vxCreateDoubleScalar(2), vxCreateDoubleScalar(2)}), vx::Error);
+    vxArray* out[1] = {nullptr};
+    EXPECT_THROW(svLocal_setDumpCore(0, out, -1, out), vx::Error);
     EXPECT_EQ(1, svGetDumpCore());
 }
 

@@ -35,12 +35,8 @@ using qztest::errorIdOf;
 
 // "NumThreads" with an optional input (owned here); both outputs as doubles.
 std::pair<double, double> callNumThreads(vxArray* input = nullptr) {
-    qztest::ArrayPtr holdInput(input);
-    vxArray* out[2] = {nullptr, nullptr};
-    vxArray* in[1] = {input};
-    threading::numThreads(2, out, input ? 1 : 0, in);
-    qztest::ArrayPtr first(out[0]), second(out[1]);
-    return {vxGetScalar(first.get()), vxGetScalar(second.get())};
+    auto out = qztest::callBuiltin(&threading::numThreads, 2, {input});
+    return {vxGetScalar(out[0].get()), vxGetScalar(out[1].get())};
 }
 
 // "NumThreads n" with the multithreading trace on: the count it returns and what it printed.
@@ -104,11 +100,9 @@ TEST_F(NumThreadsFeature, NegativeNonNumbersAndBadArgumentCountsAreRefusedAndCha
     }
     EXPECT_EQ("CALYX:vx:notNumeric", errorIdOf([] { callNumThreads(vxCreateString("4")); }));
     EXPECT_EQ("CALYX:vx:scalarOutOfIntRange", errorIdOf([] { callNumThreads(vxCreateDoubleScalar(1e12)); }));
-    vxArray* out[3] = {nullptr, nullptr, nullptr};
-    qztest::ArrayPtr a(vxCreateDoubleScalar(1)), b(vxCreateDoubleScalar(2));
-    vxArray* in[2] = {a.get(), b.get()};
-    EXPECT_EQ("CALYX:maxlhs", errorIdOf([&] { threading::numThreads(3, out, 1, in); }));
-    EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { threading::numThreads(1, out, 2, in); }));
+    EXPECT_EQ("CALYX:maxlhs", errorIdOf([] { qztest::callBuiltin(&threading::numThreads, 3, {vxCreateDoubleScalar(1)}); }));
+    EXPECT_EQ("CALYX:maxrhs",
+              errorIdOf([] { qztest::callBuiltin(&threading::numThreads, 1, {vxCreateDoubleScalar(1), vxCreateDoubleScalar(2)}); }));
     EXPECT_EQ(5u, threading::getNumComputationalThreads());
     EXPECT_EQ(2.0, callNumThreads(vxCreateDoubleScalar(2.9)).first);  // fractions are cut toward zero
 }

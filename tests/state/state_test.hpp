@@ -38,8 +38,9 @@ typedef std::unique_ptr<vxArray, ArrayDeleter> ArrayPtr;
 typedef void (*Builtin)(int, vxArray**, int, vxArray**);
 
 // Calls a built-in asking for outCount outputs, with these inputs (owned
-// here); returns the outputs, owned.
+// here; null ones left out); returns the outputs, owned.
 inline std::vector<ArrayPtr> callBuiltin(Builtin f, int outCount, std::vector<vxArray*> inputs = {}) {
+    inputs.erase(std::remove(inputs.begin(), inputs.end(), nullptr), inputs.end());
     std::vector<ArrayPtr> hold(inputs.begin(), inputs.end());
     std::vector<vxArray*> out(static_cast<size_t>(std::max(outCount, 1)), nullptr);
     f(outCount, out.data(), static_cast<int>(inputs.size()), inputs.data());
