@@ -10,10 +10,8 @@
 
 #include <nd/display.hpp>
 
-
 #include <sys/socket.h>
 #include <sys/un.h>
-
 
 using qztest::ArrayPtr;
 using qztest::errorIdOf;

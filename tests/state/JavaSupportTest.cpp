@@ -7,8 +7,6 @@
 
 #include "uv/uv.hpp"
 
-
-
 using qztest::expectInFreshProcess;
 
 namespace {

@@ -9,8 +9,6 @@
 #include <orrery/i18n/UnicodeConverterX.hpp>
 #include <uv/messages.hpp>
 
-
-
 using qztest::ArrayPtr;
 using qztest::expectInFreshProcess;
 

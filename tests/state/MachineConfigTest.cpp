@@ -5,7 +5,6 @@
 #include "qzservices/state/machine_config.hpp"
 #include "state/state_test.hpp"
 
-
 #include <cstdarg>
 #include <iomanip>
 

@@ -15,7 +15,6 @@
 #include <uv/machine_info.hpp>
 #include <uv/uv.hpp>
 
-
 using qztest::readWholeFile;
 using qztest::writeWholeFile;
 

@@ -7,7 +7,6 @@
 #include <px/px.hpp>
 #include <uv/uv.hpp>
 
-
 extern "C" {
 extern char const* const libqzservices_version;
 extern char const* const libqzservices_build_date;

@@ -6,9 +6,7 @@
 #include "state/state_test.hpp"
 #include "support/test_sinks.hpp"
 
-
 #include <fcntl.h>
-
 
 using services::io::CXStream;
 using services::io::CmdWinSinkHandle;

@@ -2,7 +2,6 @@
 #include "qzservices/state/session_modes.hpp"
 #include "state/state_test.hpp"
 
-
 TEST(SessionModes, FreshProcessIsStandaloneAtTheDesktopLevelWithJavaOff) {
     qztest::expectInFreshProcess([] {
         QZ_CHILD_CHECK(svGetCXMode() == 3 && svIsStandaloneMode(), 2);

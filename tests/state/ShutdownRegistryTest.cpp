@@ -5,8 +5,6 @@
 #include "qzservices/state/ShutdownRegistry.hpp"
 #include "state/state_test.hpp"
 
-
-
 namespace {
 
 std::string gJournal;

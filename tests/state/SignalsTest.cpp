@@ -2,7 +2,6 @@
 #include "qzservices/state/signals.hpp"
 #include "state/state_test.hpp"
 
-
 #include <cmath>
 
 using qztest::ArrayPtr;

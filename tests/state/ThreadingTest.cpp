@@ -13,7 +13,6 @@
 #include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/task_arena.h>
 
-
 #include <mutex>
 #include <set>
 
