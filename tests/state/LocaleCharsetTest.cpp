@@ -51,7 +51,9 @@ INSTANTIATE_TEST_SUITE_P(
                       LanguageCase{"ja_JP.eucJP", "ja", "ja"}, LanguageCase{"de_DE", "ja", "en"},
                       // CALYX_LANG must be exactly "ja", and it never chooses another language.
                       LanguageCase{"ja_JP.UTF-8", "JA", "en"}, LanguageCase{"ja_JP.UTF-8", "ja_JP", "en"},
-                      LanguageCase{"de_DE.UTF-8", "de", "en"}, LanguageCase{"j", "ja", "en"}));
+                      LanguageCase{"de_DE.UTF-8", "de", "en"}, LanguageCase{"j", "ja", "en"}),
+    // Stable test names: the row's index (gtest would name a struct by its bytes).
+    [](::testing::TestParamInfo<LanguageCase> const& info) { return "row" + std::to_string(info.index); });
 
 TEST_F(Language, SetKeepsThirtyOneCharactersIgnoresNullAndTheSubdirectoryFollows) {
     svSetLanguage("de");
