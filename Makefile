@@ -33,14 +33,16 @@ bench: deps
 
 # Builds every libFuzzer target and runs each for FUZZ_SECONDS (ten minutes
 # unless told) through scripts/fuzz.sh; the CAT reader, the wrapper and the
-# key decoder go on to FUZZ_MIN_RUNS executions at least.
+# key decoder go on to FUZZ_MIN_RUNS executions at least; FUZZ_JOBS targets
+# run side by side.
 FUZZ_SECONDS ?= 600
 FUZZ_MIN_RUNS ?= 10000000
+FUZZ_JOBS ?= 1
 fuzz:
 	@bash scripts/install-deps.sh fuzz
 	cmake --preset fuzz >/dev/null
 	cmake --build --preset fuzz -j $(JOBS)
-	FUZZ_SECONDS=$(FUZZ_SECONDS) FUZZ_MIN_RUNS=$(FUZZ_MIN_RUNS) bash scripts/fuzz.sh build/fuzz
+	FUZZ_SECONDS=$(FUZZ_SECONDS) FUZZ_MIN_RUNS=$(FUZZ_MIN_RUNS) FUZZ_JOBS=$(FUZZ_JOBS) bash scripts/fuzz.sh build/fuzz
 
 install: deps
 	cmake --preset release -DCMAKE_INSTALL_PREFIX=$(PREFIX)

@@ -13,7 +13,22 @@ CmdWinSinkFactory::~CmdWinSinkFactory() = default;
 namespace services { namespace io {
 
 namespace {
-typedef boost::shared_lock<boost::shared_mutex> SharedLock;
+// A shared hold on the handle's mutex, taken on every write of the proxy.
+// The non-blocking attempt comes first: boost's blocking acquisition also
+// switches thread interruption off and on again, two thread-data look-ups
+// that cost more than the lock itself. Both take the same shared ownership.
+class SharedLock {
+public:
+    explicit SharedLock(boost::shared_mutex& m) : m_(m) {
+        if (!m_.try_lock_shared()) m_.lock_shared();
+    }
+    ~SharedLock() { m_.unlock_shared(); }
+    SharedLock(SharedLock const&) = delete;
+    SharedLock& operator=(SharedLock const&) = delete;
+
+private:
+    boost::shared_mutex& m_;
+};
 typedef boost::lock_guard<boost::shared_mutex> ExclusiveLock;
 } // namespace
 

@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # The console end to end through a pipe: statements in, the exact display
-# text out. Every expected text below is written from the display rules:
-# loose spacing puts a blank line before a heading, after it and after the
-# values; the print format picks the field of each element; the window is 80
-# columns wide when output is not a terminal. Argument: the qzconsole binary.
+# text out, with no prompt and nothing echoed; one error line each on the
+# error stream and exit status 1; paging set but never applied to a pipe;
+# events and callbacks posted by another thread. Every expected text is
+# written from the display rules: loose spacing puts a blank line before a
+# heading, after it and after the values; the window is 80 columns wide when
+# output is not a terminal. Argument: the qzconsole binary.
 set -uo pipefail
 console=$1
 failures=0
@@ -11,60 +13,59 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 
-# run NAME: feeds $work/NAME.in, compares standard output with $work/NAME.out
-# and the error stream with $work/NAME.err (empty when that file is absent),
-# and the exit status with $2.
+# run NAME STATUS: feeds $work/NAME.in, compares standard output with
+# $work/NAME.out, the error stream with $work/NAME.err (empty when that file
+# is absent) and the exit status with STATUS.
 run() {
     local name=$1 status=$2
     "$console" <"$work/$name.in" >"$work/$name.got" 2>"$work/$name.goterr"
     local rc=$?
     [ -f "$work/$name.err" ] || : >"$work/$name.err"
-    diff -u "$work/$name.out" "$work/$name.got" >"$work/$name.diff" || { fail "$name: output differs"; cat "$work/$name.diff"; }
-    diff -u "$work/$name.err" "$work/$name.goterr" >"$work/$name.diff" || { fail "$name: error stream differs"; cat "$work/$name.diff"; }
+    diff -u "$work/$name.out" "$work/$name.got" || fail "$name: output differs"
+    diff -u "$work/$name.err" "$work/$name.goterr" || fail "$name: error stream differs"
     [ "$rc" = "$status" ] || fail "$name: exit status $rc, expected $status"
 }
 
-# ---- numbers in the default format, and the classes ----
-cat >"$work/classes.in" <<'EOF'
-A = [1 2; 3 4]
-x = 0.5
-y = 1234.5
-B = [1000.5 2]
+# ---- a session as a new user types it: every class, several formats; exit
+# leaves at once ----
+cat >"$work/session.in" <<'EOF'
+A = reshape(1:16, 4, 4)'
+B = [0.25 1e5 -3]
 z = 3+4i
 t = true
 q = int8([100 -5])
-c = 'hello'
+w = 'it''s'
 e = []
 u = uint16(65535)
 S = sparse([0 5; 0 0])
 f = single(2.5)
-n = [NaN 1 -Inf]
-E = zeros(0, 3)
-w = 'it''s'
+c = {1, 'abc'; [1 2 3], @sin}
+s.a = 1; s.name = 'x'; s
+h = @sin
+format long
+B
+format hex; x = 1
+format rat; r = [0.5 0.25]
+format
+d = 2.5
+exit
+y = 3
 EOF
-cat >"$work/classes.out" <<'EOF'
+cat >"$work/session.out" <<'EOF'
 
 A =
 
-     1     2
-     3     4
-
-
-x =
-
-    0.5000
-
-
-y =
-
-   1.2345e+03
+     1     2     3     4
+     5     6     7     8
+     9    10    11    12
+    13    14    15    16
 
 
 B =
 
-   1.0e+03 *
+   1.0e+05 *
 
-    1.0005    0.0020
+    0.0000    1.0000   -0.0000
 
 
 z =
@@ -82,9 +83,9 @@ q =
   100   -5
 
 
-c =
+w =
 
-hello
+it's
 
 
 e =
@@ -107,169 +108,6 @@ f =
     2.5000
 
 
-n =
-
-   NaN     1  -Inf
-
-
-E =
-
-   Empty matrix: 0-by-3
-
-
-w =
-
-it's
-
-EOF
-run classes 0
-
-# ---- the print formats and the spacing ----
-cat >"$work/formats.in" <<'EOF'
-format long; p = pi
-format shortE
-v = [1 -2.5]
-format hex; h = 1
-format rat; r = [0.5 0.25]
-format +; g = [1 -2 0]
-format compact; format short; k = [1 2]
-format loose; format longG; w = 0.1
-format twoDecimal; m = [1.5 2.25]
-format shortEng; s = 1500
-format
-d = 2.5
-EOF
-cat >"$work/formats.out" <<'EOF'
-
-p =
-
-   3.141592653589793
-
-
-v =
-
-   1.0000e+00  -2.5000e+00
-
-
-h =
-
-   3ff0000000000000
-
-
-r =
-
-       1/2            1/4     
-
-
-g =
-
-+- 
-
-k =
-     1     2
-
-w =
-
-                       0.1
-
-
-m =
-
-          1.50          2.25
-
-
-s =
-
-     1.5000e+003
-
-
-d =
-
-    2.5000
-
-EOF
-run formats 0
-
-# ---- building values: concatenation, ranges, transpose, constructors ----
-cat >"$work/build.in" <<'EOF'
-M = [eye(2); 5 6];
-M
-R = -3:-1
-T = [1 2 3]'
-C = [1+2i, 3]
-X = [1 -2
-3 -4]
-a = reshape(1:6, 2, 3)
-cat(1, [1 2], [3 4])
-disp('abc')
-b = logical([2 0])
-EOF
-cat >"$work/build.out" <<'EOF'
-
-M =
-
-     1     0
-     0     1
-     5     6
-
-
-R =
-
-    -3    -2    -1
-
-
-T =
-
-     1
-     2
-     3
-
-
-C =
-
-   1.0000 + 2.0000i   3.0000 + 0.0000i
-
-
-X =
-
-     1    -2
-     3    -4
-
-
-a =
-
-     1     3     5
-     2     4     6
-
-
-ans =
-
-     1     2
-     3     4
-
-abc
-
-b =
-
-     1     0
-
-EOF
-run build 0
-
-# ---- cells, structures, function handles, many dimensions ----
-cat >"$work/containers.in" <<'EOF'
-c = {1, 'abc'; [1 2 3], @sin}
-s.a = 1; s.name = 'x'; s
-s(2).a = 5
-n.inner.deep = 3
-t.c = {1, 'a'}
-h = @sin
-Z = zeros(2, 2, 2)
-e = {}
-c2 = cell(1, 2)
-EOF
-cat >"$work/containers.out" <<'EOF'
-
 c = 
 
     [         1]    'abc'
@@ -282,76 +120,9 @@ s =
     name: 'x'
 
 
-s = 
-
-1x2 struct array with fields:
-
-    a
-    name
-
-
-n = 
-
-    inner: [1x1 struct]
-
-
-t = 
-
-    c: {[1]  'a'}
-
-
 h = 
 
     @sin
-
-
-Z(:,:,1) =
-
-     0     0
-     0     0
-
-
-Z(:,:,2) =
-
-     0     0
-     0     0
-
-
-e = 
-
-     {}
-
-
-c2 = 
-
-    []    []
-
-EOF
-run containers 0
-
-# ---- what a new user types first ----
-cat >"$work/firstuse.in" <<'EOF'
-A = reshape(1:16, 4, 4)'
-B = [0.25 1e5 -3]
-format long
-B
-exit
-EOF
-cat >"$work/firstuse.out" <<'EOF'
-
-A =
-
-     1     2     3     4
-     5     6     7     8
-     9    10    11    12
-    13    14    15    16
-
-
-B =
-
-   1.0e+05 *
-
-    0.0000    1.0000   -0.0000
 
 
 B =
@@ -360,11 +131,26 @@ B =
 
    0.000002500000000   1.000000000000000  -0.000030000000000
 
+
+x =
+
+   3ff0000000000000
+
+
+r =
+
+       1/2            1/4     
+
+
+d =
+
+    2.5000
+
 EOF
-run firstuse 0
+run session 0
 
 # ---- failures: one line each on the error stream, the session goes on, the
-# exit status is 1; exit leaves at once ----
+# exit status is 1; a statement too deep or too long is refused ----
 {
     echo 'x = 1;'
     echo 'undefinedThing'
@@ -374,8 +160,6 @@ run firstuse 0
     echo "'abc"
     printf '%0300d' 0 | tr 0 '('; printf 1; printf '%0300d\n' 0 | tr 0 ')'
     printf 'a = %0100001d\n' 0
-    echo 'exit'
-    echo 'z = 3'
 } >"$work/errors.in"
 cat >"$work/errors.out" <<'EOF'
 
@@ -400,18 +184,9 @@ printf 'v = [1 2\n3 4\n' >"$work/open.in"
 echo "Error: The statement ends too early: a value or a closing bracket is missing." >"$work/open.err"
 run open 1
 
-# ---- commands: paging is set but a pipe is never paged; clc and home write
-# no terminal codes into a pipe; echo ----
-cat >"$work/commands.in" <<'EOF'
-more
-more 3
-more
-L = (1:5)'
-more off
-clc
-home
-echo one  two, echo three
-EOF
+# ---- paging is set but a pipe is never paged; clc and home write no
+# terminal codes into a pipe; echo; a last line without a line feed runs ----
+printf 'more\nmore 3\nmore\nL = (1:5)'"'"'\nmore off\nclc\nhome\necho one  two, echo three' >"$work/commands.in"
 cat >"$work/commands.out" <<'EOF'
 page length 23, paging off
 page length 3, paging on
@@ -428,6 +203,23 @@ one two
 three
 EOF
 run commands 0
+
+# A closed standard input ends the session at once.
+out=$(timeout 10 "$console" <&-)
+[ $? = 0 ] && [ -z "$out" ] || fail "closed input: $out"
+
+# ---- events and callbacks from another thread: everything posted runs
+# before the console ends; with the callback service off callbacks are
+# dropped and events still run; bad counts are refused ----
+out=$(printf 'demo-events 2000\n' | "$console")
+expect="demo-events run 1: posting 2000 events and 2000 callbacks
+demo-events run 1: 2000 posted of each; 2000 events and 2000 callbacks ran (posting finished)"
+[ "$out" = "$expect" ] || fail "demo-events 2000 printed: $out"
+out=$(printf 'feature ThreadServiceRequest 0\ndemo-events 50\n' | "$console")
+grep -qx 'demo-events run 1: 50 posted of each; 50 events and 0 callbacks ran (posting finished)' <<<"$out" ||
+    fail "with the callback service off: $out"
+out=$(printf 'demo-events -3\ndemo-events x\n' | "$console" 2>&1)
+[ "$(grep -c '^Error: demo-events takes a count' <<<"$out")" = 2 ] || fail "bad counts: $out"
 
 [ "$failures" = 0 ] && echo "console pipe: all cases passed"
 exit "$failures"

@@ -2,32 +2,19 @@
 // directories only, the container-aware set sees into CAT files.
 #include "cat_fixture.hpp"
 
-#include <qzservices/containers/ContainerFeature.hpp>
-#include <qzservices/containers/path_manager_fcns.hpp>
-
-#include <px/px.hpp>
-#include <uv/uv.hpp>
-
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstring>
-#include <memory>
 #include <set>
 
 using namespace cattest;
 
 namespace {
 
-struct UvFree {
-    void operator()(void* p) const { uvFree(p); }
-};
-
-std::set<std::string> names(char const* list) {
-    std::set<std::string> out;
-    if (list == nullptr) return out;
-    for (char const* p = list; *p; p += std::strlen(p) + 1) out.insert(p);
-    return out;
+// The names of a packed list, taken over, as a set ({"<null>"} for none).
+std::set<std::string> names(char* list) {
+    Owned owned(list);
+    std::vector<std::string> const v = unpack(list);
+    return list == nullptr ? std::set<std::string>{"<null>"} : std::set<std::string>(v.begin(), v.end());
 }
 
 class PathManagerSets : public ScratchDir {
@@ -49,56 +36,48 @@ protected:
 
 } // namespace
 
-TEST_F(PathManagerSets, PlainSetSeesOnlyTheFileSystem) {
-    std::unique_ptr<char, UvFree> list(svPlainListDirectory(nullptr, path("plain").c_str(), nullptr));
-    EXPECT_EQ(names(list.get()), (std::set<std::string>{"p.m"}));
-    EXPECT_EQ(svPlainListDirectory(nullptr, path("tb.cat").c_str(), nullptr), nullptr);
-    EXPECT_EQ(svPlainDirAccessibility(nullptr, path("plain").c_str()), pxDirAccessible);
-    EXPECT_EQ(svPlainDirAccessibility(nullptr, path("tb.cat").c_str()), pxDirNoPermission);  // not searchable
-    ASSERT_EQ(chmod(path("tb.cat").c_str(), 0755), 0);
-    EXPECT_EQ(svPlainDirAccessibility(nullptr, path("tb.cat").c_str()), pxDirOther);  // a file
-    EXPECT_EQ(svPlainDirAccessibility(nullptr, path("none").c_str()), pxDirNotFound);
-    EXPECT_TRUE(svPlainIsReadableFile(path("plain/p.m").c_str()));
-    EXPECT_FALSE(svPlainIsReadableFile(path("tb.cat/c.m").c_str()));
-    EXPECT_TRUE(svPlainIsDirectory(nullptr, path("plain").c_str()));
-    EXPECT_FALSE(svPlainIsDirectory(nullptr, path("tb.cat").c_str()));
-    struct stat st;
-    ASSERT_EQ(::stat(path("plain/p.m").c_str(), &st), 0);
-    EXPECT_EQ(svPlainModificationTime(nullptr, path("plain/p.m").c_str()), static_cast<long>(st.st_mtime));
-    EXPECT_EQ(svPlainModificationTime(nullptr, path("none").c_str()), 0x7fffffffL);
-}
-
-TEST_F(PathManagerSets, ContainerSetSeesIntoCatFiles) {
-    std::unique_ptr<char, UvFree> list(svContainerListDirectory(nullptr, path("tb.cat").c_str(), nullptr));
-    EXPECT_EQ(names(list.get()), (std::set<std::string>{".", "..", "c.m", "sub"}));
-    std::unique_ptr<char, UvFree> plain(svContainerListDirectory(nullptr, path("plain").c_str(), nullptr));
-    EXPECT_EQ(names(plain.get()), (std::set<std::string>{".", "..", "p.m"}));
-    EXPECT_EQ(svContainerListDirectory(nullptr, path("bad.cat").c_str(), nullptr), nullptr);
-
-    EXPECT_EQ(svContainerDirAccessibility(nullptr, path("tb.cat").c_str()), pxDirAccessible);
-    EXPECT_EQ(svContainerDirAccessibility(nullptr, path("tb.cat/sub").c_str()), pxDirAccessible);
-    EXPECT_EQ(svContainerDirAccessibility(nullptr, path("plain").c_str()), pxDirAccessible);
-    EXPECT_EQ(svContainerDirAccessibility(nullptr, path("tb.cat/nosub").c_str()), pxDirNotFound);
-    EXPECT_EQ(svContainerDirAccessibility(nullptr, path("nothing").c_str()), pxDirNotFound);
-    EXPECT_EQ(svContainerDirAccessibility(nullptr, path("bad.cat").c_str()), pxDirOther);  // corrupt
-    EXPECT_EQ(svContainerDirAccessibility(nullptr, path("plain/p.m").c_str()), pxDirOther);
-
-    EXPECT_TRUE(svContainerIsReadableFile(path("tb.cat/c.m").c_str()));
-    EXPECT_TRUE(svContainerIsReadableFile(path("tb.cat/sub/s.m").c_str()));
-    EXPECT_TRUE(svContainerIsReadableFile(path("plain/p.m").c_str()));
-    EXPECT_FALSE(svContainerIsReadableFile(path("tb.cat/none.m").c_str()));
-    EXPECT_FALSE(svContainerIsReadableFile(path("plain/none.m").c_str()));
-
-    EXPECT_TRUE(svContainerIsDirectory(nullptr, path("tb.cat/sub").c_str()));
-    EXPECT_TRUE(svContainerIsDirectory(nullptr, path("tb.cat").c_str()));
-    EXPECT_FALSE(svContainerIsDirectory(nullptr, path("tb.cat/c.m").c_str()));
-    EXPECT_FALSE(svContainerIsDirectory(nullptr, path("plain/p.m").c_str()));
-
+TEST_F(PathManagerSets, ThePlainSetSeesOnlyTheFileSystemTheContainerSetSeesIntoCatFiles) {
+    using S = std::set<std::string>;
+    EXPECT_EQ(names(svPlainListDirectory(nullptr, path("plain").c_str(), nullptr)), (S{"p.m"}));
+    EXPECT_EQ(names(svPlainListDirectory(nullptr, path("tb.cat").c_str(), nullptr)), (S{"<null>"}));
+    EXPECT_EQ(names(svContainerListDirectory(nullptr, path("tb.cat").c_str(), nullptr)), (S{".", "..", "c.m", "sub"}));
+    EXPECT_EQ(names(svContainerListDirectory(nullptr, path("plain").c_str(), nullptr)), (S{".", "..", "p.m"}));
+    EXPECT_EQ(names(svContainerListDirectory(nullptr, path("bad.cat").c_str(), nullptr)), (S{"<null>"}));
+    ASSERT_EQ(chmod(path("tb.cat").c_str(), 0755), 0);  // searchable, still a file to the plain set
+    struct Row {
+        char const* path;
+        pxDirAccessibility plainDir, containerDir;
+        bool plainReadable, containerReadable, plainIsDir, containerIsDir;
+    } const rows[] = {
+        {"plain", pxDirAccessible, pxDirAccessible, true, false, true, true},
+        {"tb.cat", pxDirOther, pxDirAccessible, true, false, false, true},
+        {"tb.cat/sub", pxDirNotFound, pxDirAccessible, false, false, false, true},
+        {"tb.cat/c.m", pxDirNotFound, pxDirOther, false, true, false, false},
+        {"tb.cat/sub/s.m", pxDirNotFound, pxDirOther, false, true, false, false},
+        {"tb.cat/nosub", pxDirNotFound, pxDirNotFound, false, false, false, false},
+        {"bad.cat", pxDirNoPermission, pxDirOther, true, false, false, false},  // corrupt; a file not searchable
+        {"plain/p.m", pxDirNoPermission, pxDirOther, true, true, false, false},
+        {"plain/none.m", pxDirNotFound, pxDirNotFound, false, false, false, false},
+    };
+    for (Row const& r : rows) {
+        SCOPED_TRACE(r.path);
+        std::string const p = path(r.path);
+        EXPECT_EQ(svPlainDirAccessibility(nullptr, p.c_str()), r.plainDir);
+        EXPECT_EQ(svContainerDirAccessibility(nullptr, p.c_str()), r.containerDir);
+        EXPECT_EQ(svPlainIsReadableFile(p.c_str()), r.plainReadable);
+        EXPECT_EQ(svContainerIsReadableFile(p.c_str()), r.containerReadable);
+        EXPECT_EQ(svPlainIsDirectory(nullptr, p.c_str()), r.plainIsDir);
+        EXPECT_EQ(svContainerIsDirectory(nullptr, p.c_str()), r.containerIsDir);
+    }
+    // Entries inside a CAT file carry the CAT file's time.
     struct stat st;
     ASSERT_EQ(::stat(path("tb.cat").c_str(), &st), 0);
     EXPECT_EQ(svContainerModificationTime(nullptr, path("tb.cat/sub/s.m").c_str()), static_cast<long>(st.st_mtime));
     EXPECT_EQ(svContainerModificationTime(nullptr, path("tb.cat/sub").c_str()), static_cast<long>(st.st_mtime));
     EXPECT_EQ(svContainerModificationTime(nullptr, path("tb.cat/zz").c_str()), 0x7fffffffffffffffL);
+    EXPECT_EQ(svPlainModificationTime(nullptr, path("tb.cat/sub/s.m").c_str()), 0x7fffffffL);
+    ASSERT_EQ(::stat(path("plain/p.m").c_str(), &st), 0);
+    EXPECT_EQ(svPlainModificationTime(nullptr, path("plain/p.m").c_str()), static_cast<long>(st.st_mtime));
 }
 
 TEST_F(PathManagerSets, PathTakesCatDirectoriesOnlyWithTheFeatureOn) {
@@ -122,8 +101,7 @@ TEST_F(PathManagerSets, PathTakesCatDirectoriesOnlyWithTheFeatureOn) {
     EXPECT_TRUE(pxFindFile(q, "p.m", found));
     EXPECT_EQ(std::string(found), path("plain/p.m"));
     EXPECT_FALSE(pxFindFile(q, "zz.m", found));
-    // The same text again changes nothing.
-    EXPECT_FALSE(pxReplacePath(q, text.c_str()));
+    EXPECT_FALSE(pxReplacePath(q, text.c_str()));  // the same text again changes nothing
     pxDestroyPath(p);
     pxDestroyPath(q);
 }

@@ -8,55 +8,36 @@
 #include <cstdlib>
 #include <string>
 
-TEST(PathNames, JoinsNeverDoubleOrDropTheSeparator) {
-    char out[PX_MAX_PATH];
-    EXPECT_STREQ(pxCombinePathName(out, "/a", "b"), "/a/b");
-    EXPECT_STREQ(pxCombinePathName(out, "/a/", "b"), "/a/b");
-    EXPECT_STREQ(pxCombinePathName(out, "/", "b"), "/b");
-    EXPECT_STREQ(pxCombinePathName(out, "/a", nullptr), "/a");
-    EXPECT_STREQ(pxCombinePathName(out, "", "b"), "b");
+TEST(PathNames, JoinsSplitsAndExpansions) {
+    char out[PX_MAX_PATH], dir[PX_MAX_PATH], cwd[PX_MAX_PATH];
+    std::string const home = std::getenv("HOME");
+    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+    std::pair<std::string, std::string> const rows[] = {
+        {pxCombinePathName(out, "/a", "b"), "/a/b"},  // never a doubled or a missing separator
+        {pxCombinePathName(out, "/a/", "b"), "/a/b"},
+        {pxCombinePathName(out, "/", "b"), "/b"},
+        {pxCombinePathName(out, "/a", nullptr), "/a"},
+        {pxCombinePathName(out, "", "b"), "b"},
+        {pxCombinePathName(out, std::string(PX_MAX_PATH + 100, 'd').c_str(), "x"), std::string(PX_MAX_PATH - 1, 'd')},
+        {std::string(pxSeparatePathName("/tmp/x/*.txt", dir)) + "|" + dir, "*.txt|/tmp/x"},  // at the last slash
+        {std::string(pxSeparatePathName("/f", dir)) + "|" + dir, "f|/"},
+        {std::string(pxSeparatePathName("f*", dir)) + "|" + dir, "f*|"},
+        {pxTildeExpansion(out, "~"), home},
+        {pxTildeExpansion(out, "~/a/b"), home + "/a/b"},
+        {pxTildeExpansion(out, "~root/x"), "/root/x"},
+        {pxTildeExpansion(out, "~no_such_user_zz/x"), "~no_such_user_zz/x"},
+        {pxTildeExpansion(out, "a~"), "a~"},
+        {pxFullPath(out, "rel/x", PX_MAX_PATH), std::string(cwd) + "/rel/x"},
+        {pxFullPath(out, "/abs", PX_MAX_PATH), "/abs"},
+        {pxFullPath(out, "rel", 3), ""},  // does not fit
+    };
+    for (auto const& r : rows) EXPECT_EQ(r.first, r.second);
     char path[PX_MAX_PATH] = "";
-    EXPECT_EQ(pxConcatPathSubdir(path, "/"), path);
-    EXPECT_STREQ(path, "/");
-    pxConcatPathSubdir(path, "x");
-    pxConcatPathSubdir(path, "y");
-    EXPECT_STREQ(path, "/x/y");
+    for (char const* part : {"/", "x", "y"}) pxConcatPathSubdir(path, part);
     pxConcatPathName(path, "*");
     EXPECT_STREQ(path, "/x/y/*");
-}
-
-TEST(PathNames, JoinsStopAtTheBufferSize) {
-    char out[PX_MAX_PATH];
-    std::string const longDir(PX_MAX_PATH + 100, 'd');
-    pxCombinePathName(out, longDir.c_str(), "name");
-    EXPECT_EQ(std::string(out).size(), static_cast<size_t>(PX_MAX_PATH - 1));
-}
-
-TEST(PathNames, SeparateSplitsAtTheLastSlash) {
-    char dir[PX_MAX_PATH];
-    EXPECT_STREQ(pxSeparatePathName("/tmp/x/*.txt", dir), "*.txt");
-    EXPECT_STREQ(dir, "/tmp/x");
-    EXPECT_STREQ(pxSeparatePathName("/f", dir), "f");
-    EXPECT_STREQ(dir, "/");
-    EXPECT_STREQ(pxSeparatePathName("f*", dir), "f*");
-    EXPECT_STREQ(dir, "");
-}
-
-TEST(PathNames, TildeAndAbsolutePaths) {
-    char out[PX_MAX_PATH];
-    std::string const home = std::getenv("HOME");
-    EXPECT_EQ(std::string(pxTildeExpansion(out, "~")), home);
-    EXPECT_EQ(std::string(pxTildeExpansion(out, "~/a/b")), home + "/a/b");
-    EXPECT_STREQ(pxTildeExpansion(out, "~root/x"), "/root/x");
-    EXPECT_STREQ(pxTildeExpansion(out, "~no_such_user_zz/x"), "~no_such_user_zz/x");
-    EXPECT_STREQ(pxTildeExpansion(out, "a~"), "a~");
     EXPECT_TRUE(pxIsAbsolutePath("/x"));
     EXPECT_FALSE(pxIsAbsolutePath("x"));
-    char cwd[PX_MAX_PATH];
-    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-    EXPECT_EQ(std::string(pxFullPath(out, "rel/x", PX_MAX_PATH)), std::string(cwd) + "/rel/x");
-    EXPECT_STREQ(pxFullPath(out, "/abs", PX_MAX_PATH), "/abs");
-    EXPECT_STREQ(pxFullPath(out, "rel", 3), "");  // does not fit
 }
 
 TEST(PathNames, CurrentPathExistsFromTheFirstAsk) {

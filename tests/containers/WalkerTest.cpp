@@ -2,15 +2,7 @@
 // chains that the look-ups hand back.
 #include "cat_fixture.hpp"
 
-#include <qzservices/containers/ContainerFeature.hpp>
-#include <qzservices/containers/svCatContainer.hpp>
-#include <qzservices/containers/svStdContainer.hpp>
-
 #include <unistd.h>
-
-#include <cstring>
-#include <memory>
-#include <vector>
 
 using namespace cattest;
 
@@ -35,6 +27,19 @@ std::string extension(char const* name) {
     return std::string(ext, static_cast<size_t>(len));
 }
 
+// One walk of the machine: whether it resolved the path, the tail (the
+// caller's) and the last state.
+struct Walked {
+    bool resolved;
+    std::unique_ptr<svContainer> tail;
+    ContainerState* last;
+};
+Walked walk(std::string const& path, bool statLast) {
+    RFSMwalker walker;
+    bool const resolved = walker.walkRFSM(path.c_str(), statLast);
+    return {resolved, std::unique_ptr<svContainer>(walker.getTail()), walker.getLast()};
+}
+
 std::string fullPath(svFile* f) {
     std::unique_ptr<char, void (*)(void*)> p(f->getFullPath(), std::free);
     return p.get();
@@ -42,7 +47,7 @@ std::string fullPath(svFile* f) {
 
 } // namespace
 
-TEST(PathText, ComponentsSkipRepeatedSlashes) {
+TEST(PathText, ComponentsSkipRepeatedSlashesAndExtensionsFollowTheLastDot) {
     EXPECT_EQ(components("//a///b"), (std::vector<std::string>{"a", "b"}));
     EXPECT_EQ(components("/x/y.cat/z/"), (std::vector<std::string>{"x", "y.cat", "z"}));
     EXPECT_TRUE(components("/").empty());
@@ -51,138 +56,101 @@ TEST(PathText, ComponentsSkipRepeatedSlashes) {
     EXPECT_EQ(len, 1);
     RFSMwalker::rootPathName("a/b", &len);
     EXPECT_EQ(len, 0);
+    // A leading dot starts no extension, a trailing dot gives none.
+    std::pair<char const*, char const*> const rows[] = {
+        {"foo.cat", "cat"}, {"a.b.cat", "cat"}, {".cat", ""}, {"foo.", ""}, {"foo", ""}, {"x.c", "c"}};
+    for (auto const& r : rows) EXPECT_EQ(extension(r.first), r.second) << r.first;
 }
 
-TEST(PathText, ExtensionRules) {
-    EXPECT_EQ(extension("foo.cat"), "cat");
-    EXPECT_EQ(extension("a.b.cat"), "cat");
-    EXPECT_EQ(extension(".cat"), "");   // a leading dot starts no extension
-    EXPECT_EQ(extension("foo."), "");   // a trailing dot: none
-    EXPECT_EQ(extension("foo"), "");
-    EXPECT_EQ(extension("x.c"), "c");
-}
-
-TEST(Machine, CatStateMatchesOnlyTheLowerCaseExtension) {
-    CatContainerState cat;
+TEST(Machine, TheCatMatchIsCaseSensitiveAndACatFileIsTriedFirst) {
+    CatContainerState catState;
     char lower[] = "cat", upper[] = "CAT", longer[] = "cats";
-    EXPECT_TRUE(cat.matchesContainerType(lower, 3));
-    EXPECT_FALSE(cat.matchesContainerType(upper, 3));
-    EXPECT_FALSE(cat.matchesContainerType(longer, 4));
-    EXPECT_FALSE(cat.matchesContainerType(lower, 0));
-}
-
-TEST(Machine, SuccessorsInPriorityOrder) {
+    EXPECT_TRUE(catState.matchesContainerType(lower, 3));
+    EXPECT_FALSE(catState.matchesContainerType(upper, 3));
+    EXPECT_FALSE(catState.matchesContainerType(longer, 4));
+    EXPECT_FALSE(catState.matchesContainerType(lower, 0));
+    // The priorities show in walking: a CAT file is tried before a directory
+    // (a directory named "foo.cat" fails below), CAT subdirectories follow
+    // each other (deep nesting reads in the CAT reader's tests).
     ContainerState* head = getContainerFeature().getStartRFSM();
     ASSERT_EQ(head->getNextSize(), 4);
-    ContainerState* std = head->getNext(0);
-    ContainerState* stdSub = head->getNext(1);
-    ContainerState* cat = head->getNext(2);
-    ContainerState* catSub = head->getNext(3);
-    EXPECT_NE(dynamic_cast<StdContainerState*>(std), nullptr);
-    EXPECT_NE(dynamic_cast<CatContainerSubDirState*>(catSub), nullptr);
-    EXPECT_EQ(std->getNext(0), cat);  // a CAT file is tried before a directory
-    EXPECT_EQ(std->getNext(1), stdSub);
-    EXPECT_EQ(stdSub->getNext(0), cat);
-    EXPECT_EQ(cat->getNextSize(), 1);
-    EXPECT_EQ(cat->getNext(0), catSub);
-    EXPECT_EQ(catSub->getNext(0), catSub);
-    EXPECT_TRUE(stdSub->isSubDirectoryState());
-    EXPECT_FALSE(cat->isSubDirectoryState());
+    EXPECT_EQ(head->getNext(0)->getNext(0), head->getNext(2));
+    EXPECT_EQ(head->getNext(3)->getNext(0), head->getNext(3));
 }
 
 using Walk = ScratchDir;
 
 TEST_F(Walk, RootAloneSucceedsWithAnUnnamedRoot) {
-    RFSMwalker walker;
-    EXPECT_TRUE(walker.walkRFSM("/", false));
-    std::unique_ptr<svContainer> tail(walker.getTail());
-    EXPECT_EQ(tail->getName(), nullptr);
-    EXPECT_STREQ(tail->getPartialPath(), "/");
-    EXPECT_EQ(tail->getType(), 1);
+    Walked w = walk("/", false);
+    EXPECT_TRUE(w.resolved);
+    EXPECT_EQ(w.tail->getName(), nullptr);
+    EXPECT_STREQ(w.tail->getPartialPath(), "/");
+    EXPECT_EQ(w.tail->getType(), 1);
 }
 
-TEST_F(Walk, RelativePathIsMadeAbsolute) {
-    write("rel.txt", "relative");
+TEST_F(Walk, RelativePathsAreMadeAbsoluteAndDoubledSlashesWalkTheSameSteps) {
+    makeDir("a");
+    write("a/b", "bee");
     char old[4096];
     ASSERT_NE(getcwd(old, sizeof old), nullptr);
     ASSERT_EQ(chdir(root.c_str()), 0);
-    std::unique_ptr<svFile> found(svFindContainerOrContainerFile("rel.txt"));
+    std::unique_ptr<svFile> relative(svFindContainerOrContainerFile("a/b"));
     ASSERT_EQ(chdir(old), 0);
-    auto* f = dynamic_cast<svContainerFile*>(found.get());
-    ASSERT_NE(f, nullptr);
-    EXPECT_EQ(fullPath(f), path("rel.txt"));
-    EXPECT_EQ(f->getSize(), 8);
-    EXPECT_FALSE(f->hasErrorOnContainerFile());
-}
-
-TEST_F(Walk, DoubledSlashesWalkTheSameComponents) {
-    makeDir("a");
-    write("a/b", "bee");
-    std::string const odd = "/" + root + "//a///b";
-    std::unique_ptr<svFile> found(svFindContainerOrContainerFile(odd.c_str()));
-    auto* f = dynamic_cast<svContainerFile*>(found.get());
-    ASSERT_NE(f, nullptr);
-    EXPECT_EQ(fullPath(f), path("a/b"));
-    EXPECT_EQ(f->getFileType(), 1);
+    std::unique_ptr<svFile> odd(svFindContainerOrContainerFile(("/" + root + "//a///b").c_str()));
+    for (svFile* found : {relative.get(), odd.get()}) {
+        auto* f = dynamic_cast<svContainerFile*>(found);
+        ASSERT_NE(f, nullptr);
+        EXPECT_EQ(fullPath(f), path("a/b"));
+        EXPECT_EQ(f->getSize(), 3);
+        EXPECT_EQ(f->getFileType(), 1);
+        EXPECT_FALSE(f->hasErrorOnContainerFile());
+    }
+    // Short enough to be taken, too long once the current directory is in front: no root.
+    Walked w = walk(std::string(SV_PATH_BUFFER_SIZE - 2, 'r'), false);
+    EXPECT_FALSE(w.resolved);
+    EXPECT_EQ(w.tail->getFileAccess(), 4);
 }
 
 TEST_F(Walk, CatFileAsLastComponentIsOpenedEvenWithoutStat) {
     write("good.cat", catFile({file("f.txt", "x")}, false));
     write("bad.cat", "not a cat file at all");
-    {
-        RFSMwalker walker;
-        EXPECT_TRUE(walker.walkRFSM(path("good.cat").c_str(), false));
-        std::unique_ptr<svContainer> tail(walker.getTail());
-        EXPECT_EQ(tail->getType(), 2);
-        EXPECT_STREQ(tail->getName(), ".");
-        EXPECT_EQ(tail->getOffset(), 4);  // behind the magic
-        EXPECT_NE(dynamic_cast<CatContainerState*>(walker.getLast()), nullptr);
-    }
-    {
-        RFSMwalker walker;
-        EXPECT_FALSE(walker.walkRFSM(path("bad.cat").c_str(), false));
-        std::unique_ptr<svContainer> tail(walker.getTail());
-        EXPECT_EQ(tail->getDirStream()->getStreamAccess(), 3);
-        EXPECT_EQ(tail->findStreamAccessInError(), 3);
-    }
+    Walked good = walk(path("good.cat"), false);
+    EXPECT_TRUE(good.resolved);
+    EXPECT_EQ(good.tail->getType(), 2);
+    EXPECT_STREQ(good.tail->getName(), ".");
+    EXPECT_EQ(good.tail->getOffset(), 4);  // behind the magic
+    EXPECT_NE(dynamic_cast<CatContainerState*>(good.last), nullptr);
+    Walked bad = walk(path("bad.cat"), false);
+    EXPECT_FALSE(bad.resolved);
+    EXPECT_EQ(bad.tail->getDirStream()->getStreamAccess(), 3);
+    EXPECT_EQ(bad.tail->findStreamAccessInError(), 3);
 }
 
-TEST_F(Walk, UpperCaseAndLeadingDotNamesAreDirectorySteps) {
-    makeDir("foo.CAT");
-    write("foo.CAT/y", "upper");
-    makeDir(".cat");
-    write(".cat/y", "dot");
+TEST_F(Walk, UpperCaseAndLeadingDotNamesAreDirectoryStepsALowerCaseDirectoryIsNot) {
+    for (char const* name : {"foo.CAT", ".cat", "foo.cat"}) {
+        makeDir(name);
+        write(std::string(name) + "/y", "inside");
+    }
     for (char const* inner : {"foo.CAT/y", ".cat/y"}) {
-        RFSMwalker walker;
-        EXPECT_TRUE(walker.walkRFSM(path(inner).c_str(), true)) << inner;
-        std::unique_ptr<svContainer> tail(walker.getTail());
-        EXPECT_EQ(tail->getType(), 1) << inner;
-        EXPECT_EQ(tail->getFileType(), 1) << inner;
-        EXPECT_NE(dynamic_cast<StdContainerSubDirState*>(walker.getLast()), nullptr) << inner;
+        Walked w = walk(path(inner), true);
+        EXPECT_TRUE(w.resolved) << inner;
+        EXPECT_EQ(w.tail->getType(), 1) << inner;
+        EXPECT_EQ(w.tail->getFileType(), 1) << inner;
+        EXPECT_NE(dynamic_cast<StdContainerSubDirState*>(w.last), nullptr) << inner;
     }
+    Walked w = walk(path("foo.cat/y"), false);  // a directory named like a CAT file is tried as one, and fails
+    EXPECT_FALSE(w.resolved);
+    EXPECT_TRUE(w.tail->hasErrorOnContainer());
 }
 
-TEST_F(Walk, DirectoryNamedLikeACatFileFails) {
-    makeDir("foo.cat");
-    write("foo.cat/y", "inside");
-    RFSMwalker walker;
-    EXPECT_FALSE(walker.walkRFSM(path("foo.cat/y").c_str(), false));
-    std::unique_ptr<svContainer> tail(walker.getTail());
-    EXPECT_TRUE(tail->hasErrorOnContainer());
-}
-
-TEST_F(Walk, MissingParentIsFoundOnlyWhenStatted) {
+TEST_F(Walk, MissingParentIsFoundOnlyWhenStattedAndOverlongPathsAreRefused) {
     std::unique_ptr<svContainerFile> f(svContainerFile::svFindContainerFile(path("nope/x").c_str()));
     // A plain step does not stat: the walk succeeds, the file is not there.
     ASSERT_NE(f, nullptr);
     EXPECT_FALSE(f->isReadable());
     EXPECT_EQ(f->getFileAccess(), 4);
-}
-
-TEST_F(Walk, OverlongPathIsRefused) {
-    std::string const longPath = "/" + std::string(5000, 'a');
-    std::unique_ptr<svContainer> c(svContainer::svFindContainer(longPath.c_str()));
-    EXPECT_TRUE(c->hasErrorOnContainer());
+    std::unique_ptr<svContainer> c(svContainer::svFindContainer(("/" + std::string(5000, 'a')).c_str()));
+    EXPECT_TRUE(c->hasErrorOnContainer());  // longer than the full-path buffer
 }
 
 TEST_F(Walk, LookupsReportTheWrongKindOfObject) {
@@ -203,23 +171,8 @@ TEST_F(Walk, LookupsReportTheWrongKindOfObject) {
     ASSERT_NE(f, nullptr);
     EXPECT_EQ(f->getFileType(), 2);
     EXPECT_EQ(f->getFileAccess(), 5);
-}
-
-TEST_F(Walk, FindContainerFileOnADirectoryGivesWrongKind) {
-    write("a.cat", catFile({dir("sub", {file("f", "1")})}, true));
-    std::unique_ptr<svContainerFile> f(svContainerFile::svFindContainerFile(path("a.cat/sub").c_str()));
-    ASSERT_NE(f, nullptr);
-    EXPECT_EQ(f->getFileType(), 2);
-    EXPECT_EQ(f->getFileAccess(), 5);
-}
-
-TEST_F(Walk, RelativePathThatCannotBeMadeAbsoluteHasNoRoot) {
-    // Short enough to be taken, too long once the current directory is in front.
-    char cwd[4096];
-    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-    std::string const relative(SV_PATH_BUFFER_SIZE - 2, 'r');
-    RFSMwalker walker;
-    EXPECT_FALSE(walker.walkRFSM(relative.c_str(), false));
-    std::unique_ptr<svContainer> tail(walker.getTail());
-    EXPECT_EQ(tail->getFileAccess(), 4);
+    write("a.cat", catFile({dir("sub", {file("f", "1")})}, true));  // the same inside a CAT file
+    std::unique_ptr<svContainerFile> g(svContainerFile::svFindContainerFile(path("a.cat/sub").c_str()));
+    EXPECT_EQ(g->getFileType(), 2);
+    EXPECT_EQ(g->getFileAccess(), 5);
 }

@@ -1,7 +1,18 @@
 // Test support: CAT files assembled byte by byte from the layout (so that the
-// reader is checked against the format, not against our own writer), and a
-// scratch directory removed at the end of each test.
+// reader is checked against the format, not against our own writer), a
+// scratch directory removed at the end of each test, and readers of packed
+// name lists and of files through the container model.
 #pragma once
+#include <qzservices/containers/ContainerFeature.hpp>
+#include <qzservices/containers/CxfileReader.hpp>
+#include <qzservices/containers/path_manager_fcns.hpp>
+#include <qzservices/containers/svCatContainer.hpp>
+#include <qzservices/containers/svStdContainer.hpp>
+
+#include <px/px.hpp>
+#include <uv/uv.hpp>
+#include <vx/errors.hpp>
+
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
@@ -9,11 +20,63 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace cattest {
+
+struct UvFree {
+    void operator()(void* p) const { uvFree(p); }
+};
+using Owned = std::unique_ptr<char, UvFree>;
+
+// The identifier of the error that `fn` raises, or "" if none.
+inline std::string errorIdOf(std::function<void()> const& fn) {
+    try {
+        fn();
+    } catch (vx::Error const& e) {
+        return e.identifier();
+    }
+    return "";
+}
+
+// The names of a packed list ("a\0b\0\0"), in order.
+inline std::vector<std::string> unpack(char const* list) {
+    std::vector<std::string> names;
+    for (char const* p = list; p != nullptr && *p; p += std::strlen(p) + 1) names.emplace_back(p);
+    return names;
+}
+
+// The listing of a directory through the container model, or {"<error>"}.
+inline std::vector<std::string> listing(std::string const& dirPath) {
+    std::unique_ptr<svContainer> c(svContainer::svFindContainer(dirPath.c_str()));
+    if (c->hasErrorOnContainer() || !c->getDirStream()->open()) return {"<error>"};
+    Owned list(c->getDirStream()->getDirList());
+    c->getDirStream()->close();
+    return unpack(list.get());
+}
+
+// What a reader gives for a path: the bytes (checked to end in a zero), or
+// "<code N>" with the error it set. Buffers read into a context are the context's.
+inline std::string readWith(CxfileReader& reader, std::string const& path, _memory_context* context = nullptr) {
+    unsigned long size = 99;
+    ioErrorMessage error = -1;
+    char* bytes = static_cast<char*>(reader.read(&size, context, path.c_str(), &error));
+    Owned owned(context == nullptr ? bytes : nullptr);
+    if (bytes == nullptr || error != 0) return "<code " + std::to_string(error) + ">";
+    EXPECT_EQ(bytes[size], '\0');
+    return std::string(bytes, size);
+}
+
+// The bytes of a file read through the container model, or "<code N>".
+inline std::string readThrough(std::string const& filePath) {
+    ContainerCxfileReader reader;
+    return readWith(reader, filePath);
+}
 
 struct Node {
     std::string name;

@@ -10,32 +10,35 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <future>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
+using Log = std::vector<std::string>;
+
 namespace {
 
-// What the callbacks did, in order. Callbacks run on the thread that serves.
-std::vector<std::string> gLog;
+Log gLog;  // what the callbacks did, in order; callbacks run on the thread that serves
 
 int logArgument(void* argument) {
     gLog.push_back(static_cast<char const*>(argument));
     return 0;
 }
 
-services::cx_thread_request::CallbackQueue& queue() { return *services_cx_thread_request_callback_queue; }
-
-void drain() {
-    queue().serviceCallbackRequests(0);
+// Queues `text` to be logged, or `action` to be run, under `token`.
+void post(unsigned int token, char const* text) { mtCallbackAdd(token, &logArgument, const_cast<char*>(text)); }
+void post(unsigned int token, std::function<void()>* action) {
+    mtCallbackAdd(token, [](void* a) { return (*static_cast<std::function<void()>*>(a))(), 0; }, action);
 }
+
+bool queueEmpty() { return services_cx_thread_request_callback_queue->empty(); }
 
 // A stand-in event loop: its one kind of user event runs the registered handler.
 void (*gLoopHandler)(int) = nullptr;
-std::atomic<int> gPosts{0};
-int gPostedId = 0;
+int gPosts = 0;
 
 int createEvent(void (*handler)(int)) {
     gLoopHandler = handler;
@@ -43,280 +46,164 @@ int createEvent(void (*handler)(int)) {
 }
 
 bool postEvent(int id, int argument) {
-    gPostedId = id;
-    if (argument == 0) ++gPosts;
+    gPosts += id == 42 && argument == 0;
     return true;
 }
 
 class CallbackService : public ::testing::Test {
 protected:
+    unsigned int token = 0;
     void SetUp() override {
-        ThreadServiceRequestCb(3);
-        drain();
+        TearDown();
         gLog.clear();
+        token = mtCallbackRegisterClient();
     }
     void TearDown() override {
         ThreadServiceRequestCb(3);
-        drain();
-        ThreadServiceRequestCb(0);
+        services_cx_thread_request_callback_queue->serviceCallbackRequests(0);
+        mtCallbackRemoveClient(token);
     }
 };
 
 } // namespace
 
-// ---- at load ----
-
-TEST(CallbackServiceAtLoad, FeatureIsRegisteredOffAndRequestsAreDropped) {
+TEST(CallbackServiceAtLoad, FeatureIsRegisteredOffSoRequestsAreDropped) {
     auto r = qztest::runInFreshProcess([] {
         svFeature* f = svFindFeatureEntry("ThreadServiceRequest");
-        QZ_CHILD_CHECK(f != nullptr, 2);
-        QZ_CHILD_CHECK(f->value == 0, 3);
-        QZ_CHILD_CHECK(f->oneArgCallback == &ThreadServiceRequestCb, 4);
-        QZ_CHILD_CHECK(f->builtin == nullptr && f->noArgCallback == nullptr, 5);
-        QZ_CHILD_CHECK(!threadServiceOnLineNo && !threadServiceOnIdle, 6);
-        QZ_CHILD_CHECK(services_cx_thread_request_client_registry_def_inited == 1, 7);
-        QZ_CHILD_CHECK(services_cx_thread_request_callback_queue_def_inited == 1, 8);
-        QZ_CHILD_CHECK(static_ref_okay >= 2, 9);
-        QZ_CHILD_CHECK(init_services_cx_thread_request_callback_queue(1) == 1, 10);
-
-        unsigned int token = mtCallbackRegisterClient();
-        QZ_CHILD_CHECK(token == 1, 11);
-        mtCallbackAdd(token, &logArgument, const_cast<char*>("dropped"));
-        QZ_CHILD_CHECK(queue().empty(), 12);
-        ThreadServiceRequestCb(3);
-        mtServiceCallbackRequestsInterlaced();
-        mtServiceCallbackRequestsFromEventLoop(0);
-        QZ_CHILD_CHECK(gLog.empty(), 13);
+        QZ_CHILD_CHECK(f != nullptr && f->value == 0 && f->oneArgCallback == &ThreadServiceRequestCb, 2);
+        QZ_CHILD_CHECK(!threadServiceOnLineNo && !threadServiceOnIdle, 3);
+        post(mtCallbackRegisterClient(), "dropped");
+        QZ_CHILD_CHECK(queueEmpty(), 4);
         return 0;
     });
     EXPECT_EQ(r.exitCode, 0);
 }
 
-TEST(CallbackServiceAtLoad, TokensCountFromOneAndAreNotReused) {
-    auto r = qztest::runInFreshProcess([] {
-        QZ_CHILD_CHECK(mtCallbackRegisterClient() == 1, 2);
-        QZ_CHILD_CHECK(mtCallbackRegisterClient() == 2, 3);
-        QZ_CHILD_CHECK(mtCallbackRemoveClient(1) == 1, 4);
-        QZ_CHILD_CHECK(mtCallbackRegisterClient() == 3, 5);
-        QZ_CHILD_CHECK(mtCallbackRemoveClient(1) == 0, 6);
-        return 0;
-    });
-    EXPECT_EQ(r.exitCode, 0);
-}
-
-TEST(CallbackServiceAtLoad, BeforeAnEventLoopRequestsQueueWithoutPostsAndRunInterlaced) {
+TEST(CallbackServiceAtLoad, BeforeAnEventLoopRequestsQueueWithoutPostsThenEachPostsOne) {
     auto r = qztest::runInFreshProcess([] {
         ThreadServiceRequestCb(1);
         unsigned int token = mtCallbackRegisterClient();
-        mtCallbackAdd(token, &logArgument, const_cast<char*>("a"));
-        mtCallbackAdd(token, &logArgument, const_cast<char*>("b"));
-        QZ_CHILD_CHECK(!queue().empty(), 2);
+        post(token, "a");
+        post(token, "b");
         mtServiceCallbackRequestsInterlaced();
-        QZ_CHILD_CHECK((gLog == std::vector<std::string>{"a", "b"}), 3);
+        QZ_CHILD_CHECK((gLog == Log{"a", "b"}), 2);
 
-        // Connected: every request posts one event of the loop's kind.
         mtInitializeCallbackServiceFromEventLoop(&createEvent, &postEvent);
-        QZ_CHILD_CHECK(gLoopHandler == &mtServiceCallbackRequestsFromEventLoop, 4);
-        QZ_CHILD_CHECK(gPosts == 0, 5);
-        mtCallbackAdd(token, &logArgument, const_cast<char*>("c"));
-        mtCallbackAdd(token, &logArgument, const_cast<char*>("d"));
-        QZ_CHILD_CHECK(gPosts == 2 && gPostedId == 42, 6);
-
-        // With only the interlaced place on, the loop's event runs nothing.
-        gLoopHandler(0);
-        QZ_CHILD_CHECK(gLog.size() == 2, 7);
+        QZ_CHILD_CHECK(gLoopHandler == &mtServiceCallbackRequestsFromEventLoop && gPosts == 0, 3);
+        post(token, "c");
+        post(token, "d");
+        QZ_CHILD_CHECK(gPosts == 2, 4);
+        gLoopHandler(0);  // only the interlaced place is on: the loop's event runs nothing
+        QZ_CHILD_CHECK(gLog.size() == 2, 5);
         ThreadServiceRequestCb(2);
         gLoopHandler(0);
-        QZ_CHILD_CHECK((gLog == std::vector<std::string>{"a", "b", "c", "d"}), 8);
-
-        // Both places off: nothing queued, nothing posted.
+        QZ_CHILD_CHECK((gLog == Log{"a", "b", "c", "d"}), 6);
         ThreadServiceRequestCb(0);
-        mtCallbackAdd(token, &logArgument, const_cast<char*>("e"));
-        QZ_CHILD_CHECK(gPosts == 2 && queue().empty(), 9);
+        post(token, "e");  // both places off: nothing queued, nothing posted
+        QZ_CHILD_CHECK(gPosts == 2 && queueEmpty(), 7);
         return 0;
     });
     EXPECT_EQ(r.exitCode, 0);
 }
 
-// ---- the two places ----
-
-TEST_F(CallbackService, ValueOneServesOnlyBetweenStatements) {
-    ThreadServiceRequestCb(1);
-    EXPECT_TRUE(threadServiceOnLineNo);
-    EXPECT_FALSE(threadServiceOnIdle);
-    unsigned int token = mtCallbackRegisterClient();
-    mtCallbackAdd(token, &logArgument, const_cast<char*>("x"));
-    mtServiceCallbackRequestsFromEventLoop(0);
-    EXPECT_TRUE(gLog.empty());
-    mtServiceCallbackRequestsInterlaced();
-    EXPECT_EQ(gLog, (std::vector<std::string>{"x"}));
-    mtCallbackRemoveClient(token);
-}
-
-TEST_F(CallbackService, ValueTwoServesOnlyFromTheEventLoop) {
-    ThreadServiceRequestCb(2);
-    EXPECT_FALSE(threadServiceOnLineNo);
-    EXPECT_TRUE(threadServiceOnIdle);
-    unsigned int token = mtCallbackRegisterClient();
-    mtCallbackAdd(token, &logArgument, const_cast<char*>("y"));
-    mtServiceCallbackRequestsInterlaced();
-    EXPECT_TRUE(gLog.empty());
-    mtServiceCallbackRequestsFromEventLoop(0);
-    EXPECT_EQ(gLog, (std::vector<std::string>{"y"}));
-    mtCallbackRemoveClient(token);
-}
-
-TEST_F(CallbackService, ValueZeroKeepsWhatIsQueuedUntilAPlaceIsOn) {
-    unsigned int token = mtCallbackRegisterClient();
-    mtCallbackAdd(token, &logArgument, const_cast<char*>("kept"));
+TEST_F(CallbackService, EachValueServesInItsPlacesAndZeroKeepsWhatIsQueued) {
+    struct Row {
+        int value;
+        bool fromEventLoop, interlaced;  // where a request runs
+    } const rows[] = {{1, false, true}, {2, true, false}, {3, true, true}};
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.value);
+        ThreadServiceRequestCb(row.value);
+        for (bool loop : {true, false}) {
+            gLog.clear();
+            post(token, "x");
+            loop ? mtServiceCallbackRequestsFromEventLoop(0) : mtServiceCallbackRequestsInterlaced();
+            EXPECT_EQ(gLog.size(), (loop ? row.fromEventLoop : row.interlaced) ? 1u : 0u) << loop;
+            services_cx_thread_request_callback_queue->serviceCallbackRequests(0);
+        }
+    }
+    gLog.clear();
+    post(token, "kept");
     ThreadServiceRequestCb(0);
-    mtCallbackAdd(token, &logArgument, const_cast<char*>("dropped"));
+    post(token, "dropped");
     mtServiceCallbackRequestsInterlaced();
     mtServiceCallbackRequestsFromEventLoop(0);
     EXPECT_TRUE(gLog.empty());
-    EXPECT_FALSE(queue().empty());
     ThreadServiceRequestCb(1);
     mtServiceCallbackRequestsInterlaced();
-    EXPECT_EQ(gLog, (std::vector<std::string>{"kept"}));
-    EXPECT_TRUE(queue().empty());
-    mtCallbackRemoveClient(token);
+    EXPECT_EQ(gLog, (Log{"kept"}));
 }
 
-// ---- clients ----
-
-TEST_F(CallbackService, RequestsRunInPostingOrderAcrossClients) {
-    unsigned int a = mtCallbackRegisterClient();
-    unsigned int b = mtCallbackRegisterClient();
-    mtCallbackAdd(a, &logArgument, const_cast<char*>("a1"));
-    mtCallbackAdd(b, &logArgument, const_cast<char*>("b1"));
-    mtCallbackAdd(a, &logArgument, const_cast<char*>("a2"));
-    mtServiceCallbackRequestsInterlaced();
-    EXPECT_EQ(gLog, (std::vector<std::string>{"a1", "b1", "a2"}));
-    EXPECT_TRUE(queue().empty());
-    mtCallbackRemoveClient(a);
-    mtCallbackRemoveClient(b);
-}
-
-TEST_F(CallbackService, RequestOfARemovedClientIsConsumedWithoutRunning) {
+TEST_F(CallbackService, RequestsRunInPostingOrderAndThoseOfRemovedClientsAreConsumedUnrun) {
+    unsigned int other = mtCallbackRegisterClient();
     unsigned int gone = mtCallbackRegisterClient();
-    unsigned int live = mtCallbackRegisterClient();
-    mtCallbackAdd(gone, &logArgument, const_cast<char*>("gone"));
-    mtCallbackAdd(live, &logArgument, const_cast<char*>("live"));
-    mtCallbackAdd(12345678, &logArgument, const_cast<char*>("never registered"));
+    post(token, "a1");
+    post(gone, "gone");
+    post(other, "b1");
+    post(12345678, "never registered");
+    post(token, "a2");
     EXPECT_EQ(mtCallbackRemoveClient(gone), 1);
     mtServiceCallbackRequestsFromEventLoop(0);
-    EXPECT_EQ(gLog, (std::vector<std::string>{"live"}));
-    EXPECT_TRUE(queue().empty());
-    mtCallbackRemoveClient(live);
+    EXPECT_EQ(gLog, (Log{"a1", "b1", "a2"}));
+    EXPECT_TRUE(queueEmpty());
+    mtCallbackRemoveClient(other);
 }
-
-namespace {
-
-unsigned int gToken = 0;
-
-int registerAndRemoveInside(void*) {
-    // The registry's lock is held around this call; it is taken again here.
-    unsigned int extra = mtCallbackRegisterClient();
-    gLog.push_back(mtCallbackRemoveClient(extra) == 1 ? "inner client came and went" : "inner removal failed");
-    mtCallbackAdd(gToken, &logArgument, const_cast<char*>("posted from a callback"));
-    return 0;
-}
-
-} // namespace
 
 TEST_F(CallbackService, CallbackMayRegisterRemoveAndPost) {
-    gToken = mtCallbackRegisterClient();
-    mtCallbackAdd(gToken, &registerAndRemoveInside, nullptr);
+    std::function<void()> inside = [this] {  // the registry's lock is held around this; taken again here
+        gLog.push_back(mtCallbackRemoveClient(mtCallbackRegisterClient()) == 1 ? "came and went" : "removal failed");
+        post(token, "posted from a callback");
+    };
+    post(token, &inside);
     mtServiceCallbackRequestsInterlaced();
-    EXPECT_EQ(gLog, (std::vector<std::string>{"inner client came and went", "posted from a callback"}));
-    mtCallbackRemoveClient(gToken);
+    EXPECT_EQ(gLog, (Log{"came and went", "posted from a callback"}));
 }
 
-// ---- re-entry ----
-
-namespace {
-
-int nestedInterlaced(void*) {
-    gLog.push_back("outer begins");
-    mtServiceCallbackRequestsInterlaced();  // returns at once
-    gLog.push_back("outer ends");
-    return 0;
-}
-
-int nestedFromEventLoop(void*) {
-    gLog.push_back("outer begins");
-    mtServiceCallbackRequestsFromEventLoop(0);  // no guard: runs the rest now
-    gLog.push_back("outer ends");
-    return 0;
-}
-
-int throwingCallback(void*) { throw std::runtime_error("callback failed"); }
-
-} // namespace
-
-TEST_F(CallbackService, InterlacedServiceNestedInItselfReturnsAtOnce) {
-    unsigned int token = mtCallbackRegisterClient();
-    mtCallbackAdd(token, &nestedInterlaced, nullptr);
-    mtCallbackAdd(token, &logArgument, const_cast<char*>("next"));
+TEST_F(CallbackService, NestedInterlacedServiceReturnsAtOnceNestedEventLoopServiceRunsTheRest) {
+    std::function<void()> interlaced = [] {
+        gLog.push_back("<");
+        mtServiceCallbackRequestsInterlaced();
+        gLog.push_back(">");
+    };
+    std::function<void()> fromEventLoop = [] {
+        gLog.push_back("(");
+        mtServiceCallbackRequestsFromEventLoop(0);
+        gLog.push_back(")");
+    };
+    post(token, &interlaced);
+    post(token, "a");
+    post(token, &fromEventLoop);
+    post(token, "b");
     mtServiceCallbackRequestsInterlaced();
-    EXPECT_EQ(gLog, (std::vector<std::string>{"outer begins", "outer ends", "next"}));
-    mtCallbackRemoveClient(token);
+    EXPECT_EQ(gLog, (Log{"<", ">", "a", "(", "b", ")"}));
 }
 
-TEST_F(CallbackService, EventLoopServiceNestedInAnotherRunsTheQueue) {
-    unsigned int token = mtCallbackRegisterClient();
-    mtCallbackAdd(token, &nestedFromEventLoop, nullptr);
-    mtCallbackAdd(token, &logArgument, const_cast<char*>("next"));
-    mtServiceCallbackRequestsInterlaced();
-    EXPECT_EQ(gLog, (std::vector<std::string>{"outer begins", "next", "outer ends"}));
-    mtCallbackRemoveClient(token);
-}
-
-TEST_F(CallbackService, ThrowingCallbackLeavesTheInterlacedPathUsable) {
-    unsigned int token = mtCallbackRegisterClient();
-    mtCallbackAdd(token, &throwingCallback, nullptr);
-    mtCallbackAdd(token, &logArgument, const_cast<char*>("after"));
+TEST_F(CallbackService, ThrowingCallbackLeavesTheInterlacedPathUsableAndTheRegistryUnlocked) {
+    std::function<void()> throwing = [] { throw std::runtime_error("callback failed"); };
+    post(token, &throwing);
+    post(token, "after");
     EXPECT_THROW(mtServiceCallbackRequestsInterlaced(), std::runtime_error);
-    EXPECT_TRUE(gLog.empty());
-    EXPECT_FALSE(queue().empty());  // the rest waits for the next service
-
-    // The registry's lock was released: another thread can remove a client.
+    EXPECT_FALSE(queueEmpty());  // the rest waits for the next service
     unsigned int other = mtCallbackRegisterClient();
     auto removal = std::async(std::launch::async, [other] { return mtCallbackRemoveClient(other); });
     ASSERT_EQ(removal.wait_for(std::chrono::seconds(10)), std::future_status::ready);
     EXPECT_EQ(removal.get(), 1);
-
     mtServiceCallbackRequestsInterlaced();
-    EXPECT_EQ(gLog, (std::vector<std::string>{"after"}));
-    mtCallbackRemoveClient(token);
+    EXPECT_EQ(gLog, (Log{"after"}));
 }
-
-// ---- the registry's lock around a running callback ----
-
-namespace {
-
-std::atomic<bool> gCallbackStarted{false};
-std::atomic<bool> gCallbackFinished{false};
-
-int slowCallback(void*) {
-    gCallbackStarted = true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    gCallbackFinished = true;
-    return 0;
-}
-
-} // namespace
 
 TEST_F(CallbackService, RemovalWaitsForTheClientsRunningCallback) {
-    gCallbackStarted = false;
-    gCallbackFinished = false;
-    unsigned int token = mtCallbackRegisterClient();
-    mtCallbackAdd(token, &slowCallback, nullptr);
-    std::atomic<bool> finishedWhenRemoved{false};
+    std::atomic<bool> started{false}, finished{false}, finishedWhenRemoved{false};
+    std::function<void()> slow = [&] {
+        started = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        finished = true;
+    };
+    post(token, &slow);
     std::thread remover([&] {
-        while (!gCallbackStarted) std::this_thread::yield();
+        while (!started) std::this_thread::yield();
         EXPECT_EQ(mtCallbackRemoveClient(token), 1);
-        finishedWhenRemoved = gCallbackFinished.load();
+        finishedWhenRemoved = finished.load();
     });
     mtServiceCallbackRequestsFromEventLoop(0);
     remover.join();

@@ -5,6 +5,7 @@
 // every request of a client that stays is run exactly once.
 // QZ_STRESS_SCALE scales the counts.
 #include "support/child_process.hpp"
+#include "support/stress_scale.hpp"
 
 #include <qzservices/cx_thread_request/mt_callback.hpp>
 #include <qzservices/eventqueue/UserEventQueue.hpp>
@@ -13,7 +14,6 @@
 
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
 #include <thread>
 #include <vector>
 
@@ -21,13 +21,6 @@ namespace {
 
 constexpr int kPosters = 8;
 constexpr int kClients = 64;
-
-int scaled(int count) {
-    char const* scale = std::getenv("QZ_STRESS_SCALE");
-    double const factor = scale != nullptr ? std::atof(scale) : 1.0;
-    int const n = static_cast<int>(count * factor);
-    return n > 0 ? n : 1;
-}
 
 struct Payload {
     int client;
@@ -40,11 +33,10 @@ long gLateRuns = 0;    // main thread only
 
 int countRun(void* argument) {
     int const client = static_cast<Payload*>(argument)->client;
-    if (gRemoved[client].load()) ++gLateRuns;
     // A removal may not return while this runs either: look again after a
     // pause, at the argument too.
-    std::this_thread::yield();
-    if (gRemoved[static_cast<Payload*>(argument)->client].load()) ++gLateRuns;
+    for (int look = 0; look < 2; ++look, std::this_thread::yield())
+        gLateRuns += gRemoved[static_cast<Payload*>(argument)->client].load();
     ++gRuns[client];
     return 0;
 }
@@ -73,7 +65,7 @@ bool postEvent(int id, int argument) {
 
 TEST(CallbackStress, NoCallbackRunsAfterItsClientsRemovalReturned) {
     auto r = qztest::runInFreshProcess([] {
-        int const perPoster = scaled(25000);
+        int const perPoster = qztest::stressScaled(25000);
         eventqueue::UserEventQueue* q = eventqueue::UserEventQueue::getInstance();
         ThreadServiceRequestCb(2);
         mtInitializeCallbackServiceFromEventLoop(&createEvent, &postEvent);
@@ -123,18 +115,13 @@ TEST(CallbackStress, NoCallbackRunsAfterItsClientsRemovalReturned) {
         while (q->eventPending()) q->flush();
 
         QZ_CHILD_CHECK(gLateRuns == 0, 2);
-        for (int c = 1; c < kClients; c += 2) {
-            if (gRuns[c] != gPosted[c].load()) {
+        for (int c = 0; c < kClients; ++c) {
+            // A kept (odd) client ran each request once, a removed one at most each.
+            if (c % 2 == 1 ? gRuns[c] != gPosted[c].load() : gRuns[c] > gPosted[c].load()) {
                 std::fprintf(stderr, "client %d: %ld posted, %ld run\n", c, gPosted[c].load(), gRuns[c]);
                 return 3;
             }
         }
-        long removedRuns = 0;
-        for (int c = 0; c < kClients; c += 2) {
-            QZ_CHILD_CHECK(gRuns[c] <= gPosted[c].load(), 4);
-            removedRuns += gRuns[c];
-        }
-        std::printf("%ld posted, removed clients ran %ld\n", totalPosted.load(), removedRuns);
         for (int c = 1; c < kClients; c += 2) {
             mtCallbackRemoveClient(tokens[c]);
             delete payloads[c];
@@ -142,5 +129,4 @@ TEST(CallbackStress, NoCallbackRunsAfterItsClientsRemovalReturned) {
         return 0;
     });
     EXPECT_EQ(r.exitCode, 0);
-    std::printf("%s", r.stdoutText.c_str());
 }

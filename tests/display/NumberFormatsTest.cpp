@@ -1,46 +1,13 @@
 // The vocabulary of numbers: specials in a field, engineering notation, the
-// rational approximation, one element as text, size strings and help links.
+// rational approximation, one element as text in every format, and size
+// strings.
 #include "display/display_support.hpp"
 #include "qzservices/display/number_formats.hpp"
 #include "qzservices/display/sizes.hpp"
-#include "qzservices/io/CXStream.hpp"
-#include "qzservices/io/CXStringSink.hpp"
-#include "qzservices/io/callbacks.hpp"
-
-#include <boost/make_shared.hpp>
-
-#include <cmath>
-#include <cstdint>
-#include <limits>
 
 using namespace qztest;
 
 namespace {
-double const kNaN = std::numeric_limits<double>::quiet_NaN();
-double const kInf = std::numeric_limits<double>::infinity();
-
-std::string special(double x, int width, int imag) {
-    char dst[64] = "untouched";
-    double v = x;
-    int const wrote = ioPrintToStringNanOrInf(dst, &v, width, imag);
-    return std::to_string(wrote) + ":" + dst;
-}
-
-std::string eng(double x, int format, vxClassID cls = vxDOUBLE_CLASS, bool imag = false) {
-    SetPrtfmt(format);
-    char dst[64];
-    eng_fcn<double>(x, cls, dst, imag);
-    SetPrtfmt(PrtfmtShort);
-    return dst;
-}
-
-std::string rat(double x) {
-    double num = -99, den = -99;
-    ioRationalApprox(&num, &den, x);
-    char text[64];
-    std::snprintf(text, sizeof text, "%g/%g", num, den);
-    return text;
-}
 
 std::string element(vxArray const* a, size_t index = 0, int format = PrtfmtShort) {
     SetPrtfmt(format);
@@ -49,25 +16,23 @@ std::string element(vxArray const* a, size_t index = 0, int format = PrtfmtShort
     SetPrtfmt(PrtfmtShort);
     return dst;
 }
-
 } // namespace
 
 class NumberText : public DisplayTest {};
 
 TEST_F(NumberText, SpecialsStandRightAlignedInTheirField) {
-    EXPECT_EQ(special(0.0, 10, 0), "1:         0");
-    EXPECT_EQ(special(-0.0, 6, 0), "1:     0");
-    EXPECT_EQ(special(0.0, 10, 1), "1:          ");
-    EXPECT_EQ(special(kNaN, 6, 0), "1:   NaN");
-    EXPECT_EQ(special(kInf, 5, 1), "1:  Inf");
-    EXPECT_EQ(special(-kInf, 4, 0), "1:-Inf");
-    EXPECT_EQ(special(1.5, 10, 0), "0:untouched");
-    EXPECT_EQ(special(-1e-300, 10, 0), "0:untouched");
-    // A field narrower than the text grows to it rather than writing before dst.
-    EXPECT_EQ(special(kNaN, 2, 0), "1: NaN");
-}
-
-TEST_F(NumberText, PrintedSpecialsGoToTheOutput) {
+    // The value, width, whether imaginary, and what was returned then the text.
+    std::tuple<double, int, int, char const*> const rows[] = {
+        {0.0, 10, 0, "1:         0"}, {-0.0, 6, 0, "1:     0"}, {0.0, 10, 1, "1:          "},
+        {kNaN, 6, 0, "1:   NaN"},     {kInf, 5, 1, "1:  Inf"},   {-kInf, 4, 0, "1:-Inf"},
+        {1.5, 10, 0, "0:untouched"},  {-1e-300, 10, 0, "0:untouched"},
+        {kNaN, 2, 0, "1: NaN"},  // a field narrower than the text grows to it rather than writing before dst
+    };
+    for (auto [x, width, imag, expected] : rows) {
+        char dst[64] = "untouched";
+        int const wrote = ioPrintToStringNanOrInf(dst, &x, width, imag);
+        EXPECT_EQ(std::to_string(wrote) + ":" + dst, expected);
+    }
     Capture capture;
     double nan = kNaN, one = 1.0;
     EXPECT_EQ(ioPrintNanOrInf(&nan, 7, 0), 1);
@@ -76,29 +41,21 @@ TEST_F(NumberText, PrintedSpecialsGoToTheOutput) {
 }
 
 TEST_F(NumberText, EngineeringMantissaAndThreeDigitExponent) {
-    EXPECT_EQ(eng(1500.0, PrtfmtShortEng), "     1.5000e+003");
-    EXPECT_EQ(eng(999.99999, PrtfmtShortEng), "     1.0000e+003");  // rounds up into the next exponent
-    EXPECT_EQ(eng(0.0, PrtfmtShortEng), "     0.0000e+000");
-    EXPECT_EQ(eng(-0.0, PrtfmtShortEng), "     0.0000e+000");
-    EXPECT_EQ(eng(0.00025, PrtfmtShortEng), "   250.0000e-006");
-    EXPECT_EQ(eng(-1500.0, PrtfmtShortEng), "    -1.5000e+003");
-    EXPECT_EQ(eng(1e-120, PrtfmtShortEng), "     1.0000e-120");
-    EXPECT_EQ(eng(1.0, PrtfmtShortEng), "     1.0000e+000");
-    EXPECT_EQ(eng(2.0, PrtfmtShortEng, vxDOUBLE_CLASS, true), "  2.0000e+000");
-    EXPECT_EQ(eng(kNaN, PrtfmtLongEng), std::string(22, ' ') + "NaN");
-    EXPECT_EQ(eng(-kInf, PrtfmtShortEng), std::string(12, ' ') + "-Inf");
-}
-
-TEST_F(NumberText, EngineeringLongDecimalsShrinkAsTheMantissaGrows) {
-    EXPECT_EQ(eng(1500.0, PrtfmtLongEng), "    1.50000000000000e+003");
-    EXPECT_EQ(eng(25000.0, PrtfmtLongEng), "    25.0000000000000e+003");
-    EXPECT_EQ(eng(250000.0, PrtfmtLongEng), "    250.000000000000e+003");
-    EXPECT_EQ(eng(2.5, PrtfmtLongEng, vxDOUBLE_CLASS, true), " 2.50000000000000e+000");
-}
-
-TEST_F(NumberText, EngineeringOfSingleWorksInSingleArithmetic) {
-    SetPrtfmt(PrtfmtLongEng);
+    // Beside the rows of the matrix display: small and large exponents, signs,
+    // imaginary parts, and long decimals that shrink as the mantissa grows.
+    std::tuple<double, int, bool, char const*> const rows[] = {
+        {0.00025, PrtfmtShortEng, false, "   250.0000e-006"}, {-1500.0, PrtfmtShortEng, false, "    -1.5000e+003"},
+        {1e-120, PrtfmtShortEng, false, "     1.0000e-120"},  {2.0, PrtfmtShortEng, true, "  2.0000e+000"},
+        {-kInf, PrtfmtShortEng, false, "            -Inf"},   {25000.0, PrtfmtLongEng, false, "    25.0000000000000e+003"},
+        {250000.0, PrtfmtLongEng, false, "    250.000000000000e+003"}, {2.5, PrtfmtLongEng, true, " 2.50000000000000e+000"},
+    };
     char dst[64];
+    for (auto const& [x, format, imag, expected] : rows) {
+        SetPrtfmt(format);
+        eng_fcn<double>(x, vxDOUBLE_CLASS, dst, imag);
+        EXPECT_STREQ(dst, expected);
+    }
+    // Single works in single arithmetic; without a buffer the text is printed.
     eng_fcn<float>(1.5f, vxSINGLE_CLASS, dst, false);
     EXPECT_STREQ(dst, "   1.500000e+000");
     eng_fcn<float>(25.0f, vxSINGLE_CLASS, dst, true);
@@ -107,80 +64,81 @@ TEST_F(NumberText, EngineeringOfSingleWorksInSingleArithmetic) {
     EXPECT_STREQ(dst, "             Inf");
     SetPrtfmt(PrtfmtShort);
     Capture capture;
-    eng_fcn<float>(2500.0f, vxSINGLE_CLASS, nullptr, false);  // no buffer: printed
+    eng_fcn<float>(2500.0f, vxSINGLE_CLASS, nullptr, false);
     EXPECT_EQ(capture.outText(), "     2.5000e+003");
 }
 
 TEST_F(NumberText, RationalApproximations) {
-    EXPECT_EQ(rat(0.5), "1/2");
-    EXPECT_EQ(rat(3), "3/1");
-    EXPECT_EQ(rat(0), "0/1");
-    EXPECT_EQ(rat(M_PI), "355/113");
-    EXPECT_EQ(rat(-0.75), "-3/4");
-    EXPECT_EQ(rat(2.0 / 3.0), "2/3");
-    EXPECT_EQ(rat(0.3333333), "1/3");
     // The tolerance is relative: 1/3 misses 0.333333 by 3.3333e-7, just over
     // 1e-6 of it, so the next term decides.
-    EXPECT_EQ(rat(0.333333), "333333/1e+06");
-    EXPECT_EQ(rat(kNaN), "0/0");
-    EXPECT_EQ(rat(kInf), "1/0");
-    EXPECT_EQ(rat(-kInf), "-1/0");
+    std::pair<double, char const*> const rows[] = {
+        {0.5, "1/2"}, {3, "3/1"}, {0, "0/1"}, {M_PI, "355/113"}, {-0.75, "-3/4"}, {2.0 / 3.0, "2/3"},
+        {0.3333333, "1/3"}, {0.333333, "333333/1e+06"}, {kNaN, "0/0"}, {kInf, "1/0"}, {-kInf, "-1/0"},
+    };
+    for (auto const& [x, expected] : rows) {
+        double num = -99, den = -99;
+        ioRationalApprox(&num, &den, x);
+        char text[64];
+        std::snprintf(text, sizeof text, "%g/%g", num, den);
+        EXPECT_STREQ(text, expected) << x;
+    }
 }
 
-TEST_F(NumberText, ElementsOfDoubles) {
-    EXPECT_EQ(element(doubles({{5}}).get()), "     5");
-    EXPECT_EQ(element(doubles({{1.5}}).get()), "    1.5000");
-    EXPECT_EQ(element(doubles({{1234.5}}).get()), "   1.2345e+03");
-    EXPECT_EQ(element(doubles({{999.5}}).get()), "  999.5000");
-    EXPECT_EQ(element(doubles({{123456}}).get()), "      123456");
-    EXPECT_EQ(element(doubles({{1e9}}).get()), "   1.0000e+09");
-    EXPECT_EQ(element(doubles({{kNaN}}).get()), "  NaN");
-    EXPECT_EQ(element(doubles({{kInf}}).get()), "  Inf");
-    EXPECT_EQ(element(doubles({{-kInf}}).get()), " -Inf");
-    EXPECT_EQ(element(doubles({{0}}).get()), "    0");
-    EXPECT_EQ(element(doubles({{1, 2.5, 3}}).get(), 1), "    2.5000");
-    EXPECT_EQ(element(doubles({{1.5}}).get(), 0, PrtfmtLong), "   1.500000000000000");
-    EXPECT_EQ(element(numeric<float>(vxSINGLE_CLASS, {{1.5f}}).get(), 0, PrtfmtLong), "   1.5000000");
-}
+TEST_F(NumberText, ElementsInEveryFormat) {
+    std::tuple<ArrayPtr, size_t, int, std::string> const rows[] = {
+        {doubles({{5}}), 0, PrtfmtShort, "     5"},           {doubles({{1.5}}), 0, PrtfmtShort, "    1.5000"},
+        {doubles({{1234.5}}), 0, PrtfmtShort, "   1.2345e+03"}, {doubles({{999.5}}), 0, PrtfmtShort, "  999.5000"},
+        {doubles({{123456}}), 0, PrtfmtShort, "      123456"},  {doubles({{1e9}}), 0, PrtfmtShort, "   1.0000e+09"},
+        {doubles({{kNaN}}), 0, PrtfmtShort, "  NaN"},         {doubles({{kInf}}), 0, PrtfmtShort, "  Inf"},
+        {doubles({{-kInf}}), 0, PrtfmtShort, " -Inf"},        {doubles({{0}}), 0, PrtfmtShort, "    0"},
+        {doubles({{1, 2.5, 3}}), 1, PrtfmtShort, "    2.5000"},
+        {doubles({{1.5}}), 0, PrtfmtLong, "   1.500000000000000"},
+        {numeric<float>(vxSINGLE_CLASS, {{1.5f}}), 0, PrtfmtLong, "   1.5000000"},
+        {complexRow({{3, 4}}), 0, PrtfmtShort, "   3.0000 + 4.0000i"},
+        {complexRow({{0, 2}}), 0, PrtfmtShort, "   0.0000 + 2.0000i"},
+        {complexRow({{1, -0.0}}), 0, PrtfmtShort, "   1.0000 + 0.0000i"},
+        {complexRow({{1, -2}}), 0, PrtfmtShort, "   1.0000 - 2.0000i"},
+        {complexRow({{1, kNaN}}), 0, PrtfmtShort, "   1.0000 +  NaNi"},
+        {complexRow({{1000, 1}}), 0, PrtfmtShort, "   1.0000e+03 + 1.0000e+00i"},
+        {complexRow({{3, 4}}), 0, PrtfmtDebug, "   3.0000+ 4.0000i"},  // debug keeps row 10: no blank before the sign
+        {complexRow({{3, 4}}), 0, PrtfmtTwoDecimal, "          3.00"},
+        {numeric<int8_t>(vxINT8_CLASS, {{-5}}), 0, PrtfmtShort, "   -5"},
+        {numeric<uint64_t>(vxUINT64_CLASS, {{UINT64_MAX}}), 0, PrtfmtShort, " 18446744073709551615"},
+        {ArrayPtr(vxCreateLogicalScalar(true)), 0, PrtfmtShort, "     1"},
+        {complexInts<int16_t>(vxINT16_CLASS, {3, 3}, {-4, 0}), 0, PrtfmtShort, "      3 -      4i"},
+        {complexInts<int16_t>(vxINT16_CLASS, {3, 3}, {-4, 0}), 1, PrtfmtShort, "      3 +       i"},  // zero: blank
+        {doubles({{-2}}), 0, PrtfmtSign, "-"},                {doubles({{0}}), 0, PrtfmtSign, " "},
+        {doubles({{1.0}}), 0, PrtfmtHex, "3ff0000000000000"}, {numeric<int16_t>(vxINT16_CLASS, {{-1}}), 0, PrtfmtHex, "ffff"},
+        {complexRow({{1, 2}}), 0, PrtfmtHex, "3ff00000000000004000000000000000i"},
+        {doubles({{0.5}}), 0, PrtfmtRational, "1/2"},         {doubles({{3}}), 0, PrtfmtRational, "3"},
+        {doubles({{1234567.5}}), 0, PrtfmtRational, "*"},     {complexRow({{1, 3}}), 0, PrtfmtRational, "1 + 3i"},
+        {complexRow({{0.5, 0.25}}), 0, PrtfmtRational, "1/2 + 1/4i"},
+        {doubles({{1500}}), 0, PrtfmtShortEng, "     1.5000e+003"},
+        {complexRow({{1500, 2}}), 0, PrtfmtShortEng, "     1.5000e+003 +  2.0000e+000i"},
+        {complexRow({{1, 0}}), 0, PrtfmtShortEng, "     1.0000e+000 +             i"},
+        // Characters in engineering formats show their code, read in the
+        // element's own two bytes (signed), even at the very end of the data.
+        {text("A"), 0, PrtfmtLongEng, "    65.0000000000000e+000"}, {text("abc"), 0, PrtfmtShortEng, "    97.0000e+000"},
+        {text("abc"), 2, PrtfmtShortEng, "    99.0000e+000"},  {text("abc"), 2, PrtfmtLongEng, "    99.0000000000000e+000"},
+        {chars({1, 2}, {0x2603, 0xD800}), 0, PrtfmtShortEng, "     9.7310e+003"},  // a snowman
+        {chars({1, 2}, {0x2603, 0xD800}), 1, PrtfmtShortEng, "   -10.2400e+003"},  // a lone high surrogate
+    };
+    for (auto const& [array, index, format, expected] : rows) EXPECT_EQ(element(array.get(), index, format), expected);
 
-TEST_F(NumberText, ElementsOfComplexDoubles) {
-    EXPECT_EQ(element(complexRow({{3, 4}}).get()), "   3.0000 + 4.0000i");
-    EXPECT_EQ(element(complexRow({{0, 2}}).get()), "   0.0000 + 2.0000i");
-    EXPECT_EQ(element(complexRow({{1, -0.0}}).get()), "   1.0000 + 0.0000i");
-    EXPECT_EQ(element(complexRow({{1, -2}}).get()), "   1.0000 - 2.0000i");
-    EXPECT_EQ(element(complexRow({{1, kNaN}}).get()), "   1.0000 +  NaNi");
-    EXPECT_EQ(element(complexRow({{1000, 1}}).get()), "   1.0000e+03 + 1.0000e+00i");
-    // Debug keeps row 10, whose sign has no blank before it.
-    EXPECT_EQ(element(complexRow({{3, 4}}).get(), 0, PrtfmtDebug), "   3.0000+ 4.0000i");
-    EXPECT_EQ(element(complexRow({{3, 4}}).get(), 0, PrtfmtTwoDecimal), "          3.00");
-}
-
-TEST_F(NumberText, ElementsOfIntegersAndLogicals) {
-    EXPECT_EQ(element(numeric<int8_t>(vxINT8_CLASS, {{-5}}).get()), "   -5");
-    EXPECT_EQ(element(numeric<uint64_t>(vxUINT64_CLASS, {{UINT64_MAX}}).get()), " 18446744073709551615");
-    ArrayPtr t(vxCreateLogicalScalar(true));
-    EXPECT_EQ(element(t.get()), "     1");
-    ArrayPtr z = numeric<int16_t>(vxINT16_CLASS, {{3, 3}}, vxCOMPLEX);
-    static_cast<int16_t*>(vxGetImagData(z.get()))[0] = -4;
-    EXPECT_EQ(element(z.get(), 0), "      3 -      4i");
-    EXPECT_EQ(element(z.get(), 1), "      3 +       i");  // a zero imaginary part is blank
-}
-
-TEST_F(NumberText, ElementsInTheFormatsThatPrintTheirOwnWay) {
-    EXPECT_EQ(element(doubles({{-2}}).get(), 0, PrtfmtSign), "-");
-    EXPECT_EQ(element(doubles({{0}}).get(), 0, PrtfmtSign), " ");
-    EXPECT_EQ(element(doubles({{1.0}}).get(), 0, PrtfmtHex), "3ff0000000000000");
-    EXPECT_EQ(element(complexRow({{1, 2}}).get(), 0, PrtfmtHex), "3ff00000000000004000000000000000i");
-    EXPECT_EQ(element(numeric<int16_t>(vxINT16_CLASS, {{-1}}).get(), 0, PrtfmtHex), "ffff");
-    EXPECT_EQ(element(doubles({{0.5}}).get(), 0, PrtfmtRational), "1/2");
-    EXPECT_EQ(element(doubles({{3}}).get(), 0, PrtfmtRational), "3");
-    EXPECT_EQ(element(doubles({{1234567.5}}).get(), 0, PrtfmtRational), "*");
-    EXPECT_EQ(element(complexRow({{0.5, 0.25}}).get(), 0, PrtfmtRational), "1/2 + 1/4i");
-    EXPECT_EQ(element(complexRow({{1, 3}}).get(), 0, PrtfmtRational), "1 + 3i");
-    EXPECT_EQ(element(doubles({{1500}}).get(), 0, PrtfmtShortEng), "     1.5000e+003");
-    EXPECT_EQ(element(complexRow({{1500, 2}}).get(), 0, PrtfmtShortEng), "     1.5000e+003 +  2.0000e+000i");
-    EXPECT_EQ(element(complexRow({{1, 0}}).get(), 0, PrtfmtShortEng),
-              "     1.0000e+000 +" + std::string(13, ' ') + "i");
+    // The exponent that picks the format (log10 of the magnitude, truncated)
+    // at and beside powers of ten, where a log10 off by an ulp would pick another.
+    std::tuple<double, int, char const*> const exponents[] = {
+        {0.0011, PrtfmtShort, "0.0011"},  {0.001, PrtfmtShort, "1.0000e-03"},   {0.00099, PrtfmtShort, "9.9000e-04"},
+        {99.5, PrtfmtShort, "99.5000"},   {100.5, PrtfmtShort, "100.5000"},     {1000.5, PrtfmtShort, "1.0005e+03"},
+        {99.5, PrtfmtLong, "99.500000000000000"}, {100.5, PrtfmtLong, "1.005000000000000e+02"},
+        {100, PrtfmtLong, "100"},         {999999999, PrtfmtShort, "999999999"}, {1e9, PrtfmtShort, "1.0000e+09"},
+    };
+    for (auto const& [x, format, expected] : exponents) {
+        std::string const text = element(doubles({{x}}).get(), 0, format);
+        EXPECT_EQ(text.substr(text.find_first_not_of(' ')), expected);
+    }
+    // The longest element fits its buffer: blank, sign, 309 digits, ".00".
+    EXPECT_EQ(element(doubles({{-1.7976931348623157e308}}).get(), 0, PrtfmtTwoDecimal).size(), 1u + 1 + 309 + 3);
 }
 
 TEST_F(NumberText, ElementsWithoutDataOrNumberForm) {
@@ -194,107 +152,40 @@ TEST_F(NumberText, ElementsWithoutDataOrNumberForm) {
     EXPECT_STREQ(dst, "");
 }
 
-TEST_F(NumberText, TheLongestElementFitsItsBuffer) {
-    ArrayPtr big = doubles({{-1.7976931348623157e308}});
-    std::string const text = element(big.get(), 0, PrtfmtTwoDecimal);
-    EXPECT_EQ(text.size(), 1u + 1 + 309 + 3);  // blank, sign, 309 digits, ".00"
-    EXPECT_EQ(text.substr(text.size() - 3), ".00");
-}
-
-class SizeText : public DisplayTest {};
-
-TEST_F(SizeText, SizeStringsAlignTheFirstDimension) {
+TEST_F(NumberText, SizeStringsAndSizeDisplays) {
     char dst[IO_SIZE_STRING_SIZE];
-    size_t const d3[3] = {2, 3, 4};
-    size_t const d4[4] = {2, 2, 2, 2};
-    ArrayPtr a3(vxCreateNumericArray(3, d3, vxDOUBLE_CLASS, vxREAL));
-    ArrayPtr a4(vxCreateNumericArray(4, d4, vxDOUBLE_CLASS, vxREAL));
-    ArrayPtr e(vxCreateDoubleMatrix(0, 0, vxREAL));
-    EXPECT_STREQ(ioSizeString(a3.get(), dst), "      2x3x4");
-    EXPECT_STREQ(ioSizeString(a4.get(), dst), "      4-D");
-    EXPECT_STREQ(ioSizeString(e.get(), dst), "      0x0");
-    EXPECT_EQ(ioSizeString(e.get(), dst), dst);
-}
-
-TEST_F(SizeText, SizeDisplaysAndEmptyLiterals) {
-    ArrayPtr d(vxCreateDoubleMatrix(3, 4, vxREAL));
-    ArrayPtr c(vxCreateCellMatrix(1, 2));
-    EXPECT_EQ(ioSizeDisplay(d.get()), "[3x4 double]");
-    EXPECT_EQ(ioSizeDisplay(c.get()), "{1x2 cell}");
-    ArrayPtr d03(vxCreateDoubleMatrix(0, 3, vxREAL));
-    size_t const z[2] = {0, 0};
-    ArrayPtr c00(vxCreateCharArray(2, z));
-    ArrayPtr cell00(vxCreateCellMatrix(0, 0));
-    ArrayPtr i00(vxCreateNumericMatrix(0, 0, vxINT8_CLASS, vxREAL));
-    ArrayPtr s00(vxCreateStructMatrix(0, 0, 0, nullptr));
-    EXPECT_EQ(ioSizeOrEmptyDisplay(d03.get()), "[0x3 double]");
-    EXPECT_EQ(ioSizeOrEmptyDisplay(c00.get()), "''");
-    EXPECT_EQ(ioSizeOrEmptyDisplay(cell00.get()), "{}");
-    EXPECT_EQ(ioSizeOrEmptyDisplay(i00.get()), "[]");
-    EXPECT_EQ(ioSizeOrEmptyDisplay(s00.get()), "[0x0 struct]");
-    EXPECT_EQ(ioSizeOrEmptyDisplay(d.get()), "[3x4 double]");
-}
-
-TEST_F(SizeText, ObjectsAskTheSessionForTheirSize) {
-    struct Restore {
-        vxArray_tag* (*saved)(vxArray_tag const*) = _sv_iocb.sizeCallback;
-        ~Restore() { _sv_iocb.sizeCallback = saved; }
-    } restore;
-    size_t const one[2] = {1, 1};
-    ArrayPtr obj(vxCreateObject("polynom", 2, one, 0, nullptr));
-    char dst[IO_SIZE_STRING_SIZE];
-
-    _sv_iocb.sizeCallback = [](vxArray_tag const*) -> vxArray_tag* {
-        vxArray* dims = vxCreateDoubleMatrix(1, 2, vxREAL);
-        vxGetPr(dims)[0] = 2;
-        vxGetPr(dims)[1] = 9223372036854777856.0;  // 2^63 + 2048
-        return dims;
+    EXPECT_EQ(ioSizeString(nd({2, 3, 4}).get(), dst), dst);
+    EXPECT_STREQ(dst, "      2x3x4");
+    EXPECT_STREQ(ioSizeString(nd({2, 2, 2, 2}).get(), dst), "      4-D");
+    EXPECT_STREQ(ioSizeString(doubles({}).get(), dst), "      0x0");
+    std::pair<ArrayPtr, char const*> const rows[] = {
+        {ArrayPtr(zeros(3, 4)), "[3x4 double]"},   {ArrayPtr(vxCreateCellMatrix(1, 2)), "{1x2 cell}"},
+        {ArrayPtr(zeros(0, 3)), "[0x3 double]"},   {chars({0, 0}, {}), "''"},
+        {ArrayPtr(vxCreateCellMatrix(0, 0)), "{}"}, {ArrayPtr(zeros(0, 0, vxINT8_CLASS)), "[]"},
+        {ArrayPtr(vxCreateStructMatrix(0, 0, 0, nullptr)), "[0x0 struct]"},
     };
-    EXPECT_STREQ(ioSizeString(obj.get(), dst), "      2x9223372036854777856");
-    EXPECT_EQ(ioSizeDisplay(obj.get()), "[2x9223372036854777856 polynom]");
-
-    _sv_iocb.sizeCallback = [](vxArray_tag const*) -> vxArray_tag* { return vxCreateString("2x3"); };
-    EXPECT_STREQ(ioSizeString(obj.get(), dst), "      1x1");  // not double: its own size
-    _sv_iocb.sizeCallback = [](vxArray_tag const*) -> vxArray_tag* { return nullptr; };
-    EXPECT_STREQ(ioSizeString(obj.get(), dst), "      1x1");
-    _sv_iocb.sizeCallback = [](vxArray_tag const*) -> vxArray_tag* {
-        vxArray* dims = vxCreateDoubleMatrix(1, 2, vxREAL);
-        vxGetPr(dims)[0] = std::numeric_limits<double>::quiet_NaN();
-        vxGetPr(dims)[1] = -4;
-        return dims;
-    };
-    EXPECT_STREQ(ioSizeString(obj.get(), dst), "      0x0");  // no size can be NaN or negative
-    // Other classes never ask.
-    ArrayPtr d(vxCreateDoubleMatrix(2, 2, vxREAL));
-    EXPECT_STREQ(ioSizeString(d.get(), dst), "      2x2");
-}
-
-TEST_F(SizeText, AllZeroIsTrueForNoValues) {
-    size_t const zeros[2] = {0, 0};
-    size_t const some[3] = {0, 3, 0};
+    for (auto const& r : rows) EXPECT_EQ(ioSizeOrEmptyDisplay(r.first.get()), r.second);
+    EXPECT_EQ(ioSizeDisplay(rows[0].first.get()), "[3x4 double]");
+    EXPECT_EQ(ioSizeDisplay(rows[1].first.get()), "{1x2 cell}");
+    size_t const zeros2[2] = {0, 0}, some[3] = {0, 3, 0};
     EXPECT_TRUE(ioIsAllZero(0, nullptr));
-    EXPECT_TRUE(ioIsAllZero(2, zeros));
+    EXPECT_TRUE(ioIsAllZero(2, zeros2));
     EXPECT_FALSE(ioIsAllZero(3, some));
 }
 
-namespace {
-class HotSink : public services::io::CXStringSink {
-public:
-    bool supportsHotlinks() const override { return true; }
-};
-} // namespace
-
-TEST_F(SizeText, HelpLinksOnlyWhenOutputIsHot) {
-    EXPECT_EQ(ioCreateHelpHotlink("struct", "struct"), "struct");
-    EXPECT_EQ(ioCreateBoldHelpHotlink("struct", "struct"), "struct");
-    services::io::CXStream::CXOut.push(boost::make_shared<HotSink>());
-    uvSetHotLinks(true);
-    std::string const plain = ioCreateHelpHotlink("text \"x\"", "topic");
-    std::string const bold = ioCreateBoldHelpHotlink("struct", "struct");
-    uvSetHotLinks(false);
-    std::string const off = ioCreateHelpHotlink("struct", "struct");
-    services::io::CXStream::CXOut.pop();
-    EXPECT_EQ(plain, "<a href=\"calyx:helpPopup topic\">text \"x\"</a>");  // nothing is escaped
-    EXPECT_EQ(bold, "<a href=\"calyx:helpPopup struct\" style=\"font-weight:bold\">struct</a>");
-    EXPECT_EQ(off, "struct");
+TEST_F(NumberText, ObjectsAskTheSessionForTheirSize) {
+    SizeCallbackScope scope;
+    size_t const one[2] = {1, 1};
+    ArrayPtr obj(vxCreateObject("polynom", 2, one, 0, nullptr));
+    char dst[IO_SIZE_STRING_SIZE];
+    _sv_iocb.sizeCallback = [](vxArray_tag const*) { return doubles({{2, 9223372036854777856.0}}).release(); };  // 2^63 + 2048
+    EXPECT_STREQ(ioSizeString(obj.get(), dst), "      2x9223372036854777856");
+    EXPECT_EQ(ioSizeDisplay(obj.get()), "[2x9223372036854777856 polynom]");
+    _sv_iocb.sizeCallback = [](vxArray_tag const*) { return vxCreateString("2x3"); };
+    EXPECT_STREQ(ioSizeString(obj.get(), dst), "      1x1");  // not double: its own size
+    _sv_iocb.sizeCallback = [](vxArray_tag const*) -> vxArray_tag* { return nullptr; };
+    EXPECT_STREQ(ioSizeString(obj.get(), dst), "      1x1");
+    _sv_iocb.sizeCallback = [](vxArray_tag const*) { return doubles({{std::nan(""), -4}}).release(); };
+    EXPECT_STREQ(ioSizeString(obj.get(), dst), "      0x0");  // no size can be NaN or negative
+    EXPECT_STREQ(ioSizeString(doubles({{1, 2}, {3, 4}}).get(), dst), "      2x2");  // other classes never ask
 }

@@ -12,8 +12,6 @@
 using namespace qztest;
 using services::io::CmdWinSinkHandle;
 
-namespace {
-
 class PagedDisplay : public DisplayTest {
 protected:
     void SetUp() override {
@@ -30,28 +28,26 @@ protected:
         services::state::detail::storeJavaSupportLevel(svJavaDesktop);
         DisplayTest::TearDown();
     }
-    std::string const& windowText() {
+    std::string windowText() {
         services::io::CXStream::CXOut.flush();
-        return factory_.out->text();
+        std::string const text = factory_.out->text();
+        factory_.out->clear();
+        return text;
     }
 
     TestFactory factory_;
     std::unique_ptr<CXPushDefaultSink> push_;
 };
 
-} // namespace
-
-TEST_F(PagedDisplay, SpaceShowsTheNextPageOfRows) {
-    ArrayPtr a = doubles({{1}, {2}, {3}});
+TEST_F(PagedDisplay, SpaceShowsTheNextPageOfRowsAndQuitEndsTheDisplay) {
     services::io::setTotalMoreCount(4);  // heading, name, blank line and the first row
     keys().script = {' '};
-    ioPrintArray("A", a.get());
+    ioPrintArray("A", doubles({{1}, {2}, {3}}).get());
     EXPECT_EQ(windowText(), "\nA =\n\n     1\n--more--     2\n     3\n\n");
     EXPECT_EQ(keys().reads, 1);
-}
 
-TEST_F(PagedDisplay, QuitAtThePromptEndsTheDisplay) {
     ArrayPtr a = doubles({{1}, {2}, {3}, {4}, {5}});
+    services::io::MoreControl(false);
     services::io::setTotalMoreCount(3);
     keys().script = {' ', 'q'};
     EXPECT_THROW(ioPrintArray("A", a.get()), Orrery::System::InterruptException);
@@ -60,7 +56,6 @@ TEST_F(PagedDisplay, QuitAtThePromptEndsTheDisplay) {
     uvSetInterruptPending(0);
     // The next display is whole, its count starting afresh.
     services::io::MoreControl(false);
-    factory_.out->clear();
     ioPrintArray("B", a.get());
     EXPECT_EQ(windowText(), "\nB =\n\n     1\n     2\n     3\n     4\n     5\n\n");
 }

@@ -2,9 +2,9 @@
 // exactly once, in the order its producer pushed it, and the wake byte gone
 // at the end. QZ_STRESS_SCALE (a fraction or multiple) scales the counts.
 #include "eventqueue/QueueFixture.hpp"
+#include "support/stress_scale.hpp"
 
 #include <atomic>
-#include <cstdlib>
 #include <thread>
 #include <vector>
 
@@ -12,13 +12,6 @@ using eventqueue::UserEventRecord;
 using qztest::bytesInPipe;
 
 namespace {
-
-int scaled(int count) {
-    char const* scale = std::getenv("QZ_STRESS_SCALE");
-    double const factor = scale != nullptr ? std::atof(scale) : 1.0;
-    int const n = static_cast<int>(count * factor);
-    return n > 0 ? n : 1;
-}
 
 constexpr int kProducers = 8;
 
@@ -41,10 +34,10 @@ void checkOrder(void* data) {
 
 } // namespace
 
-class QueueStress : public qztest::QueueTest {};
+using QueueStress = qztest::QueueTest;
 
 TEST_F(QueueStress, EightProducersEveryEventOnceInProducerOrder) {
-    int const perProducer = scaled(100000);
+    int const perProducer = qztest::stressScaled(100000);
     std::uint64_t const total = static_cast<std::uint64_t>(perProducer) * kProducers;
     gNextSequence.assign(kProducers, 0);
     gDispatched = 0;

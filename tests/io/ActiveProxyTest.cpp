@@ -3,19 +3,22 @@
 #include "qzservices/io/ActiveCmdWinSinkProxy.hpp"
 #include "qzservices/io/CXStream.hpp"
 #include "qzservices/io/more.hpp"
+#include "qzservices/io/window.hpp"
 #include "qzservices/orrery/InterruptException.hpp"
 #include "qzservices/prompt/prompt.hpp"
 #include "qzservices/state/session_modes.hpp"
-#include "support/child_process.hpp"
 #include "support/keys.hpp"
-#include "support/test_sinks.hpp"
+#include "support/io_proxy_streams.hpp"
 
 #include <boost/make_shared.hpp>
 #include <cxutil/eventmgr/EventMgr.hpp>
 #include <cxutil/io/SinkTextEventBuffer.hpp>
 #include <gtest/gtest.h>
 #include <uv/uv.hpp>
+#include <vx/array.hpp>
+#include <vx/errors.hpp>
 
+#include <optional>
 #include <sstream>
 #include <thread>
 
@@ -24,38 +27,36 @@ using qztest::TestFactory;
 
 namespace {
 
-// Puts the output proxy on CXOut and the error proxy on CXErr, with paging off,
-// no taps and no factory; restores all of it at the end.
+// Fresh command-window proxies on both streams for each test, below the
+// desktop so that "--more--" shows, with no keys scripted.
 class ProxyTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(nullptr, nullptr));
-        CXStream::CXOut.push(CmdWinSinkHandle::getInstance(false));
-        CXStream::CXErr.push(CmdWinSinkHandle::getInstance(true));
-        MoreControl(false);
-        services::state::detail::storeJavaSupportLevel(svJavaNone);  // below the desktop: "--more--" shows
-        qztest::keys().clear();
-    }
+    void SetUp() override { restart(); }
     void TearDown() override {
-        CXStream::diaryStreamPtr_.reset();
-        CXStream::logStreamPtr_.reset();
-        CmdWinSinkHandle::setFactory(&flusher_);  // lets the proxies hand on what they kept
-        CXStream::CXOut.flush();
-        CXStream::CXErr.flush();
-        CXStream::CXErr.pop();
-        CXStream::CXOut.pop();
-        CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(nullptr, nullptr));
-        MoreControl(false);
+        streams_.reset();
         setStopPrintingFlag(false);
         uvSetInterruptPending(0);
         services::state::detail::storeJavaSupportLevel(svJavaDesktop);
     }
-    TestFactory flusher_;
+    void restart() {
+        streams_.reset();
+        streams_.emplace();
+        services::state::detail::storeJavaSupportLevel(svJavaNone);
+        qztest::keys().clear();
+    }
+    // Installs the window `f` with pages of `page` lines and the keys to press.
+    void paged(size_t page, std::deque<int> keys = {}) {
+        CmdWinSinkHandle::setFactory(&f);
+        setTotalMoreCount(page);
+        qztest::keys().script = std::move(keys);
+    }
+    TestFactory f;
+    std::optional<qztest::ProxyStreams> streams_;
 };
 
 } // namespace
 
-TEST_F(ProxyTest, WithNoFactoryTextIsKeptAndCopiedToTheDiaryAtOnce) {
+TEST_F(ProxyTest, WithNoFactoryTextIsKeptAndCopiedToTheDiaryThenSentFirstWhenOneArrives) {
     auto diary = boost::make_shared<std::ostringstream>();
     CXStream::diaryStreamPtr_ = diary;
     CXStream::CXOut << "caf\xC3\xA9\n";
@@ -64,180 +65,131 @@ TEST_F(ProxyTest, WithNoFactoryTextIsKeptAndCopiedToTheDiaryAtOnce) {
     auto& buffer = dynamic_cast<ActiveCmdWinSinkBufferProxy&>(*proxy->getUnicodeOutStreamBuffer());
     EXPECT_EQ(buffer.pending().size(), 5u);
     EXPECT_EQ(buffer.pubsync(), 0);
-    EXPECT_TRUE(proxy->useDiary());
-    EXPECT_TRUE(proxy->useLogging());
+    EXPECT_TRUE(proxy->useDiary() && proxy->useLogging() && proxy->isDirty());
     EXPECT_FALSE(proxy->supportsMore() || proxy->supportsBuzz() || proxy->useEcho());
-    EXPECT_TRUE(proxy->isDirty());
-}
-
-TEST_F(ProxyTest, NextWriteAfterAFactorySendsTheKeptTextFirst) {
-    CXStream::CXOut << "kept ";
-    TestFactory f;
     CmdWinSinkHandle::setFactory(&f);
     CXStream::CXOut << "new";
-    EXPECT_EQ(f.out->text(), "kept new");
+    EXPECT_EQ(f.out->text(), "caf\xC3\xA9\nnew");
     EXPECT_TRUE(f.out->isDirty());
 }
 
-TEST_F(ProxyTest, SyncSendsKeptTextWithoutPaging) {
+TEST_F(ProxyTest, SyncSendsKeptTextWithoutPagingAndASpaceStartsTheCountAgain) {
     CXStream::CXOut << "1\n2\n3\n4\n";
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(2);
+    paged(2);
     CXStream::CXOut.flush();
     EXPECT_EQ(f.out->text(), "1\n2\n3\n4\n");
     EXPECT_EQ(getMoreCount(), 0u);
     EXPECT_EQ(qztest::keys().reads, 0);
-}
-
-TEST_F(ProxyTest, PageOfThreeStopsAfterTheThirdLineAndSpaceShowsTheRest) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(3);
-    qztest::keys().script = {' '};
+    paged(3, {' '});
     CXStream::CXOut << "1\n2\n3\n4\n5\n";
-    EXPECT_EQ(f.out->text(), "1\n2\n3\n--more--4\n5\n");
-    EXPECT_EQ(qztest::keys().reads, 1);
-    EXPECT_EQ(qztest::keys().deletes, 1);
     EXPECT_EQ(getMoreCount(), 2u);
+    EXPECT_EQ(qztest::keys().deletes, 1);  // the prompt is taken off the line
 }
 
-TEST_F(ProxyTest, AnyOtherKeyShowsOneMoreLine) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(3);
-    qztest::keys().script = {'x', ' '};
-    CXStream::CXOut << "1\n2\n3\n4\n5\n";
-    EXPECT_EQ(f.out->text(), "1\n2\n3\n--more--4\n--more--5\n");
+TEST_F(ProxyTest, PagingShowsTheMorePromptAndWaitsForAKey) {
+    struct Row {
+        size_t page;
+        std::deque<int> keys;
+        char const* text;
+        char const* shown;
+        int reads;
+        bool defaultReader, desktop, sinkPages;
+    } const rows[] = {
+        // A space shows the next page; the count starts again after it.
+        {3, {' '}, "1\n2\n3\n4\n5\n", "1\n2\n3\n--more--4\n5\n", 1, false, false, true},
+        // Any other key shows one more line.
+        {3, {'x', ' '}, "1\n2\n3\n4\n5\n", "1\n2\n3\n--more--4\n--more--5\n", 2, false, false, true},
+        // The table's default reader gives -1, which acts as any other key.
+        {2, {}, "1\n2\n3\n", "1\n2\n--more--3\n--more--", 2, true, false, true},
+        // On the desktop the prompt text is not shown, but the wait is.
+        {1, {' '}, "a\nb", "a\nb", 1, false, true, true},
+        // A sink without paging is never paged.
+        {1, {}, "1\n2\n3\n", "1\n2\n3\n", 0, false, false, false},
+        // Text without a line feed never waits, however long it is.
+        {2, {' '}, "no line feed, however long it is", "no line feed, however long it is", 0, false, false, true},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.shown);
+        restart();
+        f.out->clear();
+        f.out->more = row.sinkPages;
+        if (row.desktop) services::state::detail::storeJavaSupportLevel(svJavaDesktop);
+        paged(row.page, row.keys);
+        qztest::keys().useDefaultReader = row.defaultReader;
+        CXStream::CXOut << row.text;
+        EXPECT_EQ(f.out->text(), row.shown);
+        EXPECT_EQ(qztest::keys().reads, row.reads);
+    }
+    setMoreCount(2);
+    CXStream::CXOut << "x";  // the page is already full: the wait comes after it
+    EXPECT_EQ(qztest::keys().reads, 1);
 }
 
-TEST_F(ProxyTest, NoKeyReaderActsAsAnyOtherKey) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(2);
-    qztest::keys().useDefaultReader = true;  // the table's default returns -1
-    CXStream::CXOut << "1\n2\n3\n";
-    EXPECT_EQ(f.out->text(), "1\n2\n--more--3\n--more--");
-}
-
-TEST_F(ProxyTest, QuitKeyThrowsSetsTheStopFlagAndResetsTheCount) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(2);
-    qztest::keys().script = {'q'};
+TEST_F(ProxyTest, QuitKeyOrAFailingReaderThrowsSetsTheStopFlagAndResetsTheCount) {
+    paged(2, {'q'});
     EXPECT_THROW(uvPrintf("1\n2\n3\n"), Orrery::System::InterruptException);
     EXPECT_EQ(getMoreCount(), 0u);
     EXPECT_TRUE(uvIsInterruptPending());
     EXPECT_EQ(ioStopPrinting(), 1);
     EXPECT_EQ(ioStopPrinting(), 0);
     EXPECT_EQ(f.out->text(), "1\n2\n--more--");
-}
-
-TEST_F(ProxyTest, QuitThroughAnOstreamLeavesItBadWithTheInterruptPending) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(1);
-    qztest::keys().script = {'q'};
-    std::cout << "1\n2\n" << std::flush;  // the standard stream catches what its buffer throws
+    // Through an ostream: it catches what its buffer throws and goes bad.
+    uvSetInterruptPending(0);
+    f.out->clear();
+    paged(1, {'q'});
+    std::cout << "1\n2\n" << std::flush;
     EXPECT_TRUE(uvIsInterruptPending());
     EXPECT_TRUE(getStopPrintingFlag());
     EXPECT_EQ(f.out->text(), "1\n--more--");
     std::cout.clear();
     CXStream::CXOut.clear();
-}
-
-TEST_F(ProxyTest, TextWithoutLineFeedNeverWaitsUnlessThePageIsFull) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(2);
-    qztest::keys().script = {' '};
-    CXStream::CXOut << "no line feed, however long it is";
-    EXPECT_EQ(qztest::keys().reads, 0);
-    setMoreCount(2);
-    CXStream::CXOut << "x";  // the page is already full: the wait comes after it
-    EXPECT_EQ(qztest::keys().reads, 1);
-}
-
-TEST_F(ProxyTest, DesktopShowsNoPromptTextButStillWaits) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    services::state::detail::storeJavaSupportLevel(svJavaDesktop);
-    setTotalMoreCount(1);
-    qztest::keys().script = {' '};
-    CXStream::CXOut << "a\nb";
-    EXPECT_EQ(f.out->text(), "a\nb");
-    EXPECT_EQ(qztest::keys().reads, 1);
-}
-
-TEST_F(ProxyTest, TheMoreKeyIsTheRequesterDuringTheWait) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(1);
-    services::prompt::setInputRequester(services::prompt::DEBUGGER);
-    qztest::keys().script = {' '};
-    CXStream::CXOut << "a\n";
-    EXPECT_EQ(qztest::keys().requestersSeen, (std::vector<int>{8}));
-    EXPECT_EQ(services::prompt::getInputRequester(), services::prompt::DEBUGGER);
-    services::prompt::setInputRequester(services::prompt::COMMAND_LINE);
-}
-
-TEST_F(ProxyTest, InterruptsAreEnabledDuringTheWaitAndRestoredAfter) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(1);
-    uvSetInterruptEnabled(0);
-    qztest::keys().script = {' '};
-    CXStream::CXOut << "a\n";
-    EXPECT_EQ(qztest::keys().interruptsEnabledSeen, (std::vector<int>{1}));
-    EXPECT_EQ(uvSetInterruptEnabled(1), 0);
-}
-
-TEST_F(ProxyTest, AnExceptionFromTheKeyReaderQuits) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(1);
+    // An exception from the key reader quits too.
+    setStopPrintingFlag(false);
+    qztest::keys().clear();
+    paged(1);
     qztest::keys().throwOnRead = true;
     EXPECT_THROW(uvPuts("a\n"), Orrery::System::InterruptException);
     EXPECT_TRUE(getStopPrintingFlag());
     EXPECT_EQ(qztest::keys().deletes, 1);
 }
 
-TEST_F(ProxyTest, ASinkWithoutPagingIsNeverPaged) {
-    TestFactory f;
-    f.out->more = false;
-    CmdWinSinkHandle::setFactory(&f);
-    setTotalMoreCount(1);
-    CXStream::CXOut << "1\n2\n3\n";
-    EXPECT_EQ(f.out->text(), "1\n2\n3\n");
-    EXPECT_EQ(qztest::keys().reads, 0);
+TEST_F(ProxyTest, DuringTheWaitTheRequesterIsTheMoreKeyAndInterruptsAreOn) {
+    paged(1, {' '});
+    services::prompt::setInputRequester(services::prompt::DEBUGGER);
+    uvSetInterruptEnabled(0);
+    CXStream::CXOut << "a\n";
+    EXPECT_EQ(qztest::keys().requestersSeen, (std::vector<int>{8}));
+    EXPECT_EQ(qztest::keys().interruptsEnabledSeen, (std::vector<int>{1}));
+    EXPECT_EQ(services::prompt::getInputRequester(), services::prompt::DEBUGGER);
+    EXPECT_EQ(uvSetInterruptEnabled(1), 0);
+    services::prompt::setInputRequester(services::prompt::COMMAND_LINE);
 }
 
-TEST_F(ProxyTest, EvalCKeepsTextOutOfLogAndDiary) {
-    TestFactory f;
+TEST_F(ProxyTest, EvalCKeepsTextOutOfLogAndDiaryAndErrorsGoToTheErrorSink) {
     CmdWinSinkHandle::setFactory(&f);
     auto diary = boost::make_shared<std::ostringstream>();
     auto log = boost::make_shared<std::ostringstream>();
     CXStream::diaryStreamPtr_ = diary;
     CXStream::logStreamPtr_ = log;
     CXStream::CXOut << "seen ";
-    CmdWinSink::setIsInEvalC(true);
+    EXPECT_FALSE(CmdWinSink::setIsInEvalC(true));  // answers the previous setting
     CXStream::CXOut << "hidden ";
     CXStream::CXErr << "err-hidden ";
-    CmdWinSink::setIsInEvalC(false);
-    CXStream::CXErr << "err";
+    EXPECT_TRUE(CmdWinSink::setIsInEvalC(false));
+    CXStream::CXErr << "err" << std::flush;
     EXPECT_EQ(f.out->text(), "seen hidden ");
+    EXPECT_EQ(f.err->text(), "err-hidden err");
     EXPECT_EQ(diary->str(), "seen err");
     EXPECT_EQ(log->str(), "seen err");
 }
 
 TEST_F(ProxyTest, SinkTextEventsChangeOverOnlyAtAnIdleSync) {
-    TestFactory f;
     CmdWinSinkHandle::setFactory(&f);
-    auto mgr = cxutil::eventmgr::EventMgr::instance();
     std::string seen;
-    auto conn = mgr->subscribeByName("SinkTextEvent", [&](cxutil::eventmgr::BaseEvent const& e) {
-        for (unsigned short u : static_cast<cxutil::io::SinkTextEvent const&>(e).getText()) seen += char(u);
-    });
+    auto conn = cxutil::eventmgr::EventMgr::instance()->subscribeByName(
+        "SinkTextEvent", [&](cxutil::eventmgr::BaseEvent const& e) {
+            for (unsigned short u : static_cast<cxutil::io::SinkTextEvent const&>(e).getText()) seen += char(u);
+        });
     CXStream::CXOut.flush();  // nothing to do: latches the switch (still off)
     enableSinkTextEventPublishing();
     CXStream::CXOut << "a" << std::flush;  // real text: the latch stays off
@@ -253,26 +205,27 @@ TEST_F(ProxyTest, SinkTextEventsChangeOverOnlyAtAnIdleSync) {
     conn->disconnect();
 }
 
-TEST_F(ProxyTest, ErrorStreamTextGoesToTheErrorSink) {
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    CXStream::CXErr << "oops" << std::flush;
-    CXStream::CXOut << "fine" << std::flush;
-    EXPECT_EQ(f.err->text(), "oops");
-    EXPECT_EQ(f.out->text(), "fine");
-}
-
-TEST(PushDefaultSink, OutToErrorSendsOutputToTheErrorSink) {
+TEST(PushDefaultSink, OutToErrorAndInitialBuffersForTheScope) {
     qztest::NoFactoryAtExit reset;
     TestFactory f;
     CmdWinSinkHandle::setFactory(&f);
+    auto initial = f.out->getOutStreamBuffer();
+    auto elsewhere = boost::make_shared<qztest::RecordingBuffer>();
+    f.out->setOutStreamBuffer(elsewhere);
+    {
+        CXPushDefaultSink scope;
+        EXPECT_EQ(f.out->getOutStreamBuffer(), initial);
+        CXStream::CXOut << "shown" << std::flush;
+    }
+    EXPECT_EQ(f.out->getOutStreamBuffer(), elsewhere);
+    EXPECT_EQ(f.out->text(), "shown");
     {
         CXPushDefaultSink scope(true);
         CXStream::CXOut << "to-err " << std::flush;
         CXStream::CXErr << "err" << std::flush;
     }
     EXPECT_EQ(f.err->text(), "to-err err");
-    EXPECT_EQ(f.out->text(), "");
+    EXPECT_EQ(f.out->text(), "shown");
 }
 
 TEST(PushDefaultSink, OnAnotherThreadPushesNothing) {
@@ -289,18 +242,91 @@ TEST(PushDefaultSink, OnAnotherThreadPushesNothing) {
     EXPECT_EQ(CXStream::CXOut.getStack()->size(), before);
 }
 
-TEST(PushDefaultSink, PutsTheSinksOnTheirInitialBuffersForTheScope) {
-    qztest::NoFactoryAtExit reset;
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
-    auto initial = f.out->getOutStreamBuffer();
-    auto elsewhere = boost::make_shared<qztest::RecordingBuffer>();
-    f.out->setOutStreamBuffer(elsewhere);
-    {
-        CXPushDefaultSink scope;
-        EXPECT_EQ(f.out->getOutStreamBuffer(), initial);
-        CXStream::CXOut << "shown" << std::flush;
+namespace {
+
+// The page length, paging state and window rows of the built-in `more`.
+class MoreState : public ::testing::Test {
+protected:
+    void SetUp() override {
+        oldRows_ = ioSetNumWindowRows(25);
+        MoreControl(false);
     }
-    EXPECT_EQ(f.out->getOutStreamBuffer(), elsewhere);
-    EXPECT_EQ(f.out->text(), "shown");
+    void TearDown() override {
+        MoreControl(false);
+        ioSetNumWindowRows(oldRows_);
+    }
+    size_t oldRows_ = 0;
+};
+
+// Runs the built-in with one argument (or none), which it takes over, and
+// returns its result (-1 for none).
+double callMore(vxArray_tag* argument, bool wantResult = true) {
+    vxArray_tag* out = nullptr;
+    struct Free {
+        vxArray_tag*& a;
+        ~Free() { vxDestroyArray(a); }
+    } freeIn{argument}, freeOut{out};
+    ioFullMoreFcn(wantResult ? 1 : 0, &out, argument ? 1 : 0, &argument);
+    return out ? vxGetScalar(out) : -1;
+}
+
+} // namespace
+
+TEST_F(MoreState, WindowSizeLeavesTwoRowsForThePrompt) {
+    for (auto [rows, page] : {std::pair<size_t, size_t>{25, 23}, {4, 2}, {3, 1}, {2, 1}, {0, 1}}) {
+        ioSetNumWindowRows(rows);
+        EXPECT_EQ(getWindowSize(), page) << rows;
+    }
+}
+
+TEST_F(MoreState, NumberSetsTheLimitAndOnGoesBackToTheWindow) {
+    EXPECT_EQ(callMore(vxCreateDoubleScalar(10)), 23.0);  // the page length before
+    EXPECT_TRUE(isMoreOn());
+    EXPECT_EQ(getTotalMoreCount(), 10u);
+    EXPECT_EQ(callMore(vxCreateString("on")), 10.0);
+    EXPECT_EQ(getTotalMoreCount(), 23u);
+    EXPECT_EQ(callMore(nullptr), 23.0);
+    callMore(vxCreateString("Off"), false);
+    EXPECT_FALSE(isMoreOn());
+    callMore(vxCreateString("ON"), false);
+    EXPECT_TRUE(isMoreOn());
+}
+
+TEST_F(MoreState, BadWordsCountsAndArgumentCountsAreRefusedWithoutChange) {
+    setTotalMoreCount(7);
+    for (vxArray_tag* arg : {vxCreateString("o"), vxCreateString(""), vxCreateString("ont"), vxCreateString("of"),
+                             vxCreateDoubleScalar(0), vxCreateDoubleScalar(-1), vxCreateDoubleMatrix(1, 2, vxREAL)}) {
+        EXPECT_THROW(callMore(arg, false), vx::Error);
+        EXPECT_EQ(getTotalMoreCount(), 7u);
+        EXPECT_TRUE(isMoreOn());
+    }
+    try {
+        callMore(vxCreateDoubleScalar(-3), false);
+        ADD_FAILURE() << "-3 accepted";
+    } catch (vx::Error const& e) {
+        EXPECT_STREQ(e.what(), "Invalid input argument.");
+    }
+    vxArray_tag* out[2] = {nullptr, nullptr};
+    vxArray_tag* in[2] = {nullptr, nullptr};
+    EXPECT_THROW(ioFullMoreFcn(2, out, 0, in), vx::Error);
+    EXPECT_THROW(ioFullMoreFcn(0, out, 2, in), vx::Error);
+    EXPECT_THROW(ioFullMoreFcn(0, out, -1, in), vx::Error);
+}
+
+TEST_F(MoreState, SuspensionsNestAndSetTotalReturnsTheOldLength) {
+    EXPECT_EQ(setTotalMoreCount(7), 23u);
+    EXPECT_TRUE(isMoreOn());
+    EXPECT_EQ(setTotalMoreCount(4), 7u);
+    incrementMoreCount();
+    incrementMoreCount();
+    EXPECT_EQ(getMoreCount(), 2u);
+    MoreControl(true);
+    EXPECT_EQ(getMoreCount(), 0u);
+    EXPECT_EQ(getTotalMoreCount(), 23u);
+    suspendMore();
+    suspendMore();
+    resumeMore();
+    EXPECT_FALSE(isMoreOn());
+    resumeMore();
+    EXPECT_TRUE(isMoreOn());
 }

@@ -27,25 +27,6 @@ using qztest::runInFreshProcess;
 
 namespace {
 
-// Puts both tables back as they were, so each test starts from the same state.
-struct TableGuard {
-    _svIoCallbacks savedIo = _sv_iocb;
-    HostCallbacks savedHost = gHostCallbacks;
-    ~TableGuard() {
-        _sv_iocb = savedIo;
-        gHostCallbacks = savedHost;
-    }
-};
-
-// Captures narrow text written to CXOut for the length of a scope.
-struct CaptureOut {
-    boost::shared_ptr<std::stringbuf> buffer = boost::make_shared<std::stringbuf>();
-    boost::shared_ptr<CXStringSink> sink = boost::make_shared<CXStringSink>(buffer);
-    CaptureOut() { CXStream::CXOut.push(sink); }
-    ~CaptureOut() { CXStream::CXOut.pop(); }
-    std::string text() const { return sink->getString(); }
-};
-
 std::string gRecorded;
 int gCalls = 0;
 double gSeconds = 0;
@@ -71,45 +52,39 @@ bool findInTmp(char const* name, bool flag, char* out) {
 }
 char const* itemName(int item) { return item == 2 ? "history" : "other"; }
 int createEvent(void (*)(long)) { return 42; }
-char* fillCommand(char* buffer, int) {
-    std::strcpy(buffer, "x = 1");
-    return buffer;
-}
+char* fillCommand(char* buffer, int) { return std::strcpy(buffer, "x = 1"); }
 
-void resetRecorder() {
-    gRecorded.clear();
-    gCalls = 0;
-    gSeconds = 0;
-    gFlag = false;
-}
-
-// Each field of the exported table compared one by one, except `skipped`.
-bool sameExcept(_svIoCallbacks const& a, _svIoCallbacks const& b, int skipped) {
-    _svIoCallbacks x = a, y = b;
-    if (skipped == 4) x.cmdTextOut = y.cmdTextOut = nullptr;
-    if (skipped == 24) x.flushRead = y.flushRead = nullptr;
-    return std::memcmp(&x, &y, sizeof x) == 0;
-}
+// Puts both tables back as they were and clears the recorder, so each test
+// starts from the same state.
+class CallbackTable : public ::testing::Test {
+protected:
+    void SetUp() override {
+        gRecorded.clear();
+        gCalls = 0;
+        gSeconds = 0;
+        gFlag = false;
+    }
+    void TearDown() override {
+        _sv_iocb = savedIo_;
+        gHostCallbacks = savedHost_;
+    }
+private:
+    _svIoCallbacks savedIo_ = _sv_iocb;
+    HostCallbacks savedHost_ = gHostCallbacks;
+};
 
 } // namespace
 
 TEST(CallbackTableDefaults, NeutralAnswersWithNoHost) {
-    auto r = runInFreshProcess([] {
-        QZ_CHILD_CHECK(services::io::flushRead() == -1, 2);
-        QZ_CHILD_CHECK(svIOGetLineProtocol() == 0, 3);
-        QZ_CHILD_CHECK(_sv_iocb.findFirstFileName == nullptr, 4);
-        QZ_CHILD_CHECK(_sv_iocb.sizeCallback(nullptr) == nullptr, 5);
-        QZ_CHILD_CHECK(_sv_iocb.entry8(-12) == -12, 6);
-        QZ_CHILD_CHECK(_sv_iocb.entry9() == 1, 7);
-        QZ_CHILD_CHECK(std::strcmp(_sv_iocb.entry10(), "D>> ") == 0, 8);
-        QZ_CHILD_CHECK(_sv_iocb.entry15(0x1F3) == 0xF3, 9);
-        QZ_CHILD_CHECK(_sv_iocb.entry6() == 0 && _sv_iocb.entry21() == 0, 10);
-        QZ_CHILD_CHECK(_sv_iocb.flush() == 0, 11);
+    EXPECT_EQ(0, runInFreshProcess([] {
+        QZ_CHILD_CHECK(services::io::flushRead() == -1 && svIOGetLineProtocol() == 0, 2);
+        QZ_CHILD_CHECK(_sv_iocb.findFirstFileName == nullptr && _sv_iocb.sizeCallback(nullptr) == nullptr, 4);
+        QZ_CHILD_CHECK(_sv_iocb.entry8(-12) == -12 && _sv_iocb.entry9() == 1, 6);
+        QZ_CHILD_CHECK(std::strcmp(_sv_iocb.entry10(), "D>> ") == 0 && _sv_iocb.entry15(0x1F3) == 0xF3, 8);
+        QZ_CHILD_CHECK(_sv_iocb.entry6() == 0 && _sv_iocb.entry21() == 0 && _sv_iocb.flush() == 0, 10);
         char buffer[8] = "keep";
-        QZ_CHILD_CHECK(svUIW_GetCommand(buffer, 8) == nullptr, 12);
-        QZ_CHILD_CHECK(svUIW_wciGetName(1) == nullptr, 13);
-        QZ_CHILD_CHECK(svUIW_FlushCW() == 0, 14);
-        QZ_CHILD_CHECK(svWS_CreateUserEvent(nullptr) == 0, 15);
+        QZ_CHILD_CHECK(svUIW_GetCommand(buffer, 8) == nullptr && svUIW_wciGetName(1) == nullptr, 12);
+        QZ_CHILD_CHECK(svUIW_FlushCW() == 0 && svWS_CreateUserEvent(nullptr) == 0, 14);
         QZ_CHILD_CHECK(gHostCallbacks.postUserEvent(1, 2) == true, 16);
         // The ones that do nothing must still be callable.
         svIOSetupLineProtocol();
@@ -123,60 +98,40 @@ TEST(CallbackTableDefaults, NeutralAnswersWithNoHost) {
         svWS_RaiseXterm();
         svWS_ShowSplashScreen();
         svWS_BringCALYXToFront();
-        return 0;
-    });
-    EXPECT_EQ(r.exitCode, 0);
-}
-
-TEST(CallbackTableDefaults, FindFirstFileNameWithoutCallbackIsFalseAndLeavesOutput) {
-    TableGuard guard;
-    _sv_iocb.findFirstFileName = nullptr;
-    char out[16] = "untouched";
-    EXPECT_FALSE(svFindFirstFileName("a.m", false, out));
-    EXPECT_STREQ(out, "untouched");
-}
-
-TEST(CallbackTableDefaults, CmdTextOutLandsInTheUtilityLayersOutput) {
-    auto r = runInFreshProcess([] {
-        CaptureOut capture;
+        // The default text function lands in CXOut, NUL bytes and all.
+        auto sink = boost::make_shared<CXStringSink>(boost::make_shared<std::stringbuf>());
+        CXStream::CXOut.push(sink);
         char text[] = "hello world";
         ioCmdTextOut(text, 5);
         char withNul[] = {'a', '\0', 'b'};
         ioCmdTextOut(withNul, 3);
-        QZ_CHILD_CHECK(capture.text() == std::string("hello" "a\0b", 8), 2);
+        QZ_CHILD_CHECK(sink->getString() == std::string("hello" "a\0b", 8), 17);
         return 0;
-    });
-    EXPECT_EQ(r.exitCode, 0);
+    }).exitCode);
 }
 
-TEST(CallbackTableMerge, AllNullTableChangesNothing) {
-    TableGuard guard;
-    _svIoCallbacks before = _sv_iocb;
-    _svIoCallbacks empty{};
-    svSetIoCallbacks(&empty);
-    svSetIoCallbacks(nullptr);
-    EXPECT_EQ(std::memcmp(&before, &_sv_iocb, sizeof before), 0);
-}
-
-TEST(CallbackTableMerge, EntryFourAloneChangesOnlyCmdTextOut) {
-    TableGuard guard;
-    resetRecorder();
+TEST_F(CallbackTable, AllNullTableChangesNothingAndEntryFourAloneOnlyCmdTextOut) {
     _svIoCallbacks before = _sv_iocb;
     _svIoCallbacks host{};
+    svSetIoCallbacks(&host);
+    svSetIoCallbacks(nullptr);
+    EXPECT_EQ(std::memcmp(&before, &_sv_iocb, sizeof before), 0);
     host.cmdTextOut = &recordText;
     svSetIoCallbacks(&host);
-    EXPECT_TRUE(sameExcept(before, _sv_iocb, 4));
+    _svIoCallbacks after = _sv_iocb;
+    EXPECT_EQ(after.cmdTextOut, &recordText);
+    after.cmdTextOut = before.cmdTextOut;
+    EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
     char text[] = "abcdef";
     ioCmdTextOut(text, 4);
     EXPECT_EQ(gRecorded, "abcd");
     EXPECT_EQ(gCalls, 1);
 }
 
-TEST(CallbackTableMerge, LaterPartialTableKeepsEarlierEntries) {
-    TableGuard guard;
-    resetRecorder();
+TEST_F(CallbackTable, LaterPartialTableKeepsEarlierEntries) {
     _svIoCallbacks first{};
     first.flushRead = &keyQ;
+    first.sleep = &recordSleep;
     svSetIoCallbacks(&first);
     _svIoCallbacks second{};
     second.deleteCurrentLine = &countCall;
@@ -184,33 +139,55 @@ TEST(CallbackTableMerge, LaterPartialTableKeepsEarlierEntries) {
     EXPECT_EQ(services::io::flushRead(), 'q');
     services::io::deleteCurrentLine();
     EXPECT_EQ(gCalls, 1);
+    EXPECT_EQ(svSleep(0.25, true), 11u);
+    EXPECT_EQ(gSeconds, 0.25);
+    EXPECT_TRUE(gFlag);
 }
 
-TEST(CallbackTableMerge, FindFirstFileNameForwardsArgumentsAndAnswer) {
-    TableGuard guard;
+TEST_F(CallbackTable, FindFirstFileNameIsFalseWithoutCallbackElseForwards) {
+    _sv_iocb.findFirstFileName = nullptr;
+    char out[64] = "untouched";
+    EXPECT_FALSE(svFindFirstFileName("a.m", false, out));
+    EXPECT_STREQ(out, "untouched");
     _svIoCallbacks host{};
     host.findFirstFileName = &findInTmp;
     svSetIoCallbacks(&host);
-    char out[64] = "";
     EXPECT_TRUE(svFindFirstFileName("f.m", false, out));
     EXPECT_STREQ(out, "/tmp/f.m");
     EXPECT_FALSE(svFindFirstFileName("g.m", true, out));
     EXPECT_STREQ(out, "/tmp/g.m");
 }
 
-TEST(CallbackTableSetters, SysBeepIgnoresNull) {
-    TableGuard guard;
-    resetRecorder();
+TEST_F(CallbackTable, SingleFunctionSettersIgnoreNull) {
     svSetWS_SysBeepFcn(&countCall);
     svSetWS_SysBeepFcn(nullptr);
+    svSetUIW_GetCommandFcn(&fillCommand);
+    svSetUIW_GetCommandFcn(nullptr);
+    svSetWS_RaiseXtermFcn(&countCall);
+    svSetWS_RaiseXtermFcn(nullptr);
+    svSetWS_ShowSplashScreen(&otherCall);
+    svSetWS_ShowSplashScreen(nullptr);
+    svSetWS_BringCALYXToFront(&countCall);
+    svSetWS_BringCALYXToFront(nullptr);
+    svSetWS_SleepFcn(&recordSleep);
+    svSetWS_SleepFcn(nullptr);
     _sv_iocb.sysBeep();
-    EXPECT_EQ(gCalls, 1);
     EXPECT_EQ(_sv_iocb.sysBeep, &countCall);
+    char buffer[32] = "";
+    EXPECT_EQ(svUIW_GetCommand(buffer, 32), buffer);
+    EXPECT_STREQ(buffer, "x = 1");
+    svWS_RaiseXterm();
+    svWS_ShowSplashScreen();
+    svWS_BringCALYXToFront();
+    EXPECT_EQ(gCalls, 103);
+    // The window system's sleep passes the flag as false.
+    gFlag = true;
+    EXPECT_EQ(svWS_Sleep(2.5), 11u);
+    EXPECT_EQ(gSeconds, 2.5);
+    EXPECT_FALSE(gFlag);
 }
 
-TEST(CallbackTableSetters, FiveArgumentCWCallbacksDropsTheTextFunction) {
-    TableGuard guard;
-    resetRecorder();
+TEST_F(CallbackTable, FiveArgumentCWCallbacksDropsTheTextFunction) {
     void (*cmdTextOutBefore)(char*, int) = _sv_iocb.cmdTextOut;
     svSetUIW_CWCallbacks(&flushSeven, &recordText, &itemName, &countCall, &otherCall);
     EXPECT_EQ(_sv_iocb.cmdTextOut, cmdTextOutBefore);
@@ -222,9 +199,7 @@ TEST(CallbackTableSetters, FiveArgumentCWCallbacksDropsTheTextFunction) {
     EXPECT_EQ(gRecorded, "");  // the text function was never called
 }
 
-TEST(CallbackTableSetters, EventFunctionsArePiecemeal) {
-    TableGuard guard;
-    resetRecorder();
+TEST_F(CallbackTable, EventFunctionsArePiecemeal) {
     svSetWS_EventFcns(nullptr, &createEvent, nullptr, nullptr);
     svSetWS_EventFcns(nullptr, nullptr, nullptr, &countCall);
     EXPECT_EQ(svWS_CreateUserEvent(nullptr), 42);
@@ -234,63 +209,17 @@ TEST(CallbackTableSetters, EventFunctionsArePiecemeal) {
     EXPECT_TRUE(gHostCallbacks.postUserEvent(0, 0));
 }
 
-TEST(CallbackTableSetters, SingleFunctionSettersIgnoreNull) {
-    TableGuard guard;
-    resetRecorder();
-    svSetUIW_GetCommandFcn(&fillCommand);
-    svSetUIW_GetCommandFcn(nullptr);
-    svSetWS_RaiseXtermFcn(&countCall);
-    svSetWS_RaiseXtermFcn(nullptr);
-    svSetWS_ShowSplashScreen(&otherCall);
-    svSetWS_ShowSplashScreen(nullptr);
-    svSetWS_BringCALYXToFront(&countCall);
-    svSetWS_BringCALYXToFront(nullptr);
-    char buffer[32] = "";
-    EXPECT_EQ(svUIW_GetCommand(buffer, 32), buffer);
-    EXPECT_STREQ(buffer, "x = 1");
-    svWS_RaiseXterm();
-    svWS_ShowSplashScreen();
-    svWS_BringCALYXToFront();
-    EXPECT_EQ(gCalls, 102);
-}
-
-TEST(CallbackTableSleep, WindowSystemSleepPassesFlagFalse) {
-    TableGuard guard;
-    resetRecorder();
-    svSetWS_SleepFcn(&recordSleep);
-    svSetWS_SleepFcn(nullptr);
-    gFlag = true;
-    EXPECT_EQ(svWS_Sleep(2.5), 11u);
-    EXPECT_EQ(gSeconds, 2.5);
-    EXPECT_FALSE(gFlag);
-}
-
-TEST(CallbackTableSleep, SessionSleepForwardsSecondsAndFlag) {
-    TableGuard guard;
-    resetRecorder();
-    _svIoCallbacks host{};
-    host.sleep = &recordSleep;
-    svSetIoCallbacks(&host);
-    EXPECT_EQ(svSleep(0.25, true), 11u);
-    EXPECT_EQ(gSeconds, 0.25);
-    EXPECT_TRUE(gFlag);
-}
-
-TEST(CallbackTableSleep, DefaultSleepCutsTheFractionOff) {
-    TableGuard guard;
+TEST_F(CallbackTable, DefaultSleepCutsTheFractionOff) {
     auto seconds = [](double asked, bool windowSystem) {
         auto start = std::chrono::steady_clock::now();
-        unsigned int left = windowSystem ? svWS_Sleep(asked) : svSleep(asked, false);
-        EXPECT_EQ(left, 0u);
+        EXPECT_EQ(windowSystem ? svWS_Sleep(asked) : svSleep(asked, false), 0u);
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     };
     double slept = seconds(1.9, false);
     EXPECT_GE(slept, 0.95);
     EXPECT_LT(slept, 1.5);
     // Below one second, or nonsense: no sleep at all.
-    EXPECT_LT(seconds(0.9, false), 0.3);
-    EXPECT_LT(seconds(-5.0, false), 0.3);
-    EXPECT_LT(seconds(std::nan(""), false), 0.3);
+    for (double asked : {0.9, -5.0, std::nan("")}) EXPECT_LT(seconds(asked, false), 0.3) << asked;
     EXPECT_LT(seconds(0.99, true), 0.3);
 }
 
@@ -306,50 +235,30 @@ private:
 
 } // namespace
 
-TEST(IOProxy, FirstSetProxyWinsAndLaterOnesAreDropped) {
-    auto r = runInFreshProcess([] {
-        static HostProxy first(40), second(50);
-        IOProxy const* dummy = IOProxy::getProxy();
-        QZ_CHILD_CHECK(dummy != nullptr, 2);
-        QZ_CHILD_CHECK(IOProxy::setProxy(&first) == nullptr, 3);
-        QZ_CHILD_CHECK(IOProxy::setProxy(&second) == &first, 4);
-        QZ_CHILD_CHECK(IOProxy::setProxy(nullptr) == &first, 5);
-        QZ_CHILD_CHECK(IOProxy::getProxy() == &first, 6);
-        QZ_CHILD_CHECK(IOProxy::getProxy()->getCmdWindowLength() == 40, 7);
-        return 0;
-    });
-    EXPECT_EQ(r.exitCode, 0);
-}
-
-TEST(IOProxy, DefaultObjectGivesTheBaseBehaviour) {
-    auto r = runInFreshProcess([] {
+TEST(IOProxy, DefaultObjectThenTheFirstSetProxyWins) {
+    EXPECT_EQ(0, runInFreshProcess([] {
         IOProxy const* p = IOProxy::getProxy();
-        QZ_CHILD_CHECK(p != nullptr, 2);
-        QZ_CHILD_CHECK(p == IOProxy::getProxy(), 3);
+        QZ_CHILD_CHECK(p != nullptr && p == IOProxy::getProxy(), 2);
         char buffer[8] = "";
-        QZ_CHILD_CHECK(p->read() == 0 && p->flushRead() == 0, 4);
-        QZ_CHILD_CHECK(p->getCmdWindowLength() == 0 && p->getCmdWindowCommand(buffer, 8) == 0, 5);
-        QZ_CHILD_CHECK(p->getCommandFontSJISFlag() == 0, 6);
+        QZ_CHILD_CHECK(p->read() == 0 && p->flushRead() == 0 && p->getCommandFontSJISFlag() == 0, 3);
+        QZ_CHILD_CHECK(p->getCmdWindowLength() == 0 && p->getCmdWindowCommand(buffer, 8) == 0, 4);
         p->setCmdWindowLength(30);
-        QZ_CHILD_CHECK(p->getCmdWindowLength() == 0, 7);
+        QZ_CHILD_CHECK(p->getCmdWindowLength() == 0, 5);
         p->timedBufferFlush();
-        return 0;
-    });
-    EXPECT_EQ(r.exitCode, 0);
-}
 
-TEST(IOProxy, BaseDeleteCurrentLineBacksOverEightColumnsAndFlushes) {
-    auto r = runInFreshProcess([] {
-        auto buffer = boost::make_shared<qztest::RecordingBuffer>();
-        auto sink = boost::make_shared<CXSink>(boost::shared_ptr<std::streambuf>(buffer));
-        CXStream::CXOut.push(sink);
-        int syncsBefore = buffer->syncs;
-        HostProxy proxy(0);
-        proxy.deleteCurrentLine();
-        QZ_CHILD_CHECK(buffer->text == "\b\b\b\b\b\b\b\b        \b\b\b\b\b\b\b\b", 2);
-        QZ_CHILD_CHECK(buffer->syncs > syncsBefore, 3);
+        static HostProxy first(40), second(50);
+        QZ_CHILD_CHECK(IOProxy::setProxy(&first) == nullptr, 6);
+        QZ_CHILD_CHECK(IOProxy::setProxy(&second) == &first && IOProxy::setProxy(nullptr) == &first, 7);
+        QZ_CHILD_CHECK(IOProxy::getProxy() == &first && IOProxy::getProxy()->getCmdWindowLength() == 40, 8);
+
+        // The base deleteCurrentLine backs over eight columns and flushes.
+        auto buffer8 = boost::make_shared<qztest::RecordingBuffer>();
+        CXStream::CXOut.push(boost::make_shared<CXSink>(boost::shared_ptr<std::streambuf>(buffer8)));
+        int syncsBefore = buffer8->syncs;
+        first.deleteCurrentLine();
+        QZ_CHILD_CHECK(buffer8->text == "\b\b\b\b\b\b\b\b        \b\b\b\b\b\b\b\b", 9);
+        QZ_CHILD_CHECK(buffer8->syncs > syncsBefore, 10);
         CXStream::CXOut.pop();
         return 0;
-    });
-    EXPECT_EQ(r.exitCode, 0);
+    }).exitCode);
 }

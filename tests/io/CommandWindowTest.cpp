@@ -1,4 +1,5 @@
-// The command-window handle, its factories and events, and the buffer guards.
+// The command-window handle, its factories and events, the buffer guards, and
+// the input requester with its guard, events and prompt text.
 #include "qzservices/io/CmdWinEvents.hpp"
 #include "qzservices/io/CmdWinSinkGuards.hpp"
 #include "qzservices/io/CmdWinSinkHandle.hpp"
@@ -11,21 +12,17 @@
 #include <gtest/gtest.h>
 
 using namespace services::io;
+using namespace services::prompt;
 using qztest::TestFactory;
 using qztest::runInFreshProcess;
 
-TEST(CmdWinHandle, NoFactoryMeansNoSinkButStillAProxy) {
+TEST(CmdWinHandle, NoFactoryMeansNoSinkButAProxyAndSetFactoryHasOneLevelOfUndo) {
     qztest::NoFactoryAtExit reset;
     CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(nullptr, nullptr));
-    EXPECT_FALSE(CmdWinSinkHandle::getInstanceAsCmdWin(false));
-    EXPECT_FALSE(CmdWinSinkHandle::getInstanceAsCmdWin(true));
+    EXPECT_FALSE(CmdWinSinkHandle::getInstanceAsCmdWin(false) || CmdWinSinkHandle::getInstanceAsCmdWin(true));
     EXPECT_TRUE(CmdWinSinkHandle::getInstance(false));
     EXPECT_NE(CmdWinSinkHandle::getInstance(false), CmdWinSinkHandle::getInstance(true));
     EXPECT_FALSE(CmdWinSinkHandle::isDirty());
-}
-
-TEST(CmdWinHandle, OneLevelOfUndo) {
-    qztest::NoFactoryAtExit reset;
     TestFactory a, b;
     CmdWinSinkHandle::setFactory(&a);
     CmdWinSinkHandle::setFactory(&b);
@@ -38,29 +35,26 @@ TEST(CmdWinHandle, OneLevelOfUndo) {
 }
 
 TEST(CmdWinHandle, SetFactoryPairReturnsTheOldPairAndSubscribesNothing) {
-    auto r = runInFreshProcess([] {
+    EXPECT_EQ(0, runInFreshProcess([] {
         auto mgr = cxutil::eventmgr::EventMgr::instance();
         TestFactory a, b;
         auto old = CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(&a, &b));
         QZ_CHILD_CHECK(old.first == nullptr && old.second == nullptr, 2);
-        QZ_CHILD_CHECK(mgr->subscriberCount("CLCEvent") == 0, 3);
         old = CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(&b, nullptr));
-        QZ_CHILD_CHECK(old.first == &a && old.second == &b, 4);
+        QZ_CHILD_CHECK(old.first == &a && old.second == &b, 3);
         // A host that only ever used the pair gets no events.
         mgr->publish(boost::make_shared<CLCEvent>());
-        QZ_CHILD_CHECK(b.out->clcs == 0, 5);
+        QZ_CHILD_CHECK(b.out->clcs == 0 && mgr->subscriberCount("CLCEvent") == 0, 4);
         // setFactory subscribes, once however often it is called.
         CmdWinSinkHandle::setFactory(&a);
         CmdWinSinkHandle::setFactory(&b);
-        QZ_CHILD_CHECK(mgr->subscriberCount("CLCEvent") == 1, 6);
-        QZ_CHILD_CHECK(mgr->subscriberCount("HomeEvent") == 1, 7);
-        QZ_CHILD_CHECK(mgr->subscriberCount("InputRequestEvent") == 1, 8);
+        for (char const* type : {"CLCEvent", "HomeEvent", "InputRequestEvent"})
+            QZ_CHILD_CHECK(mgr->subscriberCount(type) == 1, 5);
         return 0;
-    });
-    EXPECT_EQ(r.exitCode, 0);
+    }).exitCode);
 }
 
-TEST(CmdWinHandle, EventsReachTheCurrentOutputSink) {
+TEST(CmdWinHandle, EventsDirtyFlagAndKeyStrokesReachTheCurrentOutputSink) {
     qztest::NoFactoryAtExit reset;
     TestFactory f;
     CmdWinSinkHandle::setFactory(&f);
@@ -71,21 +65,15 @@ TEST(CmdWinHandle, EventsReachTheCurrentOutputSink) {
     EXPECT_EQ(f.out->clcs, 1);
     EXPECT_EQ(f.out->homes, 2);
     EXPECT_EQ(f.err->clcs + f.err->homes, 0);
-
     // An input request asks the host only when it says a request is necessary.
-    mgr->publish(boost::make_shared<services::prompt::InputRequestEvent>(services::prompt::COMMAND_LINE));
+    mgr->publish(boost::make_shared<InputRequestEvent>(COMMAND_LINE));
     EXPECT_EQ(f.out->inputRequests, 1);
     f.out->inputNecessary = false;
-    mgr->publish(boost::make_shared<services::prompt::InputRequestEvent>());
+    mgr->publish(boost::make_shared<InputRequestEvent>());
     EXPECT_EQ(f.out->inputRequests, 1);
-}
 
-TEST(CmdWinHandle, DirtyFlagAndKeyStrokesGoToTheSink) {
-    qztest::NoFactoryAtExit reset;
-    TestFactory f;
-    CmdWinSinkHandle::setFactory(&f);
     EXPECT_FALSE(CmdWinSinkHandle::isDirty());
-    CmdWinSinkHandle::keyStrokeRequested(services::prompt::KEYBOARD_FUNCTION);
+    CmdWinSinkHandle::keyStrokeRequested(KEYBOARD_FUNCTION);
     EXPECT_TRUE(f.out->isDirty());
     CmdWinSinkHandle::setDirty(false);
     EXPECT_FALSE(CmdWinSinkHandle::isDirty());
@@ -104,16 +92,10 @@ TEST(DefaultFactory, SameTwoSinksThatSwallowUntilGivenAFunction) {
     std::ostream os(out->getOutStreamBuffer().get());
     os << "vanishes" << std::flush;
     std::string seen;
-    f->outputSink()->set_function([&seen](char const* s) { seen += s; return 0; });
+    f->outputSink()->set_function([&seen](char const* s) { return seen += s, 0; });
     os << "arrives" << std::flush;
     f->outputSink()->set_function([](char const*) { return 0; });
     EXPECT_EQ(seen, "arrives");
-}
-
-TEST(BufferGuards, NullSinkDoesNothingAtEitherEnd) {
-    auto b = boost::make_shared<qztest::RecordingBuffer>();
-    EXPECT_NO_THROW({ CmdWinSinkUseAlternateBuffer g(boost::shared_ptr<CmdWinSink>(), b); });
-    EXPECT_NO_THROW({ CmdWinSinkUseInitialBuffer g(boost::shared_ptr<CmdWinSink>()); });
 }
 
 namespace {
@@ -127,33 +109,83 @@ public:
 
 } // namespace
 
-TEST(BufferGuards, AlternateNarrowBufferOnUtf16SinkPutsTheUtf16BufferBack) {
+TEST(BufferGuards, AlternateAndInitialBuffersForAScope) {
+    auto b = boost::make_shared<qztest::RecordingBuffer>();
+    EXPECT_NO_THROW({ CmdWinSinkUseAlternateBuffer g(boost::shared_ptr<CmdWinSink>(), b); });
+    EXPECT_NO_THROW({ CmdWinSinkUseInitialBuffer g(boost::shared_ptr<CmdWinSink>()); });
+
     auto original = boost::make_shared<qztest::RecordingUBuffer>();
     auto sink = boost::make_shared<Utf16Sink>(original);
-    auto alternate = boost::make_shared<qztest::RecordingBuffer>();
     {
-        CmdWinSinkUseAlternateBuffer g(sink, alternate);
-        EXPECT_EQ(sink->getOutStreamBuffer(), alternate);
+        CmdWinSinkUseAlternateBuffer g(sink, b);
+        EXPECT_EQ(sink->getOutStreamBuffer(), b);
         sink->getOutStreamBuffer()->sputn("during", 6);
     }
-    EXPECT_EQ(alternate->text, "during");
+    EXPECT_EQ(b->text, "during");
     EXPECT_EQ(sink->getUnicodeOutStreamBuffer(), original);
-    // The UTF-16 buffer is primary again: deactivate syncs it, not a narrow one.
-    sink->deactivate();
+    sink->deactivate();  // the UTF-16 buffer is primary again
     EXPECT_EQ(original->syncs, 1);
-    EXPECT_EQ(alternate->syncs, 0);
-}
+    EXPECT_EQ(b->syncs, 0);
 
-TEST(BufferGuards, InitialBufferForAScopeThenTheReplacementAgain) {
-    auto original = boost::make_shared<qztest::RecordingUBuffer>();
-    auto sink = boost::make_shared<Utf16Sink>(original);
-    auto replacement = boost::make_shared<qztest::RecordingBuffer>();
-    sink->setOutStreamBuffer(replacement);
+    sink->setOutStreamBuffer(b);
     {
         CmdWinSinkUseInitialBuffer g(sink);
         EXPECT_EQ(sink->getUnicodeOutStreamBuffer(), original);
         sink->getOutStreamBuffer()->sputn("x", 1);
     }
-    EXPECT_EQ(sink->getOutStreamBuffer(), replacement);
+    EXPECT_EQ(sink->getOutStreamBuffer(), b);
     EXPECT_EQ(original->text, qztest::u16(u"x"));
+}
+
+TEST(InputRequester, GuardsRestoreInOrderAndAPublishingOneAnnouncesBothValues) {
+    std::vector<int> seen;
+    auto conn = cxutil::eventmgr::EventMgr::instance()->subscribe<InputRequestEvent>(
+        [&seen](InputRequestEvent const& e) { seen.push_back(e.getRequester()); }, "InputRequestEvent");
+    InputRequester before = setInputRequester(PAUSE);
+    {
+        InputRequesterGuard outer(DEBUGGER, false);
+        EXPECT_EQ(getInputRequester(), DEBUGGER);
+        {
+            InputRequesterGuard inner(MORE_PROMPT, false);
+            EXPECT_EQ(getInputRequester(), MORE_PROMPT);
+        }
+        EXPECT_EQ(getInputRequester(), DEBUGGER);
+    }
+    EXPECT_EQ(getInputRequester(), PAUSE);
+    EXPECT_TRUE(seen.empty());
+    { InputRequesterGuard g(INPUT_FUNCTION, true); }
+    EXPECT_EQ(seen, (std::vector<int>{INPUT_FUNCTION, PAUSE}));
+    conn->disconnect();
+    setInputRequester(before);
+}
+
+TEST(InputRequester, EventEqualityNeedsTheSameRequesterAndSubclassesListTheirName) {
+    EXPECT_NE(InputRequestEvent(DEBUGGER), InputRequestEvent(PAUSE));
+    EXPECT_EQ(InputRequestEvent(), InputRequestEvent(NO_REQUESTER));
+    std::unique_ptr<InputRequestEvent> copy(InputRequestEvent(MORE_PROMPT).clone());
+    EXPECT_EQ(*copy, InputRequestEvent(MORE_PROMPT));
+    InputRequestEvent sub(std::vector<std::string>{"SubRequestEvent"}, DEBUGGER);
+    EXPECT_EQ(sub.getTypes(), (std::vector<std::string>{"BaseEvent", "InputRequestEvent", "SubRequestEvent"}));
+    EXPECT_NE(sub, InputRequestEvent(DEBUGGER));
+}
+
+TEST(PromptText, ThreeStatesNoWayBackThroughTheGuardAndTheKeyboardFlag) {
+    using services::PromptHolder;
+    EXPECT_EQ(0, runInFreshProcess([] {
+        QZ_CHILD_CHECK(std::string(PromptHolder::getString()) == ">>", 2);
+        QZ_CHILD_CHECK(!PromptHolder::isEmergency() && !PromptHolder::isQuestion(), 3);
+        {
+            services::PromptGuard g;
+            QZ_CHILD_CHECK(std::string(PromptHolder::getString()) == "Attempt to restart CALYX? [y or n]>>", 4);
+            QZ_CHILD_CHECK(PromptHolder::isQuestion() && PromptHolder::isEmergency(), 5);
+        }
+        QZ_CHILD_CHECK(std::string(PromptHolder::getString()) == "[Please exit and restart CALYX]>>", 6);
+        QZ_CHILD_CHECK(PromptHolder::isEmergency() && !PromptHolder::isQuestion(), 7);
+        PromptHolder::setState(static_cast<PromptHolder::State>(3));  // unknown states read as normal
+        QZ_CHILD_CHECK(std::string(PromptHolder::getString()) == ">>", 8);
+        QZ_CHILD_CHECK(getInputRequester() == COMMAND_LINE, 9);
+        QZ_CHILD_CHECK(!svIsReadingKeyboardInput() && svSetReadingKeyboardInput(true) == false, 10);
+        QZ_CHILD_CHECK(svSetReadingKeyboardInput(true) == true && svIsReadingKeyboardInput(), 11);
+        return 0;
+    }).exitCode);
 }

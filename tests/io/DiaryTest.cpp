@@ -2,13 +2,10 @@
 // copy of the text, and the history's dates. Each test works in a fresh
 // folder of its own, with the streams on the command-window proxies.
 #include "qzservices/io/diary.hpp"
-#include "qzservices/io/CXStream.hpp"
 #include "qzservices/io/CXStringSink.hpp"
-#include "qzservices/io/CmdWinSinkHandle.hpp"
 #include "qzservices/io/UnicodeStreams.hpp"
-#include "qzservices/io/more.hpp"
 #include "io/display_date.hpp"
-#include "support/test_sinks.hpp"
+#include "support/io_proxy_streams.hpp"
 
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
@@ -18,10 +15,10 @@
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
+#include <optional>
 #include <regex>
 #include <sstream>
 #include <string>
-#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace services::io;
@@ -29,15 +26,16 @@ using namespace services::io;
 namespace {
 
 std::string fileText(std::string const& name) {
-    std::ifstream in(name);
     std::stringstream text;
-    text << in.rdbuf();
+    text << std::ifstream(name).rdbuf();
     return text.str();
 }
 
-bool exists(std::string const& name) {
-    struct stat st;
-    return stat(name.c_str(), &st) == 0;
+bool exists(std::string const& name) { return access(name.c_str(), F_OK) == 0; }
+
+std::string here() {
+    char buffer[4096];
+    return getcwd(buffer, sizeof buffer) ? buffer : "/";
 }
 
 class Diary : public ::testing::Test {
@@ -46,24 +44,11 @@ protected:
         char folder[] = "/tmp/qz_diary_XXXXXX";
         ASSERT_NE(nullptr, mkdtemp(folder));
         folder_ = folder;
-        char here[4096];
-        ASSERT_NE(nullptr, getcwd(here, sizeof here));
-        home_ = here;
         ASSERT_EQ(0, chdir(folder_.c_str()));
-        CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(nullptr, nullptr));
-        CXStream::CXOut.push(CmdWinSinkHandle::getInstance(false));
-        CXStream::CXErr.push(CmdWinSinkHandle::getInstance(true));
-        MoreControl(false);
     }
     void TearDown() override {
         if (nmIsDiaryEnabled()) nmDiaryFcn("off");
         nmSetDiaryFile("diary");
-        CmdWinSinkHandle::setFactory(&flusher_);  // lets the proxies hand on what they kept
-        CXStream::CXOut.flush();
-        CXStream::CXErr.flush();
-        CXStream::CXErr.pop();
-        CXStream::CXOut.pop();
-        CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(nullptr, nullptr));
         EXPECT_EQ(0, chdir(home_.c_str()));
         std::system(("rm -rf " + folder_).c_str());
     }
@@ -74,58 +59,41 @@ protected:
         if (FILE* f = ioGetDiaryFilePointer()) std::fflush(f);
         return fileText(name);
     }
-
-    std::string folder_;
-    std::string home_;
-    qztest::TestFactory flusher_;
+    std::string folder_, home_ = here();
+    qztest::ProxyStreams streams_;
 };
 
 } // namespace
 
-TEST_F(Diary, NoArgumentTogglesAndKeywordsOnlySwitch) {
+TEST_F(Diary, NoArgumentTogglesAndKeywordsInAnyCaseOnlySwitch) {
     EXPECT_FALSE(nmIsDiaryEnabled());
     EXPECT_STREQ("diary", nmGetDiaryFile());
     nmDiaryFcn("");
-    EXPECT_TRUE(nmIsDiaryEnabled());
-    EXPECT_TRUE(exists("diary"));
-    EXPECT_TRUE(CXStream::diaryStreamPtr_ != nullptr);
+    EXPECT_TRUE(nmIsDiaryEnabled() && exists("diary") && CXStream::diaryStreamPtr_ != nullptr);
     nmDiaryFcn("");
     EXPECT_FALSE(nmIsDiaryEnabled());
-    EXPECT_EQ(nullptr, ioGetDiaryFilePointer());
-    EXPECT_TRUE(CXStream::diaryStreamPtr_ == nullptr);
-
-    nmDiaryFcn("on");
+    EXPECT_TRUE(ioGetDiaryFilePointer() == nullptr && CXStream::diaryStreamPtr_ == nullptr);
+    nmDiaryFcn("ON");
     FILE* const first = ioGetDiaryFilePointer();
     ASSERT_NE(nullptr, first);
     nmDiaryFcn("on");  // already on: the same file stays open
     EXPECT_EQ(first, ioGetDiaryFilePointer());
-    nmDiaryFcn("off");
-    nmDiaryFcn("off");
-    EXPECT_FALSE(nmIsDiaryEnabled());
-    // "ON" is the keyword in any case, not a file name.
-    nmDiaryFcn("ON");
-    EXPECT_TRUE(nmIsDiaryEnabled());
     EXPECT_STREQ("diary", nmGetDiaryFile());
     EXPECT_FALSE(exists("ON"));
     nmDiaryFcn("oFF");
+    nmDiaryFcn("off");
     EXPECT_FALSE(nmIsDiaryEnabled());
 }
 
-TEST_F(Diary, TextAppendsToWhatTheFileHeld) {
+TEST_F(Diary, TextAppendsAndANameChangeWhileOnMovesTheDiary) {
     { std::ofstream("diary") << "before\n"; }
     nmDiaryFcn("on");
     CXStream::CXOut << "caf\xC3\xA9\n";
-    EXPECT_EQ("before\ncaf\xC3\xA9\n", diaryText("diary"));
-}
-
-TEST_F(Diary, NameChangeWhileOnMovesTheDiary) {
-    nmDiaryFcn("on");
-    CXStream::CXOut << "one\n";
     nmDiaryFcn("x.txt");
     EXPECT_TRUE(nmIsDiaryEnabled());
     EXPECT_STREQ("x.txt", nmGetDiaryFile());
     CXStream::CXOut << "two\n";
-    EXPECT_EQ("one\n", diaryText("diary"));
+    EXPECT_EQ("before\ncaf\xC3\xA9\n", diaryText("diary"));
     EXPECT_EQ("two\n", diaryText("x.txt"));
     // Off keeps the name, so that "on" reopens the same file.
     nmDiaryFcn("off");
@@ -134,37 +102,26 @@ TEST_F(Diary, NameChangeWhileOnMovesTheDiary) {
     EXPECT_EQ("two\nthree\n", diaryText("x.txt"));
 }
 
-TEST_F(Diary, SettingTheNameNeverSwitches) {
+TEST_F(Diary, NamesUpTo4352CharactersAndSettingOneNeverSwitches) {
     EXPECT_STREQ("y.txt", nmSetDiaryFile("y.txt"));
-    EXPECT_FALSE(nmIsDiaryEnabled());
-    EXPECT_FALSE(exists("y.txt"));
-    // A file name given to the command switches the diary on.
-    nmDiaryFcn("z.txt");
-    EXPECT_TRUE(nmIsDiaryEnabled());
-    EXPECT_TRUE(exists("z.txt"));
-}
-
-TEST_F(Diary, NamesUpTo4352CharactersAreAccepted) {
+    EXPECT_FALSE(nmIsDiaryEnabled() || exists("y.txt"));
     std::string const longest(4352, 'n');
     EXPECT_EQ(longest, nmSetDiaryFile(longest.c_str()));
-    std::string const tooLong(4353, 'n');
     try {
-        nmSetDiaryFile(tooLong.c_str());
+        nmSetDiaryFile(std::string(4353, 'n').c_str());
         FAIL() << "a name of 4353 characters was accepted";
     } catch (vx::Error const& e) {
         EXPECT_EQ("CALYX:fileio:filenameTooLong", e.identifier());
     }
     EXPECT_EQ(longest, nmGetDiaryFile());
-}
-
-TEST_F(Diary, AFileThatCannotBeOpenedLeavesTheDiaryOffWithTheNewName) {
+    // A file that cannot be opened leaves the diary off with the new name.
     EXPECT_THROW(nmDiaryFcn("no-such-folder/d.txt"), vx::Error);
     EXPECT_FALSE(nmIsDiaryEnabled());
     EXPECT_TRUE(CXStream::diaryStreamPtr_ == nullptr);
     EXPECT_STREQ("no-such-folder/d.txt", nmGetDiaryFile());
 }
 
-TEST_F(Diary, TextWrittenBeforeASinkExistsReachesTheFile) {
+TEST_F(Diary, TextWrittenBeforeASinkExistsReachesTheFileOnce) {
     nmDiaryFcn("on");
     CXStream::CXOut << "kept until a window exists\n";
     EXPECT_EQ("kept until a window exists\n", diaryText("diary"));
@@ -172,7 +129,6 @@ TEST_F(Diary, TextWrittenBeforeASinkExistsReachesTheFile) {
     CmdWinSinkHandle::setFactory(&window);
     CXStream::CXOut << "shown\n";
     CXStream::CXOut.flush();
-    // The window gets the kept text once; the diary does not get it twice.
     EXPECT_EQ("kept until a window exists\nshown\n", window.out->text());
     EXPECT_EQ("kept until a window exists\nshown\n", diaryText("diary"));
 }
@@ -188,16 +144,11 @@ TEST_F(Diary, RecordsTheSessionExactlyAsTheWindowShowsIt) {
     CXStream::CXOut.flush();
     CXStream::CXErr << "Error: undefined\n";
     CXStream::CXErr.flush();
-    {
-        unsigned short const wide[] = {0xE9, '\n'};
-        services::io::uout u;
-        u.write(wide, 2);
-        u.flush();
-    }
+    unsigned short const wide[] = {0xE9, '\n'};
+    services::io::uout().write(wide, 2).flush();
     nmDiaryFcn("off");
     CXStream::CXOut << "not recorded either\n";
-    std::string const expected = ">> x = 1\n\nx =\n\n     1\n\nError: undefined\n\xC3\xA9\n";
-    EXPECT_EQ(expected, fileText("session.txt"));
+    EXPECT_EQ(">> x = 1\n\nx =\n\n     1\n\nError: undefined\n\xC3\xA9\n", fileText("session.txt"));
     EXPECT_EQ(window.out->text() + window.err->text(),
               "not recorded\n>> x = 1\n\nx =\n\n     1\n\n\xC3\xA9\nnot recorded either\nError: undefined\n");
 }
@@ -206,12 +157,9 @@ TEST_F(Diary, PrintfWritesOnlyToAnOpenDiaryThatTheSinkKeeps) {
     nmDiaryPrintf("off %d\n", 1);
     nmDiaryFcn("on");
     nmDiaryPrintf("on %d\n", 2);
-    {
-        auto noDiary = boost::make_shared<CXStringSink>();
-        CXStream::CXOut.push(noDiary);
-        nmDiaryPrintf("not kept %d\n", 3);
-        CXStream::CXOut.pop();
-    }
+    CXStream::CXOut.push(boost::make_shared<CXStringSink>());
+    nmDiaryPrintf("not kept %d\n", 3);
+    CXStream::CXOut.pop();
     EXPECT_EQ("on 2\n", diaryText("diary"));
     EXPECT_FALSE(exists("off"));
 }
@@ -241,39 +189,31 @@ TEST_F(Diary, BuiltInChecksItsArguments) {
 
 namespace {
 
-// UTC and the C locale's formats for the length of a test.
+// UTC and the C locale's formats ("%m/%d/%y", "%I:%M:%S %p") for a test.
 class DisplayDate : public ::testing::Test {
 protected:
     void SetUp() override {
-        char const* tz = std::getenv("TZ");
-        hadTz_ = tz != nullptr;
-        if (hadTz_) savedTz_ = tz;
         setenv("TZ", "UTC", 1);
         tzset();
     }
     void TearDown() override {
-        if (hadTz_) setenv("TZ", savedTz_.c_str(), 1);
+        if (savedTz_) setenv("TZ", savedTz_->c_str(), 1);
         else unsetenv("TZ");
         tzset();
     }
-
 private:
-    bool hadTz_ = false;
-    std::string savedTz_;
+    std::optional<std::string> savedTz_ =
+        std::getenv("TZ") ? std::optional<std::string>(std::getenv("TZ")) : std::nullopt;
 };
 
 } // namespace
 
-TEST_F(DisplayDate, HalfASecondRoundsUp) {
-    // The C locale: "%m/%d/%y" and "%I:%M:%S %p".
+TEST_F(DisplayDate, HalfASecondRoundsUpAndTwentyFourHoursServeWithoutAmPm) {
     EXPECT_EQ("01/01/70 12:00:02 AM", svGetDisplayDate(1500));
     EXPECT_EQ("01/01/70 12:00:01 AM", svGetDisplayDate(1499));
     EXPECT_EQ("11/14/23 10:13:20 PM", svGetDisplayDate(1700000000000L));
-}
-
-TEST_F(DisplayDate, TwentyFourHourFormatServesWhenThereIsNoAmPmFormat) {
-    EXPECT_EQ("1970-01-01 13:00:00", services::io::detail::displayDate(46800000, "%Y-%m-%d", "", "%H:%M:%S"));
-    EXPECT_EQ("1970-01-01 13:00:00", services::io::detail::displayDate(46800000, "%Y-%m-%d", nullptr, "%H:%M:%S"));
+    for (char const* amPm : {"", static_cast<char const*>(nullptr)})
+        EXPECT_EQ("1970-01-01 13:00:00", services::io::detail::displayDate(46800000, "%Y-%m-%d", amPm, "%H:%M:%S"));
 }
 
 TEST_F(DisplayDate, WithoutTimeFormatsThePresentTimeCarriesItsOwnMarks) {

@@ -3,6 +3,7 @@
 // pipe on its standard output.
 #include "qzservices/io/keybrd.hpp"
 #include "qzservices/io/typeahead.hpp"
+#include "support/child_process.hpp"
 
 #include <gtest/gtest.h>
 
@@ -69,34 +70,34 @@ std::function<void()> decodeKeys(int keys) {
     };
 }
 
-TEST(TerminalKeyboard, PlainKeysAndKnownSequencesBecomeSingleCodes) {
-    PtyRun run = runOnPty("xterm", "a\x1b[A\x1bOA\x1b[5~\x1b[1;5D", decodeKeys(5));
-    EXPECT_EQ(0, run.exitCode);
-    // xterm's own up arrow (ESC O A) and the built-in ESC [ A both give 259.
-    EXPECT_EQ("R[97][259][259][339][507]", run.out);
-}
-
-TEST(TerminalKeyboard, UnknownSequenceGivesItsFirstCharacterAndTheRestAfter) {
-    PtyRun run = runOnPty("xterm", "\x1bxy", decodeKeys(3));
-    EXPECT_EQ("R[27][120][121]", run.out);
-}
-
-TEST(TerminalKeyboard, BrokenSequenceIsGivenBackInOrder) {
-    // ESC [ 1 ; 5 begins known sequences; "z" ends the hope.
-    PtyRun run = runOnPty("xterm", "\x1b[1;5zq", decodeKeys(6));
-    EXPECT_EQ("R[27][91][49][59][53][122]", run.out);
-}
-
-TEST(TerminalKeyboard, WithoutTermTheVt100DescriptionServes) {
-    PtyRun run = runOnPty(nullptr, "\x1b[B\x7f", decodeKeys(2));
-    EXPECT_EQ(0, run.exitCode);
-    EXPECT_EQ("R[258][263]", run.out);
-}
-
-TEST(TerminalKeyboard, UnknownTerminalFallsBackToVt100) {
-    PtyRun run = runOnPty("no-such-terminal-type", "\x1b[C", decodeKeys(1));
-    EXPECT_EQ(0, run.exitCode);
-    EXPECT_EQ("R[261]", run.out);
+TEST(TerminalKeyboard, KeysAndSequencesDecodeUnderEachTerminalDescription) {
+    struct Row {
+        char const* term;
+        char const* typed;
+        int keys;
+        char const* decoded;
+    } const rows[] = {
+        // xterm's own up arrow (ESC O A) and the built-in ESC [ A both give 259.
+        {"xterm", "a\x1b[A\x1bOA\x1b[5~\x1b[1;5D", 5, "R[97][259][259][339][507]"},
+        // An unknown sequence gives its first character and the rest after.
+        {"xterm", "\x1bxy", 3, "R[27][120][121]"},
+        // ESC [ 1 ; 5 begins known sequences; "z" ends the hope: all given back in order.
+        {"xterm", "\x1b[1;5zq", 6, "R[27][91][49][59][53][122]"},
+        // xterm's kbs is 127 itself: the description's record takes the
+        // sequence over, and it still reads as the backspace key.
+        {"xterm", "\x7f\x08", 2, "R[263][8]"},
+        // vt100: kcuu1 is ESC O A and kbs is ^H; ESC [ A and 127 come from the built-in rows.
+        {"vt100", "\x1bOA\x1b[A\x08\x7f", 4, "R[259][259][263][263]"},
+        // Without TERM, or with one unknown, the vt100 description serves.
+        {nullptr, "\x1b[B\x7f", 2, "R[258][263]"},
+        {"no-such-terminal-type", "\x1b[C", 1, "R[261]"},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.term ? row.term : "no TERM");
+        PtyRun run = runOnPty(row.term, row.typed, decodeKeys(row.keys));
+        EXPECT_EQ(0, run.exitCode);
+        EXPECT_EQ(row.decoded, run.out);
+    }
 }
 
 TEST(TerminalKeyboard, ModesKeypadAndBackspaceOutput) {
@@ -125,37 +126,14 @@ TEST(TerminalKeyboard, ModesKeypadAndBackspaceOutput) {
 }
 
 TEST(TerminalKeyboard, InputThatIsNoTerminalPassesThrough) {
-    int fds[2];
-    ASSERT_EQ(0, pipe(fds));
-    (void)!write(fds[1], "\x1b[A", 3);
-    close(fds[1]);
-    pid_t pid = fork();
-    if (pid == 0) {
-        dup2(fds[0], 0);
-        int const codes[3] = {ioGetCharNoEcho(true, false), ioGetCharNoEcho(true, false), ioGetCharNoEcho(true, false)};
-        bool const ok = svGetPristineTTY() == nullptr && !ioIsKeyboard() && codes[0] == 27 && codes[1] == '[' &&
-                        codes[2] == 'A';
-        _exit(ok ? 0 : 1);
-    }
-    close(fds[0]);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(0, WEXITSTATUS(status));
-}
-
-TEST(TerminalKeyboard, Vt100DescriptionAndBuiltInRowsTogether) {
-    // vt100: kcuu1 is ESC O A and kbs is ^H; ESC [ A and 127 come from the built-in rows.
-    PtyRun run = runOnPty("vt100", "\x1bOA\x1b[A\x08\x7f", decodeKeys(4));
-    EXPECT_EQ(0, run.exitCode);
-    EXPECT_EQ("R[259][259][263][263]", run.out);
-}
-
-TEST(TerminalKeyboard, XtermBackspaceReplacesTheBuiltInRow) {
-    // xterm's kbs is 127 itself: the description's record takes the sequence
-    // over, and it still reads as the backspace key.
-    PtyRun run = runOnPty("xterm", "\x7f\x08", decodeKeys(2));
-    EXPECT_EQ("R[263][8]", run.out);
+    EXPECT_EQ(0, qztest::runInFreshProcess([] {
+        int fds[2];
+        QZ_CHILD_CHECK(pipe(fds) == 0 && write(fds[1], "\x1b[A", 3) == 3 && dup2(fds[0], 0) == 0, 2);
+        close(fds[1]);
+        for (int expected : {27, int('['), int('A')}) QZ_CHILD_CHECK(ioGetCharNoEcho(true, false) == expected, 3);
+        QZ_CHILD_CHECK(svGetPristineTTY() == nullptr && !ioIsKeyboard(), 4);
+        return 0;
+    }).exitCode);
 }
 
 // A description compiled here (tic -x) whose screen capabilities "cl", "ho"

@@ -1,6 +1,6 @@
-// The regular expression stand-in: built patterns mean exactly their parts,
-// tokens are numbered per alternative, positions are units of the text, and
-// replacement rewrites every match.
+// The regular expression stand-in beyond what the hot links use: built
+// patterns mean exactly their parts, positions are units of the text, and
+// replacement rewrites every match by its template.
 #include <gtest/gtest.h>
 #include <rx/rx.hpp>
 
@@ -9,20 +9,23 @@
 
 namespace {
 
+using B = RX_Builder_Space;
+
 RX_UString u16(char const* ascii) { return RX_UString(ascii, ascii + std::strlen(ascii)); }
 
-std::string token(RX_Results const& r, size_t i, std::string const& text) {
-    size_t start = 0, length = 0;
-    if (!r.tokens().get(i, start, length)) return "<none>";
-    return text.substr(start, length);
+// Where the whole pattern first matches in text, from index `from`: "start+length", or "-".
+std::string where(RX_Tree const& tree, std::string const& text, size_t from = 0) {
+    RX_Results r;
+    if (!tree.match(text.c_str(), text.size(), from, r)) return "-";
+    return std::to_string(r.start()) + "+" + std::to_string(r.length());
 }
 
 // The hot-link shape: <a href="..."> text </a>, or <strong> text </strong>.
 RX_Node linkPattern() {
-    RX_Builder_Space b;
-    RX_Node const w = b.kleene(b.set(RX_Builder_Space::SET_SPACE));
-    RX_Node const anyLazy = b.kleene(b.set(RX_Builder_Space::SET_ANY), false);
-    RX_Node const link = b.capture("<a" + b.set(RX_Builder_Space::SET_SPACE) + w + "href" + w + "=" + w + "\"" +
+    B b;
+    RX_Node const w = b.kleene(b.set(B::SET_SPACE));
+    RX_Node const anyLazy = b.kleene(b.set(B::SET_ANY), false);
+    RX_Node const link = b.capture("<a" + b.set(B::SET_SPACE) + w + "href" + w + "=" + w + "\"" +
                                    b.kleene(b.none_of("\"")) + "\"" + b.kleene(b.none_of(">")) + ">") +
                          b.capture(anyLazy) + b.capture(b.text("</a>"));
     RX_Node const strong = b.capture(b.text("<strong>")) + b.capture(anyLazy) + b.capture(b.text("</strong>"));
@@ -31,97 +34,39 @@ RX_Node linkPattern() {
 
 } // namespace
 
-TEST(RegexBuilder, LiteralsMeanOnlyThemselves) {
-    RX_Builder_Space b;
-    RX_Tree tree(b.text("a.b*(c)[d]\\$^|?+{1}"), 0);
-    RX_Results r;
-    std::string const text = "xx a.b*(c)[d]\\$^|?+{1} yy";
-    ASSERT_TRUE(tree.match(text.c_str(), text.size(), 0, r));
-    EXPECT_EQ(3u, r.start());
-    EXPECT_EQ(19u, r.length());
-    EXPECT_FALSE(tree.match("aXbbc", 5, 0, r));
-    EXPECT_EQ(0u, tree.tokenCount());
-}
-
-TEST(RegexBuilder, RepetitionAppliesToTheWholeNode) {
-    RX_Builder_Space b;
-    // kleene of a two-character text repeats the pair, not its last character.
-    RX_Tree tree(b.special(RX_Builder_Space::SPECIAL_TEXT_START) + b.kleene(b.text("ab")) +
-                     b.special(RX_Builder_Space::SPECIAL_TEXT_END),
-                 0);
-    RX_Results r;
-    EXPECT_TRUE(tree.match("ababab", 6, 0, r));
-    EXPECT_FALSE(tree.match("abbb", 4, 0, r));
-    EXPECT_TRUE(tree.match("", 0, 0, r));
-}
-
-TEST(RegexBuilder, SetsAndClasses) {
-    RX_Builder_Space b;
-    RX_Results r;
-    RX_Tree digits(b.set(RX_Builder_Space::SET_DIGIT) + b.kleene(b.set(RX_Builder_Space::SET_DIGIT)), 0);
-    ASSERT_TRUE(digits.match("ab123c", 6, 0, r));
-    EXPECT_EQ(2u, r.start());
-    EXPECT_EQ(3u, r.length());
-    RX_Tree notQuote(b.kleene(b.none_of("\"]")) + "]", 0);
-    ASSERT_TRUE(notQuote.match("x\"ab]", 5, 0, r));
-    EXPECT_EQ(2u, r.start());
-    RX_Tree vowel(b.one_of("aeiou"), 0);
-    ASSERT_TRUE(vowel.match("xyzo", 4, 0, r));
-    EXPECT_EQ(3u, r.start());
+TEST(RegexBuilder, EachBuildingBlockMeansExactlyItsParts) {
+    B b;
+    RX_Node const anchored = b.special(B::SPECIAL_TEXT_START) + b.kleene(b.text("ab")) + b.special(B::SPECIAL_TEXT_END);
+    RX_Node const literal = b.text("a.b*(c)[d]\\$^|?+{1}");
+    struct Row {
+        RX_Node pattern;
+        int flags;
+        std::string text, expected;
+    } const rows[] = {
+        {literal, 0, "xx a.b*(c)[d]\\$^|?+{1} yy", "3+19"},  // literals mean only themselves
+        {literal, 0, "aXbbc", "-"},
+        {anchored, 0, "ababab", "0+6"},  // kleene repeats the whole pair
+        {anchored, 0, "abbb", "-"},
+        {anchored, 0, "", "0+0"},
+        {b.set(B::SET_DIGIT) + b.kleene(b.set(B::SET_DIGIT)), 0, "ab123c", "2+3"},
+        {b.kleene(b.none_of("\"]")) + "]", 0, "x\"ab]", "2+3"},
+        {b.one_of("aeiou"), 0, "xyzo", "3+1"},
+        {b.text("href"), 0, "HREF", "-"},
+        {b.text("href"), RX_Tree::RX_ICASE, "HREF", "0+4"},
+        {b.text("<b>") + b.kleene(b.set(B::SET_ANY), false) + "</b>", 0, "<b>one</b><b>two</b>", "0+10"},  // lazy
+        {b.text("<b>") + b.kleene(b.set(B::SET_ANY)) + "</b>", 0, "<b>one</b><b>two</b>", "0+20"},  // greedy
+    };
+    for (Row const& r : rows) EXPECT_EQ(r.expected, where(RX_Tree(r.pattern, r.flags), r.text)) << r.text;
+    EXPECT_EQ(0u, RX_Tree(literal, 0).tokenCount());
+    // From index 1 the "b" of "ab" is inside a word; the next "b" starts one.
+    EXPECT_EQ("3+1", where(RX_Tree(b.special(B::SPECIAL_WORD_BOUNDARY) + "b", 0), "ab b", 1));
     EXPECT_THROW(b.set(99), RX_Error);
     EXPECT_THROW(b.special(99), RX_Error);
 }
 
-TEST(RegexBuilder, GreedyAndLazyRepetition) {
-    RX_Builder_Space b;
-    RX_Results r;
-    std::string const text = "<b>one</b><b>two</b>";
-    RX_Tree lazy(b.text("<b>") + b.capture(b.kleene(b.set(RX_Builder_Space::SET_ANY), false)) + "</b>", 0);
-    ASSERT_TRUE(lazy.match(text.c_str(), text.size(), 0, r));
-    EXPECT_EQ("one", token(r, 0, text));
-    RX_Tree greedy(b.text("<b>") + b.capture(b.kleene(b.set(RX_Builder_Space::SET_ANY))) + "</b>", 0);
-    ASSERT_TRUE(greedy.match(text.c_str(), text.size(), 0, r));
-    EXPECT_EQ("one</b><b>two", token(r, 0, text));
-}
-
-TEST(RegexBuilder, IgnoringCaseIsAFlag) {
-    RX_Builder_Space b;
-    RX_Results r;
-    EXPECT_FALSE(RX_Tree(b.text("href"), 0).match("HREF", 4, 0, r));
-    EXPECT_TRUE(RX_Tree(b.text("href"), RX_Tree::RX_ICASE).match("HREF", 4, 0, r));
-}
-
-TEST(RegexMatch, AlternativesShareTheirTokenNumbers) {
-    RX_Tree tree(linkPattern(), 0);
-    EXPECT_EQ(3u, tree.tokenCount());
-    RX_Results r;
-    std::string const text = "see <a  href = \"x.html\" class=k>the docs</a> and <strong>this</strong>.";
-    ASSERT_TRUE(tree.match(text.c_str(), text.size(), 0, r));
-    EXPECT_EQ(4u, r.start());
-    EXPECT_EQ("<a  href = \"x.html\" class=k>", token(r, 0, text));
-    EXPECT_EQ("the docs", token(r, 1, text));
-    EXPECT_EQ("</a>", token(r, 2, text));
-    ASSERT_TRUE(tree.match(text.c_str(), text.size(), r.start() + r.length(), r));
-    EXPECT_EQ("<strong>", token(r, 0, text));
-    EXPECT_EQ("this", token(r, 1, text));
-    EXPECT_EQ("</strong>", token(r, 2, text));
-    EXPECT_FALSE(tree.match(text.c_str(), text.size(), r.start() + r.length(), r));
-    EXPECT_FALSE(r.matched());
-    size_t s = 7, l = 7;
-    EXPECT_FALSE(r.tokens().get(0, s, l));
-    EXPECT_EQ(7u, s);
-}
-
-TEST(RegexMatch, MalformedLinksDoNotMatch) {
-    RX_Tree tree(linkPattern(), 0);
-    RX_Results r;
-    for (char const* text : {"<ahref=\"x\">t</a>", "<a href=x>t</a>", "<a href=\"x\">t", "<strong>t</strong"}) {
-        EXPECT_FALSE(tree.match(text, std::strlen(text), 0, r)) << text;
-    }
-}
-
 TEST(RegexMatch, Utf16PositionsAreUnits) {
     RX_Tree tree(linkPattern(), 0);
+    EXPECT_EQ(3u, tree.tokenCount());  // the alternatives share their numbers
     RX_Results r;
     // An astral character (two units) and a lone surrogate before the link.
     RX_UString text = {0xD83D, 0xDE00, 0xDC00, 'x'};
@@ -135,48 +80,34 @@ TEST(RegexMatch, Utf16PositionsAreUnits) {
     EXPECT_EQ(1u, l);
     // Starting past the match finds nothing; starting beyond the text is no error.
     EXPECT_FALSE(tree.match(text.data(), text.size(), 5, r));
+    EXPECT_FALSE(r.matched());
+    EXPECT_FALSE(r.tokens().get(0, s, l));
     EXPECT_FALSE(tree.match(text.data(), text.size(), text.size() + 1, r));
-}
-
-TEST(RegexMatch, EarlierTextCountsForBoundaries) {
-    RX_Builder_Space b;
-    RX_Tree tree(b.special(RX_Builder_Space::SPECIAL_WORD_BOUNDARY) + "b", 0);
-    RX_Results r;
-    // From index 1 the "b" of "ab" is inside a word; the next "b" starts one.
-    ASSERT_TRUE(tree.match("ab b", 4, 1, r));
-    EXPECT_EQ(3u, r.start());
 }
 
 TEST(RegexReplace, EveryMatchIsRewrittenByTheTemplate) {
     RX_Tree tree(linkPattern(), 0);
-    RX_Replace inner("$2");
     char text[] = "a <a href=\"u\">link</a> b <strong>bold</strong> c";
-    EXPECT_EQ(15u, inner.replace_in_place(tree, text));
+    EXPECT_EQ(15u, RX_Replace("$2").replace_in_place(tree, text));
     EXPECT_STREQ("a link b bold c", text);
+    EXPECT_EQ("x[<strong>|$|<strong>y</strong>]", RX_Replace("[$1|$$|$0]").replace(tree, "x<strong>y</strong>", 19));
 
-    RX_Replace marked("[$1|$$|$0]");
-    std::string const out = marked.replace(tree, "x<strong>y</strong>", 19);
-    EXPECT_EQ("x[<strong>|$|<strong>y</strong>]", out);
-}
-
-TEST(RegexReplace, RepeatedRemovalOfBackspacedUnits) {
-    RX_Builder_Space b;
-    RX_Tree tree(b.none_of("\b") + "\b", 0);
+    // Removing a unit with its backspace, repeated.
+    B b;
+    RX_Tree backspaced(b.none_of("\b") + "\b", 0);
     RX_Replace drop("");
-    RX_UString text = u16("aab\b\bc");
-    size_t length = text.size();
-    length = drop.replace_in_place(tree, &text[0], length);
-    EXPECT_EQ(u16("aa\bc"), text.substr(0, length));
-    length = drop.replace_in_place(tree, &text[0], length);
-    EXPECT_EQ(u16("ac"), text.substr(0, length));
-    EXPECT_EQ(0, text[length]);
-    // A leading backspace has nothing before it to take.
-    RX_UString lead = u16("\bx");
-    EXPECT_EQ(u16("\bx"), drop.replace(tree, lead.data(), lead.size()));
+    RX_UString units = u16("aab\b\bc");
+    size_t length = drop.replace_in_place(backspaced, &units[0], units.size());
+    EXPECT_EQ(u16("aa\bc"), units.substr(0, length));
+    length = drop.replace_in_place(backspaced, &units[0], length);
+    EXPECT_EQ(u16("ac"), units.substr(0, length));
+    EXPECT_EQ(0, units[length]);
+    RX_UString lead = u16("\bx");  // nothing before a leading backspace to take
+    EXPECT_EQ(u16("\bx"), drop.replace(backspaced, lead.data(), lead.size()));
 }
 
 TEST(RegexReplace, EmptyMatchesEndAndGrowthInPlaceIsRefused) {
-    RX_Builder_Space b;
+    B b;
     RX_Tree maybeX(b.kleene(b.text("x")), 0);
     EXPECT_EQ("-a-b-", RX_Replace("-").replace(maybeX, "ab", 2));
     char text[] = "ab";

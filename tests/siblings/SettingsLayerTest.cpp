@@ -1,14 +1,12 @@
 // The settings stand-in: where the preferences directory lies and its
-// creation, the path helpers, and settings groups with their two levels, their
-// file and their factory functions.
+// creation, and settings groups with their two levels, their file and their
+// factory functions.
 #include <cxutil/settings/Settings.hpp>
 #include <fd/i18n/convert.hpp>
 
 #include <boost/any.hpp>
 #include <gtest/gtest.h>
-#include <ftw.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
@@ -22,23 +20,23 @@ namespace {
 std::string narrow(cs::ustring const& u) { return fd::i18n::to_string(u); }
 cs::ustring wide(std::string const& s) { return fd::i18n::to_ustring(s); }
 
+std::string current() { return narrow(cs::getPreferencesDirectoryUStr(false)); }
+
 bool isDirectory(std::string const& path) {
     struct stat st;
     return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-// A scratch folder, and the environment variables of the settings layer set
-// for a test and put back afterwards.
+// A scratch folder as HOME, the other variables of the settings layer unset;
+// all put back afterwards.
 class SettingsLayer : public ::testing::Test {
 protected:
     void SetUp() override {
         char pattern[] = "/tmp/qzsettings-XXXXXX";
         ASSERT_NE(mkdtemp(pattern), nullptr);
         dir_ = pattern;
-        for (char const* name : {"CALYX_PREFDIR", "XDG_CONFIG_HOME", "HOME"}) {
-            char const* v = std::getenv(name);
-            saved_[name] = v ? std::make_pair(true, std::string(v)) : std::make_pair(false, std::string());
-        }
+        for (char const* name : {"CALYX_PREFDIR", "XDG_CONFIG_HOME", "HOME"})
+            if (char const* v = std::getenv(name)) saved_[name] = v;
         unsetenv("CALYX_PREFDIR");
         unsetenv("XDG_CONFIG_HOME");
         setenv("HOME", (dir_ + "/home").c_str(), 1);
@@ -46,17 +44,12 @@ protected:
     }
     void TearDown() override {
         cs::setPreferencesDirectoryUStr(cs::ustring());
-        for (auto const& s : saved_) {
-            if (s.second.first)
-                setenv(s.first.c_str(), s.second.second.c_str(), 1);
-            else
-                unsetenv(s.first.c_str());
-        }
-        nftw(dir_.c_str(), [](char const* p, struct stat const*, int, struct FTW*) { return std::remove(p); }, 16,
-             FTW_DEPTH | FTW_PHYS);
+        for (char const* name : {"CALYX_PREFDIR", "XDG_CONFIG_HOME", "HOME"}) unsetenv(name);
+        for (auto const& s : saved_) setenv(s.first.c_str(), s.second.c_str(), 1);
+        EXPECT_EQ(0, std::system(("rm -rf '" + dir_ + "'").c_str()));
     }
     std::string dir_;
-    std::map<std::string, std::pair<bool, std::string>> saved_;
+    std::map<std::string, std::string> saved_;
 };
 
 void exampleFactory(boost::any& value) { value = std::string("factory default"); }
@@ -64,26 +57,26 @@ void exampleFactory(boost::any& value) { value = std::string("factory default");
 } // namespace
 
 TEST_F(SettingsLayer, DirectoryFollowsOverrideThenEnvironmentThenXdgThenHome) {
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/home/.calyx/R2031b");
+    EXPECT_EQ(current(), dir_ + "/home/.calyx/R2031b");
     EXPECT_EQ(narrow(cs::getStandardPreferencesDirectoryUStr()), dir_ + "/home/.calyx/R2031b");
     setenv("XDG_CONFIG_HOME", (dir_ + "/xdg/").c_str(), 1);
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/xdg/calyx/R2031b");
+    EXPECT_EQ(current(), dir_ + "/xdg/calyx/R2031b");
     setenv("XDG_CONFIG_HOME", "", 1);  // empty counts as unset
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/home/.calyx/R2031b");
+    EXPECT_EQ(current(), dir_ + "/home/.calyx/R2031b");
     setenv("CALYX_PREFDIR", (dir_ + "/env").c_str(), 1);
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/env");
+    EXPECT_EQ(current(), dir_ + "/env");
     EXPECT_EQ(narrow(cs::getDefaultPreferencesDirectoryUStr()), dir_ + "/env");
     EXPECT_EQ(narrow(cs::getStandardPreferencesDirectoryUStr()), dir_ + "/home/.calyx/R2031b");
     ASSERT_TRUE(cs::setPreferencesDirectoryUStr(wide(dir_ + "/chosen")));
     EXPECT_TRUE(isDirectory(dir_ + "/chosen"));
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/chosen");
+    EXPECT_EQ(current(), dir_ + "/chosen");
     EXPECT_EQ(narrow(cs::getDefaultPreferencesDirectoryUStr()), dir_ + "/env");
     EXPECT_EQ(narrow(cs::getTimestampFileNameUStr()), dir_ + "/chosen/calyx.timestamp");
 }
 
 TEST_F(SettingsLayer, CreationIsOnRequestAndAFailureGivesNoDirectory) {
     std::string const wanted = dir_ + "/home/.calyx/R2031b";
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), wanted);
+    EXPECT_EQ(current(), wanted);
     EXPECT_FALSE(isDirectory(wanted));
     EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(true)), wanted);
     EXPECT_TRUE(isDirectory(wanted));
@@ -92,9 +85,9 @@ TEST_F(SettingsLayer, CreationIsOnRequestAndAFailureGivesNoDirectory) {
     std::ofstream(dir_ + "/blocker") << "x";
     setenv("CALYX_PREFDIR", (dir_ + "/blocker/prefs").c_str(), 1);
     EXPECT_TRUE(cs::getPreferencesDirectoryUStr(true).empty());
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/blocker/prefs");
+    EXPECT_EQ(current(), dir_ + "/blocker/prefs");
     EXPECT_FALSE(cs::setPreferencesDirectoryUStr(wide(dir_ + "/blocker/other")));
-    EXPECT_EQ(narrow(cs::getPreferencesDirectoryUStr(false)), dir_ + "/blocker/prefs");
+    EXPECT_EQ(current(), dir_ + "/blocker/prefs");
 }
 
 TEST_F(SettingsLayer, PreviousReleaseIsTheNewestOlderSibling) {
@@ -106,7 +99,7 @@ TEST_F(SettingsLayer, PreviousReleaseIsTheNewestOlderSibling) {
     EXPECT_EQ(narrow(cs::getPreviousPreferencesDirectoryUStr()), parent + "/R2030b");
 }
 
-TEST_F(SettingsLayer, GroupsKeepUserAndFactoryLevelsInTheirFile) {
+TEST_F(SettingsLayer, GroupsKeepUserAndFactoryLevelsInTheirFileAndFactoryFunctionsAnswer) {
     setenv("CALYX_PREFDIR", (dir_ + "/prefs").c_str(), 1);
     cs::Settings group = cs::Settings::getSettingsRoot(cxutil::contextmgr::CxrID(41)).child("calyx");
     EXPECT_EQ(group.path(), "calyx");
@@ -121,19 +114,15 @@ TEST_F(SettingsLayer, GroupsKeepUserAndFactoryLevelsInTheirFile) {
     EXPECT_FALSE(group.set("Key", wide("x"), "session"));  // no such level
     EXPECT_TRUE(group.get("Key", "session").empty());
 
-    std::ifstream in(dir_ + "/prefs/calyx.settings");
     std::stringstream text;
-    text << in.rdbuf();
+    text << std::ifstream(dir_ + "/prefs/calyx.settings").rdbuf();
     EXPECT_EQ(text.str(), "factory calyx/Key=factory text\nuser calyx/Key=caf\xC3\xA9\n");
 
     EXPECT_TRUE(group.remove("Key", "user"));
     EXPECT_EQ(narrow(group.get("Key", "")), "factory text");
-}
 
-TEST_F(SettingsLayer, FactoryFunctionsAnswerForTheFactoryLevel) {
-    setenv("CALYX_PREFDIR", (dir_ + "/prefs").c_str(), 1);
-    cs::Settings::registerFactoryFunction("examples", "Registered", &exampleFactory);
-    cs::Settings group = cs::Settings::getSettingsRoot(cxutil::contextmgr::CxrID(42)).child("examples");
+    // A factory function answers for the factory level of its key.
+    cs::Settings::registerFactoryFunction("calyx", "Registered", &exampleFactory);
     EXPECT_TRUE(group.hasValue("Registered", "factory"));
     EXPECT_FALSE(group.hasValue("Registered", "user"));
     EXPECT_EQ(narrow(group.get("Registered", "")), "factory default");

@@ -5,29 +5,15 @@
 #include "qzservices/state/preferences.hpp"
 #include "qzservices/state/runtime_identity.hpp"
 #include "qzservices/state/session_modes.hpp"
-#include "state/scratch_dir.hpp"
-#include "support/capture.hpp"
-#include "support/child_process.hpp"
+#include "state/state_test.hpp"
 
 #include <cxutil/contextmgr/CxrID.hpp>
+#include <cxutil/settings/directories.hpp>
 #include <dirent.h>
 #include <signal.h>
 #include <sys/wait.h>
-#include <unistd.h>
-#include <cxutil/settings/directories.hpp>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <uv/machine_info.hpp>
 #include <uv/uv.hpp>
-#include <vx/array.hpp>
-#include <vx/errors.hpp>
-
-#include <chrono>
-#include <cstdlib>
-#include <cstring>
-#include <map>
-#include <memory>
-#include <thread>
 
 using qztest::readWholeFile;
 using qztest::writeWholeFile;
@@ -44,12 +30,6 @@ bool exists(std::string const& path) {
 class Preferences : public ::testing::Test {
 protected:
     void SetUp() override {
-        for (char const* name : {"CALYX_PREFDIR", "HOME", "CALYX_USERWORKDIR", "XDG_CONFIG_HOME"}) {
-            char const* v = std::getenv(name);
-            saved_[name] = v ? std::make_pair(true, std::string(v)) : std::make_pair(false, std::string());
-        }
-        prefs_ = scratch_.file("prefs");
-        home_ = scratch_.file("home");
         mkdir(prefs_.c_str(), 0755);
         mkdir(home_.c_str(), 0755);
         setenv("CALYX_PREFDIR", prefs_.c_str(), 1);
@@ -58,18 +38,9 @@ protected:
         unsetenv("XDG_CONFIG_HOME");
         svSetPreferencesDirectory("");
     }
-    void TearDown() override {
-        svSetCXMode(3);
-        for (auto const& s : saved_) {
-            if (s.second.first)
-                setenv(s.first.c_str(), s.second.second.c_str(), 1);
-            else
-                unsetenv(s.first.c_str());
-        }
-    }
+    void TearDown() override { svSetCXMode(3); }
     std::string prf() const { return prefs_ + "/calyx.prf"; }
     void writePrf(std::string const& text) { writeWholeFile(prf(), text); }
-
     // svGetPref as a std::string, "<null>" for null; frees the result.
     std::string pref(char const* key) {
         char* value = svGetPref(key);
@@ -77,73 +48,44 @@ protected:
         uvFree(value);
         return text;
     }
+    // Points CALYX_PREFDIR below a plain file, where no folder can be made.
+    std::string blockPrefDir() {
+        writeWholeFile(scratch_.file("blocker"), "x");
+        setenv("CALYX_PREFDIR", scratch_.file("blocker/prefs").c_str(), 1);
+        return scratch_.file("blocker/prefs");
+    }
 
+    qztest::EnvGuard env_{"CALYX_PREFDIR", "HOME", "CALYX_USERWORKDIR", "XDG_CONFIG_HOME"};
     qztest::ScratchDir scratch_;
-    std::string prefs_, home_;
-    std::map<std::string, std::pair<bool, std::string>> saved_;
+    std::string const prefs_ = scratch_.file("prefs"), home_ = scratch_.file("home");
 };
 
 } // namespace
 
-TEST_F(Preferences, GetPrefFindsKeysPastBlanksAndCommentsCaseSensitively) {
-    writePrf("# GeneralUseToolboxCache=Bfalse\n"
-             "   \tIndented=I8\n"
-             "Mixed=Btrue\r"
-             "Value=has=equals in it\n"
-             "\n"
-             "Last=I3");
-    EXPECT_EQ(pref("Indented"), "I8");
-    EXPECT_EQ(pref("Mixed"), "Btrue");
-    EXPECT_EQ(pref("mixed"), "<null>");
-    EXPECT_EQ(pref("Value"), "has=equals in it");
-    EXPECT_EQ(pref("Last"), "I3");
-    EXPECT_EQ(pref("GeneralUseToolboxCache"), "<null>");  // only in a comment
-    EXPECT_EQ(pref("# GeneralUseToolboxCache"), "<null>");
-    EXPECT_EQ(pref("Missing"), "<null>");
+TEST_F(Preferences, GetPrefFindsKeysPastBlanksCommentsLongLinesAndBinaryBytes) {
+    // 1023 characters fill one read; what follows on that line reads as a line of its own.
+    writePrf("# GeneralUseToolboxCache=Bfalse\n   \tIndented=I8\nMixed=Btrue\rValue=has=equals in it\nx=\nx=Ilater\n\n" +
+             std::string(1023, 'a') + "Split=Ifound\n" + std::string("Bin\0ary=I2\n", 11) + "\x01\xff\xfe=\x80\nLast=I3");
+    std::pair<char const*, char const*> const cases[] = {
+        {"Indented", "I8"}, {"Mixed", "Btrue"}, {"Value", "has=equals in it"}, {"Split", "Ifound"}, {"\x01\xff\xfe", "\x80"},
+        {"Last", "I3"} /* no line end after it */, {"x", "<null>"} /* an empty value ends the scan */,
+        {"Bin", "<null>"} /* the NUL ends the line's text */, {"mixed", "<null>"}, {"GeneralUseToolboxCache", "<null>"},
+        {"# GeneralUseToolboxCache", "<null>"}, {"Missing", "<null>"}};
+    for (auto const& c : cases) EXPECT_EQ(pref(c.first), c.second) << c.first;
     EXPECT_EQ(svGetPref(nullptr), nullptr);
 }
 
-TEST_F(Preferences, AnEmptyValueEndsTheScanWithNoText) {
-    writePrf("x=\nx=Ilater\n");
-    EXPECT_EQ(pref("x"), "<null>");
-}
-
-TEST_F(Preferences, WithoutAFileThereIsNoValueAndTheCacheIsOn) {
-    EXPECT_EQ(pref("GeneralUseToolboxCache"), "<null>");
-    svSetCXMode(1);
-    EXPECT_EQ(svGetCachePreference(), 1);
-}
-
-TEST_F(Preferences, LongLinesSplitAndBinaryBytesNeverBreakTheReader) {
-    // 1023 characters fill one read; what follows on that line reads as a line of its own.
-    std::string text = "Before=I1\n" + std::string(1023, 'a') + "Split=Ifound\n";
-    text += std::string("Bin\0ary=I2\n", 11);
-    text += "\x01\xff\xfe=\x80\n";
-    text += "After=I9";  // no line end at the end of the file
-    writePrf(text);
-    EXPECT_EQ(pref("Before"), "I1");
-    EXPECT_EQ(pref("Split"), "Ifound");
-    EXPECT_EQ(pref("Bin"), "<null>");  // the NUL ends the line's text
-    EXPECT_EQ(pref("\x01\xff\xfe"), "\x80");
-    EXPECT_EQ(pref("After"), "I9");
-}
-
 TEST_F(Preferences, CachePreferenceFollowsTheTwoKeysOutsideStandaloneMode) {
-    struct Case {
-        char const* file;
-        int expected;
-    } const cases[] = {
-        {"GeneralUseToolboxCache=Bfalse\n", 0},
-        {"GeneralUseToolboxCache=BFALSE\nGeneralUseToolboxCacheDiag=Btrue\n", 0},
-        {"GeneralUseToolboxCache=Btrue\n", 1},
-        {"GeneralUseToolboxCacheDiag=bTrue\n", 2},
+    struct Case { char const* file /* null: no file */; int expected; } const cases[] = {
+        {nullptr, 1}, {"GeneralUseToolboxCache=Bfalse\n", 0}, {"GeneralUseToolboxCache=Btrue\n", 1},
+        {"GeneralUseToolboxCacheDiag=bTrue\n", 2}, {"GeneralUseToolboxCache=BFALSE\nGeneralUseToolboxCacheDiag=Btrue\n", 0},
         {"GeneralUseToolboxCache=Btrue\nGeneralUseToolboxCacheDiag=Bfalse\n", 1},
         {"GeneralUseToolboxCache=I0\nGeneralUseToolboxCacheDiag=Btrue\n", 2},
     };
     svSetCXMode(1);
     for (Case const& c : cases) {
-        writePrf(c.file);
-        EXPECT_EQ(svGetCachePreference(), c.expected) << c.file;
+        if (c.file) writePrf(c.file);
+        EXPECT_EQ(svGetCachePreference(), c.expected) << (c.file ? c.file : "(no file)");
     }
     svSetCXMode(3);  // standalone: off without reading
     writePrf("GeneralUseToolboxCache=Btrue\n");
@@ -151,12 +93,7 @@ TEST_F(Preferences, CachePreferenceFollowsTheTwoKeysOutsideStandaloneMode) {
 }
 
 TEST_F(Preferences, SetPrefRewritesOneValueAndKeepsEverythingElse) {
-    struct Case {
-        char const* before;
-        char const* key;
-        int value;
-        char const* after;
-    } const cases[] = {
+    struct Case { char const* before; char const* key; int value; char const* after; } const cases[] = {
         {"k=I1\n", "k", 12345, "k=I12345\n"},
         {"a=Btrue\nk=I120\nz=I1\n", "k", 5, "a=Btrue\nk=I005\nz=I1\n"},
         {"k=I120\r\n# k\n", "k", 77, "k=I077\r\n# k\n"},
@@ -171,32 +108,9 @@ TEST_F(Preferences, SetPrefRewritesOneValueAndKeepsEverythingElse) {
         svSetPref(c.key, c.value);
         EXPECT_EQ(readWholeFile(prf()), c.after) << c.before;
     }
-}
-
-TEST_F(Preferences, SetPrefWritesNothingForAMissingKeyOrAKeyWithoutValue) {
-    std::string const text = "a=I1\n# no equals sign after k here\n";
-    writePrf(text);
-    struct stat before;
-    ASSERT_EQ(stat(prf().c_str(), &before), 0);
-    svSetPref("missing", 3);
-    svSetPref("k", 3);  // found, but its line has no "="
-    svSetPref("", 3);
-    svSetPref(nullptr, 3);
-    struct stat after;
-    ASSERT_EQ(stat(prf().c_str(), &after), 0);
-    EXPECT_EQ(readWholeFile(prf()), text);
-    EXPECT_EQ(before.st_ino, after.st_ino);  // not even replaced by a copy
-
-    std::remove(prf().c_str());
-    svSetPref("a", 1);  // no file: nothing is made
-    EXPECT_FALSE(exists(prf()));
-}
-
-TEST_F(Preferences, SetPrefKeepsLongLinesBinaryBytesAndPermissions) {
-    std::string text = std::string(3000, 'x') + "\n";
-    text += std::string("bin\0\xff\x01 line\n", 13);
-    text += "k=I100\n";
-    text += std::string(2000, 'y');  // a long last line without a line end
+    // Long lines, binary bytes and the file's permissions are kept.
+    std::string const text = std::string(3000, 'x') + "\n" + std::string("bin\0\xff\x01 line\n", 13) + "k=I100\n" +
+                             std::string(2000, 'y');  // a long last line without a line end
     writePrf(text);
     chmod(prf().c_str(), 0640);
     svSetPref("k", 7);
@@ -204,14 +118,27 @@ TEST_F(Preferences, SetPrefKeepsLongLinesBinaryBytesAndPermissions) {
     expected.replace(expected.find("k=I100"), 6, "k=I007");
     EXPECT_EQ(readWholeFile(prf()), expected);
     struct stat st;
-    ASSERT_EQ(stat(prf().c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0640u);
+    EXPECT_TRUE(stat(prf().c_str(), &st) == 0 && (st.st_mode & 0777) == 0640u);
+}
+
+TEST_F(Preferences, SetPrefWritesNothingForAMissingKeyOrAKeyWithoutValue) {
+    std::string const text = "a=I1\n# no equals sign after k here\n";
+    writePrf(text);
+    struct stat before, after;
+    ASSERT_EQ(stat(prf().c_str(), &before), 0);
+    for (char const* key : {"missing", "k" /* found, but no "=" follows */, "", static_cast<char const*>(nullptr)})
+        svSetPref(key, 3);
+    ASSERT_EQ(stat(prf().c_str(), &after), 0);
+    EXPECT_EQ(readWholeFile(prf()), text);
+    EXPECT_EQ(before.st_ino, after.st_ino);  // not even replaced by a copy
+    std::remove(prf().c_str());
+    svSetPref("a", 1);  // no file: nothing is made
+    EXPECT_FALSE(exists(prf()));
 }
 
 TEST_F(Preferences, AKilledWriterLeavesTheOldOrTheNewFile) {
     std::string const padding(256 << 10, '#');
-    std::string const first = "k=I1\n" + padding + "\n";
-    std::string const second = "k=I2\n" + padding + "\n";
+    std::string const first = "k=I1\n" + padding + "\n", second = "k=I2\n" + padding + "\n";
     writePrf(second);
     // How long one rewrite takes here, so that the kills spread over whole rewrites.
     auto const start = std::chrono::steady_clock::now();
@@ -219,25 +146,20 @@ TEST_F(Preferences, AKilledWriterLeavesTheOldOrTheNewFile) {
     long const micros = static_cast<long>(
         std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start).count());
     ASSERT_EQ(readWholeFile(prf()), first);
-
     int const rounds = 40;
     int partial = 0;
-    int changed = 0;
     unsigned seed = 12345;
     for (int round = 0; round < rounds; ++round) {
         pid_t pid = fork();
         ASSERT_GE(pid, 0);
-        if (pid == 0) {
+        if (pid == 0)
             for (int i = 0;; ++i) svSetPref("k", i % 2 == 0 ? 2 : 1);
-        }
         seed = seed * 1103515245u + 12345u;
         usleep(static_cast<useconds_t>(micros + (seed >> 8) % (3 * micros + 1)));
         kill(pid, SIGKILL);
-        int status = 0;
-        waitpid(pid, &status, 0);
+        waitpid(pid, nullptr, 0);
         std::string const now = readWholeFile(prf());
         ASSERT_TRUE(now == first || now == second) << "round " << round << ": " << now.size() << " bytes";
-        if (now == second) ++changed;
         // A temporary file left behind shows that this kill came in the middle of a write.
         bool leftOver = false;
         if (DIR* d = opendir(prefs_.c_str())) {
@@ -248,17 +170,15 @@ TEST_F(Preferences, AKilledWriterLeavesTheOldOrTheNewFile) {
                 }
             closedir(d);
         }
-        if (leftOver) ++partial;
+        partial += leftOver;
     }
-    std::printf("[ info ] one rewrite %ld us; %d of %d kills came during a write, %d left the second content\n",
-                micros, partial, rounds, changed);
+    std::printf("[ info ] one rewrite %ld us; %d of %d kills came during a write\n", micros, partial, rounds);
     EXPECT_GT(partial, 0) << "no kill landed during a write";
 }
 
-TEST_F(Preferences, DirectoryResultsLiveInPerThreadCells) {
+TEST_F(Preferences, DirectoriesLiveInPerThreadCellsAndCacheNamesCarryTheRootsHash) {
     char const* mine = svGetPreferencesDirectory(false);
-    ASSERT_NE(mine, nullptr);
-    EXPECT_EQ(std::string(mine), prefs_);
+    ASSERT_TRUE(mine && mine == prefs_);
     std::string other;
     std::thread([&] {
         ASSERT_TRUE(svSetPreferencesDirectory(scratch_.file("elsewhere").c_str()));
@@ -270,9 +190,7 @@ TEST_F(Preferences, DirectoryResultsLiveInPerThreadCells) {
     EXPECT_EQ(std::string(svGetDefaultPreferencesDirectory()), prefs_);  // the override aside
     EXPECT_EQ(svGetPreviousPreferencesDirectory(), nullptr);
     svSetPreferencesDirectory("");
-}
 
-TEST_F(Preferences, ToolboxCacheNamesCarryTheRootsHash) {
     std::string const wanted = scratch_.file("new/prefs");
     setenv("CALYX_PREFDIR", wanted.c_str(), 1);
     char const* cache = svGetToolboxCacheFile();
@@ -280,135 +198,95 @@ TEST_F(Preferences, ToolboxCacheNamesCarryTheRootsHash) {
     EXPECT_EQ(std::string(cache), wanted + "/toolbox_cache-3.4.0-" +
                                       std::to_string(uv_hash_string(0, svCalyxRoot())) + "-linux64.xml");
     EXPECT_TRUE(exists(wanted));  // created on the way
-
-    writeWholeFile(scratch_.file("blocker"), "x");
-    setenv("CALYX_PREFDIR", scratch_.file("blocker/prefs").c_str(), 1);
+    blockPrefDir();
     EXPECT_EQ(svGetToolboxCacheFile(), nullptr);
-
-    auto r = qztest::runInFreshProcess([] {
+    qztest::expectInFreshProcess([] {
         {
             qztest::Capture quiet;
             svSetCXRoot("/opt/calyx");
         }
-        QZ_CHILD_CHECK(std::strcmp(svGetSystemToolboxCacheFile(), "/opt/calyx/toolbox/local/toolbox_cache-linux64.xml") == 0, 2);
+        QZ_CHILD_CHECK(!std::strcmp(svGetSystemToolboxCacheFile(), "/opt/calyx/toolbox/local/toolbox_cache-linux64.xml"), 2);
         return 0;
     });
-    EXPECT_EQ(r.exitCode, 0);
 }
 
-TEST_F(Preferences, DirectoryBuiltinChecksItsInputAndReportsAFailedMkdir) {
-    vxArray_tag* out[2] = {nullptr, nullptr};
-    cxr_pref_dir(1, out, 0, nullptr);
-    EXPECT_EQ(vxArrayToStdString(out[0]), prefs_);
-    vxDestroyArray(out[0]);
-
-    std::string const wanted = scratch_.file("made/by/builtin");
-    setenv("CALYX_PREFDIR", wanted.c_str(), 1);
-    vxArray_tag* yes = vxCreateLogicalScalar(true);
-    cxr_pref_dir(1, out, 1, &yes);
-    EXPECT_EQ(vxArrayToStdString(out[0]), wanted);
-    EXPECT_TRUE(exists(wanted));
-    vxDestroyArray(out[0]);
-    vxDestroyArray(yes);
-
-    vxArray_tag* text = vxCreateString("yes");
-    vxArray_tag* pair = vxCreateDoubleMatrix(1, 2, vxREAL);
+TEST_F(Preferences, DirectoryBuiltinMakesTheFolderOnRequestAndChecksItsInput) {
+    auto call = [](vxArray* input) {
+        return vxArrayToStdString(qztest::callBuiltin(&cxr_pref_dir, 1, {input})[0].get());
+    };
+    EXPECT_EQ(call(nullptr), prefs_);
+    setenv("CALYX_PREFDIR", scratch_.file("made/by/builtin").c_str(), 1);
+    EXPECT_EQ(call(vxCreateLogicalScalar(true)), scratch_.file("made/by/builtin"));
+    EXPECT_TRUE(exists(scratch_.file("made/by/builtin")));
+    EXPECT_EQ("CALYX:prefs:BadInput", qztest::errorIdOf([&] { call(vxCreateString("yes")); }));
+    EXPECT_THROW(call(vxCreateDoubleMatrix(1, 2, vxREAL)), vx::Error);
+    EXPECT_THROW(qztest::callBuiltin(&cxr_pref_dir, 2), vx::Error);
+    EXPECT_THROW(qztest::callBuiltin(&cxr_pref_dir, 1, {vxCreateDoubleScalar(1), vxCreateDoubleScalar(1)}), vx::Error);
+    std::string const blocked = blockPrefDir();
     try {
-        cxr_pref_dir(1, out, 1, &text);
-        ADD_FAILURE() << "text accepted";
-    } catch (vx::Error const& e) {
-        EXPECT_EQ(e.identifier(), "CALYX:prefs:BadInput");
-    }
-    EXPECT_THROW(cxr_pref_dir(1, out, 1, &pair), vx::Error);
-    EXPECT_THROW(cxr_pref_dir(2, out, 0, nullptr), vx::Error);
-    vxArray_tag* two[2] = {text, pair};
-    EXPECT_THROW(cxr_pref_dir(1, out, 2, two), vx::Error);
-    vxDestroyArray(text);
-    vxDestroyArray(pair);
-
-    writeWholeFile(scratch_.file("blocker"), "x");
-    setenv("CALYX_PREFDIR", scratch_.file("blocker/prefs").c_str(), 1);
-    vxArray_tag* one = vxCreateDoubleScalar(1);
-    try {
-        cxr_pref_dir(1, out, 1, &one);
+        call(vxCreateDoubleScalar(1));
         ADD_FAILURE() << "no error for a folder that cannot be made";
     } catch (vx::Error const& e) {
         EXPECT_EQ(e.identifier(), "CALYX:prefs:MkdirFailed");
-        EXPECT_NE(std::string(e.what()).find(scratch_.file("blocker/prefs")), std::string::npos) << e.what();
+        EXPECT_NE(std::string(e.what()).find(blocked), std::string::npos) << e.what();
     }
-    vxDestroyArray(one);
 }
 
 namespace {
 
-struct WorkFolder {
-    char raw[8194];
-    char resolved[8194];
-    void get(bool useFactory) {
-        svGetPref_UserWorkFolder(raw, sizeof raw, resolved, sizeof resolved, useFactory,
+// The work folder as {raw, resolved}, through buffers of the given sizes.
+class WorkFolder : public Preferences {
+protected:
+    std::pair<std::string, std::string> get(bool useFactory, size_t rawSize = 8194, size_t resolvedSize = 8194) {
+        svGetPref_UserWorkFolder(buffers_->raw, rawSize, buffers_->resolved, resolvedSize, useFactory,
                                  cxutil::contextmgr::CxrID(0));
+        return {buffers_->raw, buffers_->resolved};
     }
+    void writeSettings(std::string const& text) { writeWholeFile(prefs_ + "/calyx.settings", text); }
+    struct Buffers {
+        char raw[8194], resolved[8194];
+    };
+    std::unique_ptr<Buffers> buffers_ = std::make_unique<Buffers>();
+    using Result = std::pair<std::string, std::string>;
 };
 
 } // namespace
 
-TEST_F(Preferences, WorkFolderDefaultIsBelowDocumentsOrTheEnvironmentsFolder) {
-    auto folder = std::make_unique<WorkFolder>();
+TEST_F(WorkFolder, TheDefaultIsBelowDocumentsOrTheEnvironmentsFolder) {
     // No Documents folder: the path stops there and nothing is made.
-    folder->get(true);
-    EXPECT_STREQ(folder->raw, "$documents/CALYX");
-    EXPECT_EQ(std::string(folder->resolved), home_ + "/Documents");
+    EXPECT_EQ(get(true), Result("$documents/CALYX", home_ + "/Documents"));
     EXPECT_FALSE(exists(home_ + "/Documents"));
-
     mkdir((home_ + "/Documents").c_str(), 0755);
-    folder->get(false);  // no user value: the factory value, and it may be made
-    EXPECT_STREQ(folder->raw, "$documents/CALYX");
-    EXPECT_EQ(std::string(folder->resolved), home_ + "/Documents/CALYX");
+    EXPECT_EQ(get(false), Result("$documents/CALYX", home_ + "/Documents/CALYX"));  // no user value: the factory one
     EXPECT_TRUE(exists(home_ + "/Documents/CALYX"));
-
     setenv("CALYX_USERWORKDIR", scratch_.file("work").c_str(), 1);
-    folder->get(true);
-    EXPECT_STREQ(folder->raw, "$documents/CALYX");
-    EXPECT_EQ(std::string(folder->resolved), scratch_.file("work"));  // without "/CALYX"
+    EXPECT_EQ(get(true), Result("$documents/CALYX", scratch_.file("work")));  // without "/CALYX"
     EXPECT_TRUE(exists(scratch_.file("work")));
 }
 
-TEST_F(Preferences, WorkFolderUserValueStandsAsItIsAndIsNotMade) {
-    writeWholeFile(prefs_ + "/calyx.settings", "user calyx/UserPath=" + scratch_.file("mine") + "\n");
-    auto folder = std::make_unique<WorkFolder>();
-    folder->get(false);
-    EXPECT_EQ(std::string(folder->raw), scratch_.file("mine"));
-    EXPECT_EQ(std::string(folder->resolved), scratch_.file("mine"));
+TEST_F(WorkFolder, AUserValueStandsAsItIsAndIsNotMade) {
+    writeSettings("user calyx/UserPath=" + scratch_.file("mine") + "\n");
+    EXPECT_EQ(get(false), Result(scratch_.file("mine"), scratch_.file("mine")));
     EXPECT_FALSE(exists(scratch_.file("mine")));
-    folder->get(true);  // the factory value ignores the user's
-    EXPECT_STREQ(folder->raw, "$documents/CALYX");
+    EXPECT_EQ(get(true).first, "$documents/CALYX");  // the factory value ignores the user's
 }
 
-TEST_F(Preferences, WorkFolderWarnsWhenItCannotBeMadeOrTheSettingsAreBroken) {
+TEST_F(WorkFolder, WarnsWhenItCannotBeMadeOrTheSettingsAreBroken) {
     std::string const unreachable = scratch_.file("no/such/parent");
-    writeWholeFile(prefs_ + "/calyx.settings", "factory calyx/UserPath=" + unreachable + "\nnot a setting\n");
-    auto folder = std::make_unique<WorkFolder>();
+    writeSettings("factory calyx/UserPath=" + unreachable + "\nnot a setting\n");
     qztest::Capture capture;
-    folder->get(true);
+    EXPECT_EQ(get(true).second, unreachable);
     EXPECT_EQ(vx::lastWarningIdentifier(), "CALYX:settings:core:FileLoadingError");
-    EXPECT_EQ(std::string(folder->resolved), unreachable);
     EXPECT_EQ(capture.outText(), "Warning: Unable to create personal CALYX work folder:" + unreachable + "\n");
 }
 
-TEST_F(Preferences, WorkFolderRefusesSmallBuffersBeforeTouchingAnything) {
-    writeWholeFile(prefs_ + "/calyx.settings", "not a setting\n");
+TEST_F(WorkFolder, SmallBuffersAreRefusedBeforeAnythingIsTouched) {
+    writeSettings("not a setting\n");
     setenv("CALYX_USERWORKDIR", scratch_.file("work").c_str(), 1);
-    auto folder = std::make_unique<WorkFolder>();
     qztest::Capture capture;
     vxWarningMsgId("test:marker", "%s", "before");
-    try {
-        svGetPref_UserWorkFolder(folder->raw, 8193, folder->resolved, 8194, true, cxutil::contextmgr::CxrID(0));
-        ADD_FAILURE() << "a small buffer was accepted";
-    } catch (vx::Error const& e) {
-        EXPECT_EQ(e.identifier(), "CALYX:prefs:InsufficientMemory");
-    }
-    EXPECT_THROW(svGetPref_UserWorkFolder(folder->raw, 8194, folder->resolved, 100, true, cxutil::contextmgr::CxrID(0)),
-                 vx::Error);
+    EXPECT_EQ("CALYX:prefs:InsufficientMemory", qztest::errorIdOf([&] { get(true, 8193); }));
+    EXPECT_THROW(get(true, 8194, 100), vx::Error);
     EXPECT_FALSE(exists(scratch_.file("work")));
     EXPECT_EQ(vx::lastWarningIdentifier(), "test:marker");  // the broken settings were not read
 }

@@ -3,41 +3,36 @@
 #include "qzservices/io/CXStream.hpp"
 #include "qzservices/io/PutsFnSink.hpp"
 #include "qzservices/state/ShutdownRegistry.hpp"
-#include "support/child_process.hpp"
-
-#include <boost/make_shared.hpp>
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
-#include <memory>
-#include <thread>
+#include "state/state_test.hpp"
 
 namespace {
 
 std::string gJournal;
 
-// Notes each call as "<name>:<phase>" and answers as told.
+// Notes each call as "<name>:<phase>", answers as told, and says when it is destroyed.
 class Recorder : public ShutdownObject {
 public:
-    explicit Recorder(char const* name, bool* destroyed = nullptr) : ShutdownObject(name), destroyed_(destroyed) {}
+    explicit Recorder(char const* name, std::atomic<bool>* destroyed = nullptr) : ShutdownObject(name), destroyed_(destroyed) {}
     ~Recorder() override {
         if (destroyed_) *destroyed_ = true;
     }
     bool isOkToExit() const override { return note("ok"), okToExit; }
     bool closeAllWindows() const override { return note("close"), windowsClosed; }
-    void preTerminate() const override { note("pre"); }
+    void preTerminate() const override {
+        note("pre");
+        if (throwOnPreTerminate) throw std::runtime_error("no");
+    }
     void terminate() const override {
+        if (onTerminate) onTerminate();
         note("term");
         if (unregisterSelfOnTerminate) ShutdownRegistry::UnregisterObject(getName().c_str());
     }
-    bool okToExit = true;
-    bool windowsClosed = true;
-    bool unregisterSelfOnTerminate = false;
+    bool okToExit = true, windowsClosed = true, unregisterSelfOnTerminate = false, throwOnPreTerminate = false;
+    std::function<void()> onTerminate;
 
 private:
     void note(char const* phase) const { gJournal += getName() + ":" + phase + " "; }
-    bool* destroyed_;
+    std::atomic<bool>* destroyed_;
 };
 
 // Registers three objects with names unique to the test, removes them at the end.
@@ -48,9 +43,7 @@ struct ThreeObjects {
         a = new Recorder((prefix + "A").c_str());
         b = new Recorder((prefix + "B").c_str());
         c = new Recorder((prefix + "C").c_str());
-        ShutdownRegistry::RegisterObject(a);
-        ShutdownRegistry::RegisterObject(b);
-        ShutdownRegistry::RegisterObject(c);
+        for (Recorder* r : {a, b, c}) ShutdownRegistry::RegisterObject(r);
         gJournal.clear();
     }
     ~ThreeObjects() {
@@ -71,80 +64,64 @@ TEST(ShutdownPhases, NewestFirstInEveryPhase) {
               "orderC:pre orderB:pre orderA:pre orderC:term orderB:term orderA:term ");
 }
 
-TEST(ShutdownPhases, ARefusalStopsTheQuestionAndIsRepeatable) {
+TEST(ShutdownPhases, ARefusalStopsTheQuestionAgainEachTimeUnlessTheCloseIsForced) {
     ThreeObjects o("refuse");
     o.b->okToExit = false;
-    EXPECT_FALSE(ShutdownRegistry::IsOkToExit());
-    EXPECT_EQ(gJournal, "refuseC:ok refuseB:ok ");
-    gJournal.clear();
-    EXPECT_FALSE(ShutdownRegistry::IsOkToExit());  // no phase state: asked again
-    EXPECT_EQ(gJournal, "refuseC:ok refuseB:ok ");
-}
-
-TEST(ShutdownPhases, ForcedCloseAsksEveryoneAndSucceeds) {
-    ThreeObjects o("force");
     o.b->windowsClosed = false;
-    EXPECT_TRUE(ShutdownRegistry::CloseAllAppWindows(true));
-    EXPECT_EQ(gJournal, "forceC:close forceB:close forceA:close ");
+    for (int i = 0; i < 2; ++i) {  // no phase state: asked again
+        gJournal.clear();
+        EXPECT_FALSE(ShutdownRegistry::IsOkToExit());
+        EXPECT_EQ(gJournal, "refuseC:ok refuseB:ok ");
+    }
     gJournal.clear();
+    EXPECT_TRUE(ShutdownRegistry::CloseAllAppWindows(true));
     EXPECT_FALSE(ShutdownRegistry::CloseAllAppWindows(false));
-    EXPECT_EQ(gJournal, "forceC:close forceB:close ");
+    EXPECT_EQ(gJournal, "refuseC:close refuseB:close refuseA:close refuseC:close refuseB:close ");
 }
 
-TEST(ShutdownNames, SecondObjectOfANameIsNotTaken) {
-    bool firstGone = false, secondGone = false;
-    auto* first = new Recorder("dup", &firstGone);
+TEST(ShutdownNames, TheSecondObjectOfANameIsNotTakenAndNamesCompareByExactBytes) {
+    std::atomic<bool> firstGone{false}, secondGone{false};
     auto* second = new Recorder("dup", &secondGone);
-    ShutdownRegistry::RegisterObject(first);
+    ShutdownRegistry::RegisterObject(new Recorder("dup", &firstGone));
     ShutdownRegistry::RegisterObject(second);
     gJournal.clear();
     ShutdownRegistry::PreTerminateApps();
     EXPECT_EQ(gJournal, "dup:pre ");
     delete second;  // still the caller's
-    EXPECT_TRUE(secondGone);
+    ShutdownRegistry::UnregisterObject("Dup");
+    ShutdownRegistry::UnregisterObject("du");
+    EXPECT_FALSE(firstGone);
     ShutdownRegistry::UnregisterObject("dup");
-    EXPECT_TRUE(firstGone);
+    EXPECT_TRUE(firstGone && secondGone);
     gJournal.clear();
     ShutdownRegistry::UnregisterObject("dup");  // nothing left: nothing happens
     ShutdownRegistry::PreTerminateApps();
     EXPECT_EQ(gJournal, "");
 }
 
-TEST(ShutdownNames, NamesCompareByExactBytes) {
-    bool gone = false;
-    ShutdownRegistry::RegisterObject(new Recorder("Case", &gone));
-    ShutdownRegistry::UnregisterObject("case");
-    ShutdownRegistry::UnregisterObject("Cas");
-    EXPECT_FALSE(gone);
-    ShutdownRegistry::UnregisterObject("Case");
-    EXPECT_TRUE(gone);
-}
-
-TEST(ShutdownNames, UnnamedObjectsAreAllKeptAndCannotBeRemoved) {
-    auto r = qztest::runInFreshProcess([] {
-        EXPECT_EQ(ShutdownObject(nullptr).getName(), "");
-        bool gone1 = false, gone2 = false;
+TEST(ShutdownNames, AnEmptyRegistrySaysYesAndUnnamedObjectsAreAllKeptForGood) {
+    qztest::expectInFreshProcess([] {
+        QZ_CHILD_CHECK(ShutdownRegistry::IsOkToExit() && ShutdownRegistry::CloseAllAppWindows(false), 2);
+        QZ_CHILD_CHECK(ShutdownObject(nullptr).getName().empty(), 3);
+        std::atomic<bool> gone1{false}, gone2{false};
         ShutdownRegistry::RegisterObject(new Recorder(nullptr, &gone1));
         ShutdownRegistry::RegisterObject(new Recorder("", &gone2));
         ShutdownRegistry::UnregisterObject("");
         ShutdownRegistry::UnregisterObject(nullptr);
-        QZ_CHILD_CHECK(!gone1 && !gone2, 2);
+        QZ_CHILD_CHECK(!gone1 && !gone2, 4);
         gJournal.clear();
         ShutdownRegistry::TerminateApps();
-        QZ_CHILD_CHECK(gJournal == ":term :term ", 3);
+        QZ_CHILD_CHECK(gJournal == ":term :term ", 5);
         return 0;
     });
-    EXPECT_EQ(r.exitCode, 0);
 }
 
 TEST(ShutdownPhases, SelfRemovalDuringTerminateKeepsTheWalkWhole) {
     ThreeObjects o("self");
-    bool gone = false;
+    std::atomic<bool> gone{false};
     auto* d = new Recorder("selfD", &gone);
-    d->unregisterSelfOnTerminate = true;
+    d->unregisterSelfOnTerminate = o.b->unregisterSelfOnTerminate = true;
     ShutdownRegistry::RegisterObject(d);
-    o.b->unregisterSelfOnTerminate = true;
-    gJournal.clear();
     ShutdownRegistry::TerminateApps();
     EXPECT_EQ(gJournal, "selfD:term selfC:term selfB:term selfA:term ");
     EXPECT_TRUE(gone);
@@ -154,69 +131,42 @@ TEST(ShutdownPhases, SelfRemovalDuringTerminateKeepsTheWalkWhole) {
 }
 
 TEST(ShutdownPhases, AnExceptionEndsThePhaseAndReachesTheCaller) {
-    class Thrower : public ShutdownObject {
-    public:
-        Thrower() : ShutdownObject("thrower") {}
-        void preTerminate() const override { throw std::runtime_error("no"); }
-    };
     ThreeObjects o("ex");
-    ShutdownRegistry::RegisterObject(new Thrower);
-    gJournal.clear();
+    auto* thrower = new Recorder("thrower");
+    thrower->throwOnPreTerminate = true;
+    ShutdownRegistry::RegisterObject(thrower);
     EXPECT_THROW(ShutdownRegistry::PreTerminateApps(), std::runtime_error);
-    EXPECT_EQ(gJournal, "");  // older objects were not called
+    EXPECT_EQ(gJournal, "thrower:pre ");  // older objects were not called
     ShutdownRegistry::UnregisterObject("thrower");
+    gJournal.clear();
     ShutdownRegistry::PreTerminateApps();  // the phase lock was released
     EXPECT_EQ(gJournal, "exC:pre exB:pre exA:pre ");
 }
 
-TEST(ShutdownPhases, FreshProcessSaysYesToBothQuestions) {
-    auto r = qztest::runInFreshProcess([] {
-        QZ_CHILD_CHECK(ShutdownRegistry::IsOkToExit(), 2);
-        QZ_CHILD_CHECK(ShutdownRegistry::CloseAllAppWindows(false), 3);
-        return 0;
-    });
-    EXPECT_EQ(r.exitCode, 0);
-}
-
 TEST(ShutdownCleanup, TheObjectRegisteredAtLoadFlushesBothStreams) {
-    auto r = qztest::runInFreshProcess([] {
+    qztest::expectInFreshProcess([] {
+        using services::io::CXStream;
         std::string seen;
         auto sink = boost::make_shared<services::io::PutsFnSink>([&seen](char const* s) { seen += s; return 0; });
-        services::io::CXStream::CXOut.push(sink);
-        services::io::CXStream::CXErr.push(sink);
-        services::io::CXStream::CXOut << "out ";
-        services::io::CXStream::CXErr << "err";
+        CXStream::CXOut.push(sink);
+        CXStream::CXErr.push(sink);
+        CXStream::CXOut << "out ";
+        CXStream::CXErr << "err";
         QZ_CHILD_CHECK(seen.empty(), 2);  // still in the function sink's store
-        QZ_CHILD_CHECK(ShutdownRegistry::IsOkToExit(), 3);
-        QZ_CHILD_CHECK(seen == "out err", 4);
+        QZ_CHILD_CHECK(ShutdownRegistry::IsOkToExit() && seen == "out err", 3);
         return 0;
     });
-    EXPECT_EQ(r.exitCode, 0);
 }
 
 TEST(ShutdownConcurrency, RemovalWaitsForAPhaseOnAnotherThread) {
-    std::atomic<bool> inPhase{false}, release{false};
-    class Blocker : public ShutdownObject {
-    public:
-        Blocker(std::atomic<bool>& in, std::atomic<bool>& rel) : ShutdownObject("blocker"), in_(in), rel_(rel) {}
-        void terminate() const override {
-            in_ = true;
-            while (!rel_) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-    private:
-        std::atomic<bool>& in_;
-        std::atomic<bool>& rel_;
+    std::atomic<bool> inPhase{false}, release{false}, victimGone{false};
+    ShutdownRegistry::RegisterObject(new Recorder("victim", &victimGone));
+    auto* blocker = new Recorder("blocker");
+    blocker->onTerminate = [&] {
+        inPhase = true;
+        while (!release) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     };
-    std::atomic<bool> victimGone{false};
-    class Victim : public ShutdownObject {
-    public:
-        explicit Victim(std::atomic<bool>& gone) : ShutdownObject("victim"), gone_(gone) {}
-        ~Victim() override { gone_ = true; }
-    private:
-        std::atomic<bool>& gone_;
-    };
-    ShutdownRegistry::RegisterObject(new Victim(victimGone));
-    ShutdownRegistry::RegisterObject(new Blocker(inPhase, release));
+    ShutdownRegistry::RegisterObject(blocker);
     std::thread phase([] { ShutdownRegistry::TerminateApps(); });
     while (!inPhase) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     std::thread remover([] { ShutdownRegistry::UnregisterObject("victim"); });

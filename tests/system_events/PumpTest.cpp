@@ -15,61 +15,54 @@
 using services::system_events::PpeCondition;
 using services::system_events::PpeDispatchHook;
 using services::system_events::PpeGuiDispatchHook;
+using Trace = std::vector<std::string>;
 
 namespace {
 
-// Everything the hooks did, in order, as short words.
-std::vector<std::string> gTrace;
+Trace gTrace;  // everything the hooks did, in order, as short words
 
-class ScriptedHook : public PpeDispatchHook {
-public:
-    explicit ScriptedHook(std::string name, int passesUntilDone = 1) : name_(std::move(name)), left_(passesUntilDone) {}
-    bool dispatch() override {
-        gTrace.push_back(name_ + ".dispatch");
-        if (onDispatch) onDispatch();
-        return --left_ <= 0;
-    }
-    void dispatchOne() override { gTrace.push_back(name_ + ".one"); }
+// What a scripted hook does: its name in the trace, the passes until it is
+// done, refusals to start, and what else happens when it is dispatched.
+struct Script {
+    Script(std::string n, int passes) : name(std::move(n)), left(passes) {}
+    std::string name;
+    int left, refusals = 0;
+    bool throwOnEnd = false, throwOnDispatch = false;
     std::function<void()> onDispatch;
-
-private:
-    std::string name_;
-    int left_;
+    bool pass(std::string const& word) {
+        gTrace.push_back(name + word);
+        if (onDispatch) onDispatch();
+        if (throwOnDispatch) throw std::logic_error(name);
+        return --left <= 0;
+    }
 };
 
-class ScriptedGuiHook : public PpeGuiDispatchHook {
-public:
-    explicit ScriptedGuiHook(std::string name, int passesUntilDone = 1) : name_(std::move(name)), left_(passesUntilDone) {}
+struct ScriptedHook : PpeDispatchHook, Script {
+    explicit ScriptedHook(std::string n, int passes = 1) : Script(std::move(n), passes) {}
+    bool dispatch() override { return pass(".dispatch"); }
+    void dispatchOne() override { gTrace.push_back(name + ".one"); }
+};
+
+struct ScriptedGuiHook : PpeGuiDispatchHook, Script {
+    explicit ScriptedGuiHook(std::string n, int passes = 1) : Script(std::move(n), passes) {}
     bool startProcessing(int mask) override {
-        gTrace.push_back(name_ + ".start" + std::to_string(mask));
-        if (refusals > 0) return --refusals, false;
-        return true;
+        gTrace.push_back(name + ".start" + std::to_string(mask));
+        return refusals-- <= 0;
     }
     void endProcessing(int mask) override {
-        gTrace.push_back(name_ + ".end" + std::to_string(mask));
-        if (throwOnEnd) throw std::runtime_error(name_);
+        gTrace.push_back(name + ".end" + std::to_string(mask));
+        if (throwOnEnd) throw std::runtime_error(name);
     }
-    bool dispatch(bool waitForWindows) override {
-        gTrace.push_back(name_ + ".dispatch" + (waitForWindows ? "W" : ""));
-        if (onDispatch) onDispatch();
-        if (throwOnDispatch) throw std::logic_error(name_);
-        return --left_ <= 0;
-    }
-    int refusals = 0;
-    bool throwOnEnd = false;
-    bool throwOnDispatch = false;
-    std::function<void()> onDispatch;
-
-private:
-    std::string name_;
-    int left_;
+    bool dispatch(bool waitForWindows) override { return pass(waitForWindows ? ".dispatchW" : ".dispatch"); }
 };
 
-template <class Hook>
-boost::shared_ptr<void> add(Hook* hook) {
-    boost::unique_ptr<typename std::conditional<std::is_base_of<PpeGuiDispatchHook, Hook>::value, PpeGuiDispatchHook,
-                                                PpeDispatchHook>::type>
-        owner(hook);
+boost::shared_ptr<void> add(PpeDispatchHook* hook) {
+    boost::unique_ptr<PpeDispatchHook> owner(hook);
+    return sysq::addProcessPendingEventsHook(owner);
+}
+
+boost::shared_ptr<void> add(PpeGuiDispatchHook* hook) {
+    boost::unique_ptr<PpeGuiDispatchHook> owner(hook);
     return sysq::addProcessPendingEventsHook(owner);
 }
 
@@ -86,27 +79,22 @@ struct LogRecords {
     int count(int level, std::string const& text) const {
         int n = 0;
         for (auto const& r : records)
-            if (r.level == level && r.text == text && r.logger == "services::system_events::ProcessPendingEvents") ++n;
+            n += r.level == level && r.text == text && r.logger == "services::system_events::ProcessPendingEvents";
         return n;
     }
 };
 
-struct Fresh {
-    Fresh() {
+class Pump : public ::testing::Test {
+protected:
+    void SetUp() override {
         gTrace.clear();
         boost::shared_ptr<void> none;
         sysq::removeProcessPendingEventsHook(none);  // purges what earlier tests released
     }
-    ~Fresh() {
-        uvSetInterruptPending(0);
-        gTrace.clear();
-    }
+    void TearDown() override { uvSetInterruptPending(0); }
 };
 
-using Trace = std::vector<std::string>;
-
-TEST(Pump, WithNoHooksCommitsTwiceAndReturns) {
-    Fresh fresh;
+TEST_F(Pump, WithNoHooksCommitsTwiceAndReturns) {
     sysq::CommitHookProxy* commit = sysq::addCommitDatabaseUpdateHook(&countCommit);
     svWS_ProcessPendingEvents();
     sysq::removeCommitDatabaseUpdatesHook(commit);
@@ -114,57 +102,59 @@ TEST(Pump, WithNoHooksCommitsTwiceAndReturns) {
     EXPECT_EQ((Trace{"commit", "commit"}), gTrace);
 }
 
-TEST(Pump, EventCountOneCallsDispatchOneOnceAndNeverDispatch) {
-    Fresh fresh;
-    auto token = add(new ScriptedHook("h", 5));
-    svWS_ProcessPendingEvents(0, 1);
-    EXPECT_EQ((Trace{"h.one"}), gTrace);
-}
-
-TEST(Pump, OtherEventCountsDispatchUntilTheHookIsDone) {
-    Fresh fresh;
-    auto token = add(new ScriptedHook("h", 3));
+TEST_F(Pump, EventCountOneCallsDispatchOneOnceOthersDispatchEveryHookUntilAllAreDone) {
+    LogRecords log;
+    auto h = add(new ScriptedHook("h", 3));
+    auto g = add(new ScriptedGuiHook("g"));
+    svWS_ProcessPendingEvents(5, 1, true);
+    EXPECT_EQ((Trace{"g.start5", "h.one", "g.dispatchW", "g.end5"}), gTrace);
+    EXPECT_EQ(1, log.count(2, " event_mask=5 event_count=1 wait_for_windows=1"));
+    EXPECT_EQ(1, log.count(4, "numHooks=2"));
+    g.reset();
+    gTrace.clear();
     svWS_ProcessPendingEvents(0, 3);
     EXPECT_EQ((Trace{"h.dispatch", "h.dispatch", "h.dispatch"}), gTrace);
     gTrace.clear();
-    auto again = add(new ScriptedHook("k", 2));
+    auto k = add(new ScriptedHook("k", 2));
     svWS_ProcessPendingEvents(0, -1);
-    // Every hook is dispatched in every pass; h is done at once now.
-    EXPECT_EQ((Trace{"h.dispatch", "k.dispatch", "h.dispatch", "k.dispatch"}), gTrace);
+    EXPECT_EQ((Trace{"h.dispatch", "k.dispatch", "h.dispatch", "k.dispatch"}), gTrace);  // no early exit
 }
 
-TEST(Pump, UnfinishedHookRunsUntilAnInterruptIsPendingAndTheInterruptStays) {
-    Fresh fresh;
+TEST_F(Pump, UnfinishedHookRunsUntilAnInterruptIsPendingWhichDoesNotThrowInside) {
     auto* hook = new ScriptedHook("h", 1 << 30);
     int calls = 0;
+    bool threw = false;
     hook->onDispatch = [&] {
-        if (++calls == 4) uvSetInterruptPending(1);
+        if (++calls < 4) return;
+        uvSetInterruptPending(1);
+        try {
+            uvLongjmpIfInterruptPending();
+        } catch (...) {
+            threw = true;
+        }
     };
     auto token = add(hook);
     svWS_ProcessPendingEvents();
     EXPECT_EQ(4, calls);
-    EXPECT_EQ(1, uvIsInterruptPending());
+    EXPECT_FALSE(threw);
+    EXPECT_EQ(1, uvIsInterruptPending());  // and it stays
 }
 
-TEST(Pump, FirstRefusalToStartVetoesTheDispatchAndEndsOnlyTheStarted) {
-    Fresh fresh;
-    auto* a = new ScriptedGuiHook("a");
+TEST_F(Pump, FirstRefusalToStartVetoesTheDispatchAndEndsOnlyTheStarted) {
     auto* b = new ScriptedGuiHook("b");
     b->refusals = 1;
-    auto ta = add(a);
+    auto ta = add(new ScriptedGuiHook("a"));
     auto tb = add(b);
     svWS_ProcessPendingEvents(7);
     EXPECT_EQ((Trace{"a.start7", "b.start7", "a.end7"}), gTrace);
 }
 
-TEST(Pump, LaterRefusalOnlyDelaysThatHook) {
-    Fresh fresh;
+TEST_F(Pump, HookAddedDuringADispatchStartsInTheSamePumpAndALaterRefusalOnlyDelaysIt) {
     auto* a = new ScriptedGuiHook("a", 3);
     boost::shared_ptr<void> tb;
-    ScriptedGuiHook* b = nullptr;
     a->onDispatch = [&] {
         if (tb) return;
-        b = new ScriptedGuiHook("b");
+        auto* b = new ScriptedGuiHook("b");
         b->refusals = 1;
         tb = add(b);
     };
@@ -175,43 +165,25 @@ TEST(Pump, LaterRefusalOnlyDelaysThatHook) {
               gTrace);
 }
 
-TEST(Pump, HookAddedDuringADispatchStartsAfterThatPassAndDispatchesInTheNext) {
-    Fresh fresh;
-    auto* a = new ScriptedGuiHook("a", 2);
-    boost::shared_ptr<void> tb;
-    a->onDispatch = [&] {
-        if (!tb) tb = add(new ScriptedGuiHook("b"));
-    };
-    auto ta = add(a);
-    svWS_ProcessPendingEvents(1);
-    EXPECT_EQ((Trace{"a.start1", "a.dispatch", "b.start1", "a.dispatch", "b.dispatch", "a.end1", "b.end1"}), gTrace);
-}
-
-TEST(Pump, HookReleasedBetweenPassesIsSkippedAsDoneWithRecords) {
-    Fresh fresh;
+TEST_F(Pump, HookReleasedBetweenPassesIsSkippedAsDoneWithRecords) {
     LogRecords log;
     auto* a = new ScriptedGuiHook("a", 2);
     auto ta = add(a);
     boost::shared_ptr<void> tb = add(new ScriptedGuiHook("b", 100));
-    a->onDispatch = [&] { tb.reset(); };  // b goes away during the first pass
+    a->onDispatch = [&] { tb.reset(); };  // b goes away during the first pass, before its dispatch
     svWS_ProcessPendingEvents();
-    // b's first dispatch comes after a released it: skipped, and counted as done.
     EXPECT_EQ((Trace{"a.start0", "b.start0", "a.dispatch", "a.dispatch", "a.end0"}), gTrace);
-    std::string const skipped = "skipping expired services::system_events::PpeGuiDispatchHook";
-    EXPECT_EQ(3, log.count(4, skipped));  // two dispatches and the end
+    EXPECT_EQ(3, log.count(4, "skipping expired services::system_events::PpeGuiDispatchHook"));  // two dispatches, the end
 }
 
-TEST(Pump, FirstExceptionFromEndingReachesTheCallerAndTheSecondIsLogged) {
-    Fresh fresh;
+TEST_F(Pump, FirstExceptionFromEndingReachesTheCallerAndTheSecondIsLogged) {
     LogRecords log;
     auto* a = new ScriptedGuiHook("a");
     auto* b = new ScriptedGuiHook("b");
-    auto* c = new ScriptedGuiHook("c");
-    a->throwOnEnd = true;
-    b->throwOnEnd = true;
+    a->throwOnEnd = b->throwOnEnd = true;
     auto ta = add(a);
     auto tb = add(b);
-    auto tc = add(c);
+    auto tc = add(new ScriptedGuiHook("c"));
     try {
         svWS_ProcessPendingEvents();
         FAIL() << "no exception";
@@ -222,50 +194,21 @@ TEST(Pump, FirstExceptionFromEndingReachesTheCallerAndTheSecondIsLogged) {
     EXPECT_EQ(1, log.count(256, "ignoring exception during endProcessing"));
 }
 
-TEST(Pump, ExceptionFromDispatchEndsTheStartedHooksAndRestoresTheInterruptMode) {
-    Fresh fresh;
-    auto* a = new ScriptedGuiHook("a");
+TEST_F(Pump, ExceptionFromDispatchEndsTheStartedHooksAndRestoresTheInterruptMode) {
     auto* b = new ScriptedGuiHook("b");
     b->throwOnDispatch = true;
-    auto ta = add(a);
+    auto ta = add(new ScriptedGuiHook("a"));
     auto tb = add(b);
-    EXPECT_EQ(1, uvInterruptMode::current());
     EXPECT_THROW(svWS_ProcessPendingEvents(), std::logic_error);
     EXPECT_EQ(1, uvInterruptMode::current());
     EXPECT_EQ((Trace{"a.start0", "b.start0", "a.dispatch", "b.dispatch", "a.end0", "b.end0"}), gTrace);
 }
 
-TEST(Pump, InterruptsDoNotThrowFromHooksDuringAPump) {
-    Fresh fresh;
-    auto* hook = new ScriptedHook("h");
-    bool threw = false;
-    hook->onDispatch = [&] {
-        uvSetInterruptPending(1);
-        try {
-            uvLongjmpIfInterruptPending();
-        } catch (...) {
-            threw = true;
-        }
-    };
-    auto token = add(hook);
-    svWS_ProcessPendingEvents();
-    EXPECT_FALSE(threw);
-    EXPECT_EQ(1, uvIsInterruptPending());
-}
-
-TEST(Pump, RecordsTheArgumentsAndTheNumberOfHooks) {
-    Fresh fresh;
-    LogRecords log;
-    auto t1 = add(new ScriptedHook("h"));
-    auto t2 = add(new ScriptedGuiHook("g"));
-    svWS_ProcessPendingEvents(5, 1, true);
-    EXPECT_EQ(1, log.count(2, " event_mask=5 event_count=1 wait_for_windows=1"));
-    EXPECT_EQ(1, log.count(4, "numHooks=2"));
-}
-
-TEST(Pump, HookTokensAreReleasedByRemoval) {
-    Fresh fresh;
-    auto token = add(new ScriptedHook("h"));
+TEST_F(Pump, AddTakesTheHookAndRemovalReleasesTheToken) {
+    boost::unique_ptr<PpeDispatchHook> hook(new ScriptedHook("h"));
+    auto token = sysq::addProcessPendingEventsHook(hook);
+    EXPECT_FALSE(hook);
+    auto unitTestHook = sysq::addProcessPendingEventsUnitTestHook();  // always done
     boost::shared_ptr<void> copy = token;
     sysq::removeProcessPendingEventsHook(token);
     EXPECT_FALSE(token);
@@ -275,22 +218,6 @@ TEST(Pump, HookTokensAreReleasedByRemoval) {
     gTrace.clear();
     svWS_ProcessPendingEvents();
     EXPECT_TRUE(gTrace.empty());
-}
-
-TEST(Pump, AddLeavesTheArgumentEmpty) {
-    boost::unique_ptr<PpeDispatchHook> hook(new ScriptedHook("h"));
-    auto token = sysq::addProcessPendingEventsHook(hook);
-    EXPECT_FALSE(hook);
-    EXPECT_TRUE(token);
-}
-
-TEST(Pump, UnitTestHookIsAlwaysDone) {
-    Fresh fresh;
-    auto token = sysq::addProcessPendingEventsUnitTestHook();
-    auto other = add(new ScriptedHook("h"));
-    svWS_ProcessPendingEvents();
-    EXPECT_EQ((Trace{"h.dispatch"}), gTrace);
-    sysq::removeProcessPendingEventsHook(token);
 }
 
 // ---- the condition ----
@@ -309,58 +236,48 @@ public:
 
 boost::shared_ptr<void> addCondition(PpeCondition* c, bool replace) {
     boost::unique_ptr<PpeCondition> owner(c);
-    boost::shared_ptr<void> token = sysq::addProcessPendingEventsHook(owner, replace);
-    owner.release();  // a refused condition stays with the caller, who owns it here
-    return token;
+    return sysq::addProcessPendingEventsHook(owner, replace);
 }
 
-TEST(PumpCondition, OnlyReplacesALiveConditionWhenAsked) {
+TEST_F(Pump, ConditionIsWaitedOnBetweenPassesAndOnlyReplacedWhenAsked) {
     auto* first = new CountingCondition;
     auto firstToken = addCondition(first, false);
     ASSERT_TRUE(firstToken);
-    EXPECT_EQ(first, sysq::getCondition().get());
-
     boost::unique_ptr<PpeCondition> second(new CountingCondition);
     PpeCondition* secondRaw = second.get();
     EXPECT_FALSE(sysq::addProcessPendingEventsHook(second, false));
-    EXPECT_EQ(secondRaw, second.get());  // left as it was
+    EXPECT_EQ(secondRaw, second.get());  // a refused condition stays with the caller
     auto secondToken = sysq::addProcessPendingEventsHook(second, true);
-    EXPECT_TRUE(secondToken);
     EXPECT_FALSE(second);
     EXPECT_EQ(secondRaw, sysq::getCondition().get());
-    EXPECT_TRUE(firstToken);  // the first lives on, no longer waited on
 
+    auto token = add(new ScriptedHook("h", 3));
+    svWS_ProcessPendingEvents();
+    EXPECT_TRUE(first->waits.empty());  // the first lives on, no longer waited on
+    auto const& waits = static_cast<CountingCondition*>(secondRaw)->waits;
+    EXPECT_EQ((std::vector<boost::posix_time::time_duration>(2, boost::posix_time::microseconds(1000))), waits);
     secondToken.reset();
     EXPECT_FALSE(sysq::getCondition());
 }
 
-TEST(PumpCondition, PumpWaitsOneMillisecondBetweenPassesAndNotWithout) {
-    Fresh fresh;
-    auto* condition = new CountingCondition;
-    auto conditionToken = addCondition(condition, true);
-    auto token = add(new ScriptedHook("h", 3));
-    svWS_ProcessPendingEvents();
-    ASSERT_EQ(2u, condition->waits.size());
-    EXPECT_EQ(boost::posix_time::microseconds(1000), condition->waits[0]);
-    conditionToken.reset();
-    EXPECT_FALSE(sysq::getCondition());
-}
-
-TEST(PumpCondition, WaitReturnsWhenWokenOrOnAnInterruptAfterATimeout) {
-    Fresh fresh;
+TEST_F(Pump, ConditionWaitReturnsWhenWokenOrOnAnInterruptAfterATimeout) {
     CountingCondition c;
     c.wakeUp = true;
     EXPECT_TRUE(c.wait());
-    EXPECT_EQ(1u, c.waits.size());
-    EXPECT_EQ(boost::posix_time::hours(24), c.waits[0]);
     c.wakeUp = false;
-    c.waits.clear();
     uvSetInterruptPending(1);
     EXPECT_TRUE(c.wait());
-    EXPECT_EQ(1u, c.waits.size());  // the interrupt is seen after the slice
+    EXPECT_EQ((std::vector<boost::posix_time::time_duration>(2, boost::posix_time::hours(24))), c.waits);
+
+    auto const deadline = boost::posix_time::microsec_clock::universal_time() + boost::posix_time::seconds(10);
+    c.timed_wait_until(deadline);
+    EXPECT_LE(c.waits.back(), boost::posix_time::seconds(10));
+    EXPECT_GT(c.waits.back(), boost::posix_time::seconds(9));
+    c.timed_wait_until(boost::posix_time::ptime(boost::posix_time::pos_infin));
+    EXPECT_TRUE(c.waits.back().is_pos_infinity());
 }
 
-TEST(PumpCondition, NotifyAllPassesTheWakeUpToTheRegisteredConditionOnly) {
+TEST_F(Pump, NotifyAllPassesTheWakeUpToTheRegisteredConditionOnly) {
     auto* registered = new CountingCondition;
     auto token = addCondition(registered, true);
     CountingCondition other;
@@ -369,17 +286,6 @@ TEST(PumpCondition, NotifyAllPassesTheWakeUpToTheRegisteredConditionOnly) {
     EXPECT_EQ(0, other.notifies);
     registered->notify_all();  // itself: no recursion, no call
     EXPECT_EQ(1, registered->notifies);
-}
-
-TEST(PumpCondition, TimedWaitUntilWaitsForTheRemainingTime) {
-    CountingCondition c;
-    auto const deadline = boost::posix_time::microsec_clock::universal_time() + boost::posix_time::seconds(10);
-    c.timed_wait_until(deadline);
-    ASSERT_EQ(1u, c.waits.size());
-    EXPECT_LE(c.waits[0], boost::posix_time::seconds(10));
-    EXPECT_GT(c.waits[0], boost::posix_time::seconds(9));
-    c.timed_wait_until(boost::posix_time::ptime(boost::posix_time::pos_infin));
-    EXPECT_TRUE(c.waits[1].is_pos_infinity());
 }
 
 TEST(PumpCondition, ConvertToSecondsLimitsAndHandlesSpecialValues) {

@@ -12,10 +12,11 @@
 
 using services::system_events::WSPPEInstrumentation;
 using services::system_events::WSPPEIScopeGuard;
+using Seen = std::vector<int>;
 
 namespace {
 
-std::vector<int> gSeen;
+Seen gSeen;
 void recordA(svCommitDatabaseUpdatesType t) { gSeen.push_back(100 + t); }
 void recordB(svCommitDatabaseUpdatesType t) { gSeen.push_back(200 + t); }
 
@@ -34,35 +35,38 @@ void addsAnother(svCommitDatabaseUpdatesType t) {
 int gExposes = 0;
 void exposeHook() { ++gExposes; }
 
-// Removes every proxy a test added, so that later tests in the process see none.
-struct HookScope {
+// Adds commit hooks and removes them all at the end, so that later tests see none.
+class CommitHooks : public ::testing::Test {
+protected:
     std::vector<sysq::CommitHookProxy*> commits;
-    ~HookScope() {
-        // Removal leaves the proxy to its holder, who may free it.
+    void SetUp() override { gSeen.clear(); }
+    void TearDown() override {
         for (auto* p : commits) {
             sysq::removeCommitDatabaseUpdatesHook(p);
-            delete p;
+            delete p;  // removal leaves the proxy to its holder
         }
-        gSeen.clear();
     }
-    void add(void (*f)(svCommitDatabaseUpdatesType)) { commits.push_back(sysq::addCommitDatabaseUpdateHook(f)); }
+    sysq::CommitHookProxy* add(void (*f)(svCommitDatabaseUpdatesType)) {
+        commits.push_back(sysq::addCommitDatabaseUpdateHook(f));
+        return commits.back();
+    }
 };
 
-TEST(CommitHooks, RunInOrderWithTheTypeGiven) {
-    HookScope scope;
-    scope.add(&recordA);
-    scope.add(&recordB);
+TEST_F(CommitHooks, RunInOrderWithTheTypeGivenSkippingDisabledAndNullOnes) {
+    EXPECT_EQ(nullptr, sysq::addCommitDatabaseUpdateHook(nullptr));
+    EXPECT_EQ(nullptr, sysq::addProcessExposeEventsHook(nullptr));
+    add(&recordA)->enabled = false;
+    add(&recordA);
+    add(&recordB);
     svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType_3);
     svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType_2);
-    EXPECT_EQ((std::vector<int>{103, 203, 102, 202}), gSeen);
+    EXPECT_EQ((Seen{103, 203, 102, 202}), gSeen);
 }
 
-TEST(CommitHooks, GateDowngradesTypeThreeToOneWhileItsTokenLives) {
-    HookScope scope;
-    scope.add(&recordA);
+TEST_F(CommitHooks, GateDowngradesTypeThreeToOneWhileItsTokenLives) {
+    add(&recordA);
     bool complete = false;
     boost::shared_ptr<void> token = sysq::addPreviousUpdatesCompleteFcn([&] { return complete; });
-    ASSERT_TRUE(token);
     svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType_3);
     complete = true;
     svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType_3);
@@ -70,59 +74,24 @@ TEST(CommitHooks, GateDowngradesTypeThreeToOneWhileItsTokenLives) {
     sysq::removePreviousUpdatesCompleteFcn(token);
     EXPECT_FALSE(token);
     svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType_3);
-    EXPECT_EQ((std::vector<int>{101, 103, 103}), gSeen);
-}
+    EXPECT_EQ((Seen{101, 103, 103}), gSeen);
 
-TEST(CommitHooks, EmptyGateFunctionClearsTheGate) {
-    HookScope scope;
-    scope.add(&recordA);
+    // An empty function clears a gate whose token is still held.
     boost::shared_ptr<void> held = sysq::addPreviousUpdatesCompleteFcn([] { return false; });
-    boost::shared_ptr<void> empty = sysq::addPreviousUpdatesCompleteFcn(boost::function<bool()>());
-    EXPECT_FALSE(empty);
+    EXPECT_FALSE(sysq::addPreviousUpdatesCompleteFcn(boost::function<bool()>()));
     EXPECT_TRUE(services::system_events::invokePreviousUpdatesCompleteFunction());
-    svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType_3);
-    EXPECT_EQ((std::vector<int>{103}), gSeen);
 }
 
-TEST(CommitHooks, NullFunctionAddsNothing) {
-    HookScope scope;
-    EXPECT_EQ(nullptr, sysq::addCommitDatabaseUpdateHook(nullptr));
-    EXPECT_EQ(nullptr, sysq::addProcessExposeEventsHook(nullptr));
-    svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType_3);
-    EXPECT_TRUE(gSeen.empty());
-    sysq::removeCommitDatabaseUpdatesHook(nullptr);  // does nothing
-}
-
-TEST(CommitHooks, HookRemovingItselfLetsTheOthersRunAndIsNotCalledAgain) {
-    HookScope scope;
-    gSelf = sysq::addCommitDatabaseUpdateHook(&removesItself);
-    scope.commits.push_back(gSelf);
-    scope.add(&recordA);
-    svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType_3);
-    svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType_3);
-    EXPECT_EQ((std::vector<int>{303, 103, 103}), gSeen);
-}
-
-TEST(CommitHooks, HookAddedDuringACommitWaitsForTheNext) {
-    HookScope scope;
-    scope.add(&addsAnother);
+TEST_F(CommitHooks, HookRemovedOrAddedDuringACommitCountsFromTheNext) {
+    gSelf = add(&removesItself);
+    add(&addsAnother);
     svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType_3);
     svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType_0);
-    scope.commits.push_back(gLate);
-    EXPECT_EQ((std::vector<int>{403, 400, 200}), gSeen);
-}
-
-TEST(CommitHooks, DisabledProxyIsSkippedAndRemovalKeepsTheSecondOfTwoEqualNeighbours) {
-    HookScope scope;
-    scope.add(&recordA);
-    scope.commits.back()->enabled = false;
-    scope.add(&recordB);
-    svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType_3);
-    EXPECT_EQ((std::vector<int>{203}), gSeen);
+    commits.push_back(gLate);
+    EXPECT_EQ((Seen{303, 403, 400, 200}), gSeen);
 }
 
 TEST(ExposeHooks, RunWithoutTheGate) {
-    gExposes = 0;
     boost::shared_ptr<void> gate = sysq::addPreviousUpdatesCompleteFcn([] { return false; });
     sysq::ExposeHookProxy* proxy = sysq::addProcessExposeEventsHook(&exposeHook);
     svWS_ProcessExposeEvents();
@@ -132,93 +101,50 @@ TEST(ExposeHooks, RunWithoutTheGate) {
     EXPECT_EQ(1, gExposes);
 }
 
-// ---- the profiler ----
+// ---- the profiler, through its features ----
 
 void callFeature(char const* name, int value) {
     svFeature* f = svFindFeatureEntry(name);
-    ASSERT_NE(nullptr, f) << name;
-    ASSERT_NE(nullptr, f->oneArgCallback);
+    ASSERT_TRUE(f != nullptr && f->oneArgCallback != nullptr) << name;
     f->oneArgCallback(value);
 }
 
-struct ProfilerReset {
-    ProfilerReset() {
-        callFeature("WSPPEProfileEnable", 0);
-        callFeature("WSPPEProfileClear", 0);
-        WSPPEInstrumentation::getInstance().setDebug(false);
+class Profiler : public ::testing::Test {
+protected:
+    WSPPEInstrumentation& p = WSPPEInstrumentation::getInstance();
+    void SetUp() override {
+        TearDown();
+        p.setDebug(false);
     }
-    ~ProfilerReset() {
+    void TearDown() override {
         callFeature("WSPPEProfileEnable", 0);
         callFeature("WSPPEProfileClear", 0);
     }
 };
 
-TEST(Profiler, FeaturesAreRegisteredAtLoadWithValueZero) {
-    for (char const* name : {"WSPPEProfileClear", "WSPPEProfileEnable", "WSPPEProfileReport"}) {
-        svFeature* f = svFindFeatureEntry(name);
-        ASSERT_NE(nullptr, f) << name;
-        EXPECT_EQ(0, f->value);
-        EXPECT_NE(nullptr, f->oneArgCallback);
-        EXPECT_EQ(nullptr, f->builtin);
-    }
-}
-
-TEST(Profiler, OffByDefaultCountsNothingAndReportsNothing) {
-    ProfilerReset reset;
+TEST_F(Profiler, OffByDefaultCountsNothingAndReportsNothing) {
     { WSPPEIScopeGuard g(WSPPEInstrumentation::CDU_ALL); }
     svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType_3);
-    EXPECT_EQ(0, WSPPEInstrumentation::getInstance().count(WSPPEInstrumentation::CDU_ALL));
+    EXPECT_EQ(0, p.count(WSPPEInstrumentation::CDU_ALL));
     qztest::Capture capture;
     callFeature("WSPPEProfileReport", 0);
     EXPECT_EQ("", capture.outText());
 }
 
-TEST(Profiler, NestedGuardOfTheSameTimerCountsOnce) {
-    ProfilerReset reset;
+TEST_F(Profiler, NestedGuardOfTheSameTimerCountsOnceAndAStretchOutlivesTheSwitch) {
     callFeature("WSPPEProfileEnable", 1);
     {
         WSPPEIScopeGuard outer(WSPPEInstrumentation::CDU_ALL);
         WSPPEIScopeGuard inner(WSPPEInstrumentation::CDU_ALL);
         svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType_3);  // a third stretch of the same timer
-    }
-    svWS_ProcessExposeEvents();
-    WSPPEInstrumentation& p = WSPPEInstrumentation::getInstance();
-    EXPECT_EQ(1, p.count(WSPPEInstrumentation::CDU_ALL));
-    EXPECT_EQ(1, p.count(WSPPEInstrumentation::PROCESS_EXPOSE_EVENTS));
-    EXPECT_FALSE(p.isRunning(WSPPEInstrumentation::CDU_ALL));
-    EXPECT_GE(p.totalTime(WSPPEInstrumentation::CDU_ALL), 0.0);
-}
-
-TEST(Profiler, EnableWithMinusOneSetsDebugWhichTheReportClears) {
-    ProfilerReset reset;
-    WSPPEInstrumentation& p = WSPPEInstrumentation::getInstance();
-    callFeature("WSPPEProfileEnable", -1);
-    EXPECT_TRUE(p.isEnabled());
-    EXPECT_TRUE(p.isDebug());
-    callFeature("WSPPEProfileEnable", 0);
-    EXPECT_FALSE(p.isEnabled());
-    EXPECT_TRUE(p.isDebug());  // switching off leaves debug alone
-    qztest::Capture capture;
-    callFeature("WSPPEProfileReport", 0);
-    EXPECT_FALSE(p.isDebug());
-}
-
-TEST(Profiler, StretchStartedWhileOnEndsAfterTheSwitchGoesOff) {
-    ProfilerReset reset;
-    WSPPEInstrumentation& p = WSPPEInstrumentation::getInstance();
-    callFeature("WSPPEProfileEnable", 1);
-    {
-        WSPPEIScopeGuard g(WSPPEInstrumentation::WSPPE_TOTAL);
         callFeature("WSPPEProfileEnable", 0);
-        EXPECT_TRUE(p.isRunning(WSPPEInstrumentation::WSPPE_TOTAL));
+        EXPECT_TRUE(p.isRunning(WSPPEInstrumentation::CDU_ALL));
     }
-    EXPECT_FALSE(p.isRunning(WSPPEInstrumentation::WSPPE_TOTAL));
-    EXPECT_EQ(1, p.count(WSPPEInstrumentation::WSPPE_TOTAL));
+    EXPECT_EQ(1, p.count(WSPPEInstrumentation::CDU_ALL));
+    EXPECT_FALSE(p.isRunning(WSPPEInstrumentation::CDU_ALL));
 }
 
-TEST(Profiler, ClearDuringAStretchMakesItsEndAddNothing) {
-    ProfilerReset reset;
-    WSPPEInstrumentation& p = WSPPEInstrumentation::getInstance();
+TEST_F(Profiler, ClearDuringAStretchMakesItsEndAddNothing) {
     callFeature("WSPPEProfileEnable", 1);
     {
         WSPPEIScopeGuard g(WSPPEInstrumentation::WSPPE_START_FCN);
@@ -229,8 +155,18 @@ TEST(Profiler, ClearDuringAStretchMakesItsEndAddNothing) {
     EXPECT_EQ(0.0, p.totalTime(WSPPEInstrumentation::WSPPE_START_FCN));
 }
 
-TEST(Profiler, ReportHasTheHeadingAndOneLinePerTimerThatRan) {
-    ProfilerReset reset;
+TEST_F(Profiler, EnableWithMinusOneSetsDebugWhichOnlyTheReportClears) {
+    callFeature("WSPPEProfileEnable", -1);
+    EXPECT_TRUE(p.isEnabled() && p.isDebug());
+    callFeature("WSPPEProfileEnable", 0);
+    EXPECT_FALSE(p.isEnabled());
+    EXPECT_TRUE(p.isDebug());
+    qztest::Capture capture;
+    callFeature("WSPPEProfileReport", 0);
+    EXPECT_FALSE(p.isDebug());
+}
+
+TEST_F(Profiler, ReportHasTheHeadingAndOneLinePerTimerThatRan) {
     callFeature("WSPPEProfileEnable", 1);
     { WSPPEIScopeGuard g(WSPPEInstrumentation::WSPPE_END_FCN); }
     { WSPPEIScopeGuard g(WSPPEInstrumentation::WSPPE_END_FCN); }
@@ -245,15 +181,15 @@ TEST(Profiler, ReportHasTheHeadingAndOneLinePerTimerThatRan) {
     std::regex const line(R"(          (\d) ([0-9.e+-]+) *( .*)\n)");
     std::smatch m;
     std::string rest = text.substr(heading.size());
-    ASSERT_TRUE(std::regex_search(rest, m, line, std::regex_constants::match_continuous)) << rest;
-    EXPECT_EQ("2", m[1].str());
-    EXPECT_GE(m[2].length() + (m[3].first - m[2].second), 8);
-    EXPECT_EQ(" ws_PPE - endFcn", m[3].str());
-    rest = m.suffix().str();
-    ASSERT_TRUE(std::regex_search(rest, m, line, std::regex_constants::match_continuous)) << rest;
-    EXPECT_EQ("1", m[1].str());
-    EXPECT_EQ(" ProcessExposeEvents", m[3].str());
-    EXPECT_EQ("", m.suffix().str());
+    for (auto const& row : {std::make_pair("2", " ws_PPE - endFcn"), std::make_pair("1", " ProcessExposeEvents")}) {
+        SCOPED_TRACE(row.second);
+        ASSERT_TRUE(std::regex_search(rest, m, line, std::regex_constants::match_continuous)) << rest;
+        EXPECT_EQ(row.first, m[1].str());
+        EXPECT_GE(m[2].length() + (m[3].first - m[2].second), 8);
+        EXPECT_EQ(row.second, m[3].str());
+        rest = m.suffix().str();
+    }
+    EXPECT_EQ("", rest);
 }
 
 } // namespace
