@@ -3,6 +3,7 @@
 // scratch directory removed at the end of each test, and readers of packed
 // name lists and of files through the container model.
 #pragma once
+#include "support/error_id.hpp"
 #include <qzservices/containers/ContainerFeature.hpp>
 #include <qzservices/containers/CxfileReader.hpp>
 #include <qzservices/containers/path_manager_fcns.hpp>
@@ -34,15 +35,7 @@ struct UvFree {
 };
 using Owned = std::unique_ptr<char, UvFree>;
 
-// The identifier of the error that `fn` raises, or "" if none.
-inline std::string errorIdOf(std::function<void()> const& fn) {
-    try {
-        fn();
-    } catch (vx::Error const& e) {
-        return e.identifier();
-    }
-    return "";
-}
+using qztest::errorIdOf;
 
 // The names of a packed list ("a\0b\0\0"), in order.
 inline std::vector<std::string> unpack(char const* list) {

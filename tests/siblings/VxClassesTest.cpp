@@ -1,5 +1,6 @@
 // The array stand-in's edges that display does not reach: class numbers and
 // element sizes, the errors of bad requests, and ownership of members.
+#include "support/error_id.hpp"
 #include "vx/array.hpp"
 #include "vx/errors.hpp"
 #include "uv/uv.hpp"
@@ -19,15 +20,7 @@ struct ArrayDeleter {
 };
 using ArrayPtr = std::unique_ptr<vxArray, ArrayDeleter>;
 
-// The identifier of the error that `fn` raises, or "" if none.
-std::string errorIdOf(std::function<void()> const& fn) {
-    try {
-        fn();
-    } catch (vx::Error const& e) {
-        return e.identifier();
-    }
-    return "";
-}
+using qztest::errorIdOf;
 
 size_t const k2x3[2] = {2, 3};
 size_t const k1x1[2] = {1, 1};

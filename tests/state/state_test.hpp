@@ -4,6 +4,7 @@
 #pragma once
 #include "support/capture.hpp"
 #include "support/child_process.hpp"
+#include "support/error_id.hpp"
 
 #include <boost/make_shared.hpp>
 #include <ftw.h>
@@ -45,16 +46,6 @@ inline std::vector<ArrayPtr> callBuiltin(Builtin f, int outCount, std::vector<vx
     std::vector<vxArray*> out(static_cast<size_t>(std::max(outCount, 1)), nullptr);
     f(outCount, out.data(), static_cast<int>(inputs.size()), inputs.data());
     return std::vector<ArrayPtr>(out.begin(), out.end());
-}
-
-// The identifier of the vx::Error that f raises, "" when it raises none.
-inline std::string errorIdOf(std::function<void()> const& f) {
-    try {
-        f();
-    } catch (vx::Error const& e) {
-        return e.identifier();
-    }
-    return "";
 }
 
 // Runs body in a new process (state as at load) and expects it to exit 0.
