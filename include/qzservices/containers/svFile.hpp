@@ -169,7 +169,8 @@ public:
     bool hasErrorOnContainer() const { return hasStreamError() || hasFileError(); }
 
     // The three look-ups. Each returns an object carrying its own error
-    // state (never null); the caller deletes it once.
+    // state, or null when the walk made no object at all; the caller deletes
+    // it once.
     static svContainer* svFindContainer(char const* path);
 
 protected:
