@@ -7,6 +7,8 @@
 // exception) is a fault.
 #include <qzservices/qzservices.hpp>
 
+#include "fuzz_input.hpp"
+
 #include <vx/errors.hpp>
 
 #include <boost/make_shared.hpp>
@@ -22,17 +24,7 @@
 
 namespace {
 
-class Bytes {
-public:
-    Bytes(uint8_t const* data, size_t size) : data_(data), size_(size) {}
-    unsigned next() { return at_ < size_ ? data_[at_++] : 0; }
-    bool empty() const { return at_ >= size_; }
-
-private:
-    uint8_t const* data_;
-    size_t size_;
-    size_t at_ = 0;
-};
+using fuzzinput::Bytes;
 
 double numberFrom(Bytes& in) {
     static double const special[] = {0.0,
@@ -167,11 +159,7 @@ struct Destroyer {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
-    static bool const quiet = [] {
-        services::io::CXStream::CXOut.push(boost::make_shared<CXNoOutputSink>());
-        return true;
-    }();
-    (void)quiet;
+    fuzzinput::silenceOutput();
     Bytes in(data, size);
     ioSetNumWindowColumns(in.next());
     SetPrtfmt(1 + static_cast<int>(in.next() % 13));

@@ -8,6 +8,8 @@
 // gives a negative denominator.
 #include <qzservices/qzservices.hpp>
 
+#include "fuzz_input.hpp"
+
 #include <vx/errors.hpp>
 
 #include <boost/make_shared.hpp>
@@ -31,20 +33,7 @@ struct Destroyer {
 };
 
 // Reads bytes in order; past the end it gives zeros.
-class Bytes {
-public:
-    Bytes(uint8_t const* data, size_t size) : data_(data), size_(size) {}
-    unsigned next() { return at_ < size_ ? data_[at_++] : 0; }
-    void fill(void* dst, size_t n) {
-        auto* out = static_cast<unsigned char*>(dst);
-        for (size_t i = 0; i < n; ++i) out[i] = static_cast<unsigned char>(next());
-    }
-
-private:
-    uint8_t const* data_;
-    size_t size_;
-    size_t at_ = 0;
-};
+using fuzzinput::Bytes;
 
 void fail(char const* what) {
     std::fprintf(stderr, "contract broken: %s\n", what);
@@ -79,11 +68,7 @@ void engineering(T x, vxClassID cls) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
-    static bool const quiet = [] {
-        services::io::CXStream::CXOut.push(boost::make_shared<CXNoOutputSink>());
-        return true;
-    }();
-    (void)quiet;
+    fuzzinput::silenceOutput();
 
     Bytes in(data, size);
     int const format = 1 + static_cast<int>(in.next() % 13);
