@@ -29,6 +29,7 @@ long gRun = 0;
 long gPosted = 0;
 long gEventsRun = 0;
 long gCallbacksRun = 0;
+bool gDoneSeen = true;  // the current run's last event has been handled
 
 void report(char const* when) {
     uvPrintf("demo-events run %ld: %ld posted of each; %ld events and %ld callbacks ran%s\n", gRun, gPosted,
@@ -49,6 +50,7 @@ int onDemoCallback(void* run) {
 // next statement.
 void onDemoDone(long run) {
     if (run != gRun) return;
+    gDoneSeen = true;
     bool const atPrompt = waitingForInput() && ::isatty(0);
     if (atPrompt) uvPuts("\n");
     report(" (posting finished)");
@@ -78,6 +80,10 @@ void demoEvents(long count) {
         return;
     }
     finishDemoEvents();
+    // A run whose last event has not been handled yet still gets its line:
+    // what ran up to now, since its stragglers will not be counted.
+    if (!gDoneSeen) report(" (superseded by the next run)");
+    gDoneSeen = false;
     ++gRun;
     gPosted = count;
     gEventsRun = 0;

@@ -218,6 +218,12 @@ demo-events run 1: 2000 posted of each; 2000 events and 2000 callbacks ran (post
 out=$(printf 'feature ThreadServiceRequest 0\ndemo-events 50\n' | "$console")
 grep -qx 'demo-events run 1: 50 posted of each; 50 events and 0 callbacks ran (posting finished)' <<<"$out" ||
     fail "with the callback service off: $out"
+# A second run that starts before the first one's last event was handled
+# still leaves one report line for the first run, and the second finishes.
+out=$(printf 'demo-events 20000\ndemo-events 5\n' | "$console")
+[ "$(grep -c '^demo-events run 1: 20000 posted of each; .* ran (\(posting finished\|superseded by the next run\))$' <<<"$out")" = 1 ] &&
+    grep -qx 'demo-events run 2: 5 posted of each; 5 events and 5 callbacks ran (posting finished)' <<<"$out" ||
+    fail "two runs: $out"
 out=$(printf 'demo-events -3\ndemo-events x\n' | "$console" 2>&1)
 [ "$(grep -c '^Error: demo-events takes a count' <<<"$out")" = 2 ] || fail "bad counts: $out"
 
