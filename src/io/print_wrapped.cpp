@@ -21,6 +21,10 @@
 #include <cstring>
 #include <memory>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 char const* const WrappingFeatureRegistration::featureName = "WrapWarningsAndErrors";
 bool WrappingFeatureRegistration::enabled = true;
 bool WrappingFeatureRegistration::featured = true;
@@ -55,6 +59,44 @@ typedef std::unique_ptr<unsigned short, UvFreer> UnitsPtr;
 bool isLineEnd(unsigned short c) { return c == '\n' || c == '\r'; }
 
 inline bool isBreakable(unsigned short c) { return qzu_isbreakablespace(c); }
+
+// The first index from `from` (below `end`) whose unit could be breakable or
+// a backspace: one at most 0x20 or at least U+1680. Eight units at a time with
+// SSE2; the units it passes over are neither.
+size_t skipPlainUnits(unsigned short const* text, size_t from, size_t end) {
+#if defined(__SSE2__)
+    __m128i const low = _mm_set1_epi16(0x20), high = _mm_set1_epi16(0x167f), zero = _mm_setzero_si128();
+    for (; from + 8 <= end; from += 8) {
+        __m128i const units = _mm_loadu_si128(reinterpret_cast<__m128i const*>(text + from));
+        __m128i const atMostLow = _mm_cmpeq_epi16(_mm_subs_epu16(units, low), zero);
+        __m128i const belowHigh = _mm_cmpeq_epi16(_mm_subs_epu16(units, high), zero);
+        int const stops = _mm_movemask_epi8(_mm_or_si128(atMostLow, _mm_andnot_si128(belowHigh, _mm_set1_epi16(-1))));
+        if (stops != 0) return from + static_cast<size_t>(__builtin_ctz(static_cast<unsigned>(stops))) / 2;
+    }
+#endif
+    while (from < end && text[from] > 0x20 && text[from] < 0x1680) ++from;
+    return from;
+}
+
+// Whether the text holds a tab and whether it holds a backspace, in one pass;
+// eight units at a time with SSE2 (every x86-64 has it), stopping once both
+// are known.
+void findTabAndBackspace(unsigned short const* text, size_t length, bool& hasTab, bool& hasBackspace) {
+    hasTab = hasBackspace = false;
+    size_t i = 0;
+#if defined(__SSE2__)
+    __m128i const tab = _mm_set1_epi16('\t'), backspace = _mm_set1_epi16('\b');
+    for (; i + 8 <= length && !(hasTab && hasBackspace); i += 8) {
+        __m128i const units = _mm_loadu_si128(reinterpret_cast<__m128i const*>(text + i));
+        hasTab |= _mm_movemask_epi8(_mm_cmpeq_epi16(units, tab)) != 0;
+        hasBackspace |= _mm_movemask_epi8(_mm_cmpeq_epi16(units, backspace)) != 0;
+    }
+#endif
+    for (; i < length; ++i) {
+        hasTab |= text[i] == '\t';
+        hasBackspace |= text[i] == '\b';
+    }
+}
 
 void printUnchanged(unsigned short const* text, size_t length) {
     std::string const narrow = fd::i18n::to_string(UString(text, text + length));
@@ -188,6 +230,7 @@ public:
         for (pos_ = 0; pos_ < length_; ++pos_) {
             unsigned short const c = text_[pos_];
             if (!isBreakable(c)) {
+                if (takeFittingRun()) continue;
                 nonBreakUnit(c);
             } else if (isLineEnd(c)) {
                 lineEnd();
@@ -235,6 +278,30 @@ private:
             match_.release();
             findLink(pos_);
         }
+        return true;
+    }
+
+    // The usual case of a unit inside a word: it only takes a column. A run
+    // of such units, as far as they still fit on the line and no tag or
+    // backspace comes, is taken at once: each would add one to col_ and pass
+    // the overflow check, exactly as the unit-by-unit rules do. pos_ ends on
+    // the run's last unit. False when the unit at pos_ needs those rules.
+    bool takeFittingRun() {
+        if (atLineHead_) return false;
+        long const room = limit_ - curIndent_ - col_;
+        if (room <= 0) return false;
+        // A tag that starts behind pos_ is never met again by the rules.
+        size_t const tagStart = awaitedStart_ >= pos_ ? awaitedStart_ : kNowhere;
+        size_t const limitEnd = std::min({length_, tagStart, pos_ + static_cast<size_t>(room)});
+        size_t end = pos_;
+        for (;;) {
+            end = skipPlainUnits(text_, end, limitEnd);
+            if (end >= limitEnd || text_[end] == '\b' || isBreakable(text_[end])) break;
+            ++end;  // a control character or a high unit that does not break
+        }
+        if (end == pos_) return false;
+        col_ += static_cast<long>(end - pos_);
+        pos_ = end - 1;
         return true;
     }
 
@@ -404,10 +471,7 @@ void ioPrintWrapped(unsigned short const* text, size_t length, bool braces) {
 
     // One pass finds both the tabs and the backspaces.
     bool hasTab = false, hasBackspace = false;
-    for (size_t i = 0; i < length; ++i) {
-        hasTab |= text[i] == '\t';
-        hasBackspace |= text[i] == '\b';
-    }
+    findTabAndBackspace(text, length, hasTab, hasBackspace);
     long const tabWidth =
         hasTab ? services::io::detail::commandWindowTabWidth() : services::io::detail::kDefaultTabWidth;
 

@@ -107,6 +107,19 @@ TEST_F(Wrapping, BreaksIndentsBlanksLineEndsTabsBackspacesAndLinks) {
         // A hot link counts only its visible text: "see hello now" is 13 columns.
         {linked, 16, linked},
         {linked, 12, "see " + link("hello") + "\nnow"},
+        // Long words cross the blocks in which a word's units are counted at
+        // once: they still fill the line exactly up to the limit, indent included.
+        {"abcdefghijklmnopqrst uv", 24, "abcdefghijklmnopqrst uv"},
+        {"abcdefghijklmnopqrst uv", 23, "abcdefghijklmnopqrst\nuv"},
+        {"  abcdefghij klmnopqrst", 14, "  abcdefghij\n  klmnopqrst"},
+        {"see " + link("abcdefghijkl") + " xyz", 21, "see " + link("abcdefghijkl") + " xyz"},
+        {"see " + link("abcdefghijkl") + " xyz", 17, "see " + link("abcdefghijkl") + "\nxyz"},
+        {"see " + link("abcdefghijkl") + " xyz", 16, "see\n" + link("abcdefghijkl") + "\nxyz"},
+        // A control character and a figure space (U+2007) are no break points
+        // and take a column; an en space (U+2002) breaks and takes none.
+        {"ab\x01" "cd ef", 8, "ab\x01" "cd\nef"},
+        {"ab\xE2\x80\x87" "cd ef", 8, "ab\xE2\x80\x87" "cd\nef"},
+        {"ab\xE2\x80\x82" "cd", 4, "ab\ncd"},
         // With hot links off the markup counts in full, its blank a break point.
         {linked, 16, "see <a\nhref=\"" + std::string(24, 'x') + "\"\n>hello</a> now", false},
     };

@@ -4,6 +4,7 @@
 #include "support/recording_buffers.hpp"
 
 #include <boost/make_shared.hpp>
+#include <fd/i18n/codecvt.hpp>
 #include <fd/i18n/convert.hpp>
 #include <fd/io/streambuf_adaptor.hpp>
 #include <gtest/gtest.h>
@@ -34,4 +35,34 @@ TEST(Adaptors, AsciiRunsOfEveryLengthAroundOtherCharactersConvertExactlyBothWays
     EXPECT_EQ(narrow->text, "");  // waits for the low surrogate
     adaptor->sputc(smiley[1]);
     EXPECT_EQ(narrow->text, "\xF0\x9F\x98\x80");
+}
+
+TEST(StreamCodecvt, AsciiAfterAWaitingLeadSurrogateGoesThroughTheConverter) {
+    // Converts each piece in turn, as the log and the diary do.
+    auto convert = [](std::vector<std::basic_string<unsigned short>> const& pieces) {
+        fd::i18n::stream_codecvt_ustring_to_string cvt(std::string(), false);
+        std::string out;
+        for (auto const& piece : pieces) {
+            unsigned short const* from = piece.data();
+            int more = 1;
+            while (more != 0) {
+                char buffer[64];
+                char* to = buffer;
+                more = cvt(from, piece.data() + piece.size(), to, buffer + sizeof buffer);
+                out.append(buffer, to);
+            }
+        }
+        return out;
+    };
+    std::basic_string<unsigned short> const smiley = qztest::u16(u"\U0001F600");
+    std::basic_string<unsigned short> const ab = qztest::u16(u"ab");
+    // A pair split between pieces converts whole.
+    EXPECT_EQ("x\xF0\x9F\x98\x80" "ab", convert({qztest::u16(u"x") + smiley.substr(0, 1), smiley.substr(1) + ab}));
+    // A lead that ASCII follows is replaced, and stays in front of the ASCII.
+    std::string const lone = convert({smiley.substr(0, 1), ab});
+    ASSERT_GT(lone.size(), 2u);
+    EXPECT_EQ("ab", lone.substr(lone.size() - 2));
+    // A long ASCII run fills the target exactly and goes on in the next call.
+    std::basic_string<unsigned short> const long_(100, 'q');
+    EXPECT_EQ(std::string(100, 'q'), convert({long_}));
 }

@@ -64,6 +64,38 @@ TEST(RegexBuilder, EachBuildingBlockMeansExactlyItsParts) {
     EXPECT_THROW(b.special(99), RX_Error);
 }
 
+TEST(RegexMatch, SearchStartsAtTheUnitsThatCanBeginAMatch) {
+    B b;
+    struct Row {
+        RX_Node pattern;
+        int flags;
+        std::string text, expected;
+    } const rows[] = {
+        {b.global_or(b.text("cat"), b.text("dog")), 0, "a dog and a cat", "2+3"},
+        {b.text("ab"), 0, "aaab", "2+2"},                           // a first unit that fails, then one that matches
+        {b.text("<b>"), 0, "a<<b>", "2+3"},                         // an escaped first unit
+        {b.kleene(b.text("x")) + "y", 0, "zzy", "2+1"},             // the first atom may be absent
+        {b.optional(b.text("x")) + "y", 0, "zy", "1+1"},
+        {b.kleene(b.capture(b.text("ab"))) + "c", 0, "xc", "1+1"},  // so may a first group
+        {b.one_of("xy") + "z", 0, "ayz", "1+2"},                    // a class begins it
+        {b.text("href"), RX_Tree::RX_ICASE, "xHREF", "1+4"},        // folding finds other cases
+        {b.text("q"), 0, "", "-"},
+    };
+    for (Row const& r : rows) EXPECT_EQ(r.expected, where(RX_Tree(r.pattern, r.flags), r.text)) << r.pattern.source();
+
+    // Failing candidates in front, at every place within blocks of units.
+    RX_Tree tree(linkPattern(), 0);
+    for (size_t pad = 0; pad < 20; ++pad) {
+        std::string const narrow = std::string(pad, '<') + "<strong>y</strong>";
+        EXPECT_EQ(std::to_string(pad) + "+18", where(tree, narrow)) << pad;
+        RX_UString const wide = u16(narrow.c_str());
+        RX_Results r;
+        ASSERT_TRUE(tree.match(wide.data(), wide.size(), 0, r)) << pad;
+        EXPECT_EQ(pad, r.start());
+        EXPECT_FALSE(tree.match(wide.data(), wide.size(), pad + 1, r)) << pad;
+    }
+}
+
 TEST(RegexMatch, Utf16PositionsAreUnits) {
     RX_Tree tree(linkPattern(), 0);
     EXPECT_EQ(3u, tree.tokenCount());  // the alternatives share their numbers

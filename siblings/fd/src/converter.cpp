@@ -1,7 +1,9 @@
 #include "converter.hpp"
 
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
+
 
 namespace fd { namespace i18n { namespace detail {
 
@@ -62,6 +64,15 @@ void Converter::fromUnicode(char16_t const* src, size_t n, bool flush, std::stri
 
 bool Converter::fromUnicodeInto(unsigned short const*& from, unsigned short const* fromEnd, char*& to, char* toEnd,
                                 bool flush) {
+    // An ASCII run converts to itself; ICU is asked only when nothing of an
+    // earlier character waits inside it (cheap tests first).
+    if (asciiTransparent_ && from < fromEnd && *from < 0x80 && to < toEnd && !pendingFromUnicode()) {
+        std::ptrdiff_t const len = copyAsciiRun(from, to, std::min(fromEnd - from, toEnd - to));
+        from += len;
+        to += len;
+        if (from == fromEnd) return true;
+        if (to == toEnd) return false;
+    }
     UErrorCode err = U_ZERO_ERROR;
     UChar const* src = reinterpret_cast<UChar const*>(from);
     ucnv_fromUnicode(cnv_, &to, toEnd, &src, reinterpret_cast<UChar const*>(fromEnd), nullptr, flush, &err);

@@ -4,8 +4,13 @@
 
 #include <boost/regex/icu.hpp>
 
+#include <vector>
+
 struct RX_Tree::Impl {
     boost::u32regex regex;
+    // The units with which every match begins, when the pattern says so
+    // plainly (at most four); empty when any unit might begin one.
+    std::vector<unsigned short> firstUnits;
 };
 
 struct RX_TreeAccess {
