@@ -70,7 +70,7 @@ size_t skipPlainUnits(unsigned short const* text, size_t from, size_t end) {
         __m128i const units = _mm_loadu_si128(reinterpret_cast<__m128i const*>(text + from));
         __m128i const atMostLow = _mm_cmpeq_epi16(_mm_subs_epu16(units, low), zero);
         __m128i const belowHigh = _mm_cmpeq_epi16(_mm_subs_epu16(units, high), zero);
-        int const stops = _mm_movemask_epi8(_mm_or_si128(atMostLow, _mm_andnot_si128(belowHigh, _mm_set1_epi16(-1))));
+        int const stops = ~_mm_movemask_epi8(_mm_andnot_si128(atMostLow, belowHigh)) & 0xffff;
         if (stops != 0) return from + static_cast<size_t>(__builtin_ctz(static_cast<unsigned>(stops))) / 2;
     }
 #endif

@@ -8,7 +8,6 @@
 #include <boost/make_shared.hpp>
 #include <algorithm>
 
-
 namespace fd { namespace io {
 
 namespace {

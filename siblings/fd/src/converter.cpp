@@ -4,7 +4,6 @@
 #include <cstring>
 #include <stdexcept>
 
-
 namespace fd { namespace i18n { namespace detail {
 
 namespace {

@@ -3,11 +3,11 @@
 #pragma once
 #include <unicode/ucnv.h>
 #include <cstddef>
+#include <string>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
-#include <string>
 
 namespace fd { namespace i18n { namespace detail {
 

@@ -184,7 +184,7 @@ private:
         return true;
     }
 
-    // A quantifier that allows no repetition at all.
+    // A quantifier that lets the atom before it occur zero times.
     bool optionalHere() const {
         return i_ < s_.size() && (s_[i_] == '*' || s_[i_] == '?' || s_[i_] == '{');
     }
@@ -255,6 +255,16 @@ size_t findFirstOf(Unit const* text, size_t from, size_t length, std::vector<uns
 
 } // namespace
 
+// No match can begin before the first unit that may begin one, so the engine
+// starts there, with what lies before still in view. False when no such unit
+// follows `from`.
+template <class Unit>
+static bool skipToPossibleStart(RX_Tree::Impl const& impl, Unit const* text, size_t length, size_t& from) {
+    if (impl.firstUnits.empty()) return true;
+    from = findFirstOf(text, from, length, impl.firstUnits);
+    return from < length;
+}
+
 bool RX_Token_Stack::get(size_t index, size_t& start, size_t& length) const {
     if (index >= tokens_.size() || !tokens_[index].matched) return false;
     start = tokens_[index].start;
@@ -282,12 +292,7 @@ size_t RX_Tree::tokenCount() const { return impl_->regex.mark_count(); }
 bool RX_Tree::match(unsigned short const* text, size_t length, size_t from, RX_Results& results) const {
     results.release();
     if (text == nullptr || from > length) return false;
-    // No match can begin before the first unit that may begin one; the
-    // engine starts there, with what lies before still in view.
-    if (!impl_->firstUnits.empty()) {
-        from = findFirstOf(text, from, length, impl_->firstUnits);
-        if (from == length) return false;
-    }
+    if (!skipToPossibleStart(*impl_, text, length, from)) return false;
     TextBounds const bounds{text, text + length};  // outlives every iterator of the search
     LenientUtf16Iterator first(text + from, &bounds), last(bounds.end, &bounds), base(text, &bounds);
     return search(impl_->regex, first, last, base, text, results);
@@ -296,10 +301,7 @@ bool RX_Tree::match(unsigned short const* text, size_t length, size_t from, RX_R
 bool RX_Tree::match(char const* text, size_t length, size_t from, RX_Results& results) const {
     results.release();
     if (text == nullptr || from > length) return false;
-    if (!impl_->firstUnits.empty()) {
-        from = findFirstOf(text, from, length, impl_->firstUnits);
-        if (from == length) return false;
-    }
+    if (!skipToPossibleStart(*impl_, text, length, from)) return false;
     return search(impl_->regex, ByteIterator(text + from), ByteIterator(text + length), ByteIterator(text), text,
                   results);
 }
