@@ -111,12 +111,13 @@ template <class CharT, class Traits>
 std::streamsize ActiveCmdWinSinkBufferProxyT<CharT, Traits>::send_if_more_allows(
     CharT const* text, std::streamsize n, boost::shared_ptr<CmdWinSink> const& sink) {
     if (n < 0) return n;
-    // Without paging the text goes out in one call while the caller holds the
-    // sink, so its buffer needs no reference of its own.
-    if (!bufferOf(sink)) return 0;
-    if (!isMoreOn() || !sink->supportsMore()) return bufferOf(sink)->sputn(text, n);
-    // The key wait runs host code, which may give the sink another buffer.
+    // Holding the sink does not hold its buffer: a host buffer further down may
+    // end a buffer guard from inside its own write (or the key wait may), and
+    // that replaces the sink's buffer, an adaptor perhaps, while we write
+    // through it. So the buffer gets a reference of its own, on every road.
     boost::shared_ptr<buffer_type> const b = bufferOf(sink);
+    if (!b) return 0;
+    if (!isMoreOn() || !sink->supportsMore()) return b->sputn(text, n);
 
     // Only line feeds count; a last piece without one goes out uncounted. The
     // wait comes after a piece went out, so its line stands above the prompt.
@@ -230,16 +231,20 @@ void ActiveCmdWinSinkBufferProxyT<CharT, Traits>::logIt(CharT const* text, std::
     // Both streams ask the output proxy, so error text follows the output sink's properties.
     boost::shared_ptr<CXSink> proxy = outputProxy();
     bool useLogging = proxy->useLogging();
-    bool toLog = CXStream::logStreamPtr_ && useLogging;
-    bool toDiary = CXStream::diaryStreamPtr_ && proxy->useDiary();
+    // The taps are held for the call: the sink-text event below runs listeners,
+    // which may close the log or the diary.
+    boost::shared_ptr<std::ostream> const log = useLogging ? CXStream::logStreamPtr_ : nullptr;
+    boost::shared_ptr<std::ostream> const diary = proxy->useDiary() ? CXStream::diaryStreamPtr_ : nullptr;
+    bool const toLog = bool(log);
+    bool const toDiary = bool(diary);
     if (publishes && useLogging)
         sinkTextBuffer_->sputn(reinterpret_cast<unsigned short const*>(text), n);
     if ((!toLog && !toDiary) || n < 1) return;
 
     if (sizeof(CharT) == 1) {
         char const* bytes = reinterpret_cast<char const*>(text);
-        if (toLog) CXStream::logStreamPtr_->rdbuf()->sputn(bytes, n);
-        if (toDiary) CXStream::diaryStreamPtr_->rdbuf()->sputn(bytes, n);
+        if (toLog) log->rdbuf()->sputn(bytes, n);
+        if (toDiary) diary->rdbuf()->sputn(bytes, n);
         return;
     }
     size_t size = n < 6 ? 25 : static_cast<size_t>(n) * 5;
@@ -252,8 +257,8 @@ void ActiveCmdWinSinkBufferProxyT<CharT, Traits>::logIt(CharT const* text, std::
         more = (*codecvt_)(from, fromEnd, to, buffer.get() + size);
         std::streamsize produced = to - buffer.get();
         if (produced > 0) {
-            if (toLog) CXStream::logStreamPtr_->rdbuf()->sputn(buffer.get(), produced);
-            if (toDiary) CXStream::diaryStreamPtr_->rdbuf()->sputn(buffer.get(), produced);
+            if (toLog) log->rdbuf()->sputn(buffer.get(), produced);
+            if (toDiary) diary->rdbuf()->sputn(buffer.get(), produced);
         }
     } while (more != 0);
 }

@@ -34,10 +34,11 @@ CXSink::~CXSink() = default;
 void CXSink::activate() {}
 
 void CXSink::deactivate() {
+    // Local references: the buffer's sync may end a guard that replaces it.
     if (currentIsUnicode_) {
-        if (unicodeOutStreamBuffer_) unicodeOutStreamBuffer_->pubsync();
-    } else if (outStreamBuffer_) {
-        outStreamBuffer_->pubsync();
+        if (boost::shared_ptr<ustreambuf> const b = unicodeOutStreamBuffer_) b->pubsync();
+    } else if (boost::shared_ptr<std::streambuf> const b = outStreamBuffer_) {
+        b->pubsync();
     }
 }
 

@@ -16,7 +16,8 @@ bool CmdWinSink::useLogging() const { return !isInEvalC_; }
 
 void CmdWinSink::ctrlCProcessed() {
     invariants();
-    std::streambuf* buf = getOutStreamBuffer().get();
+    // A reference of its own: the write may end a guard that replaces the buffer.
+    boost::shared_ptr<std::streambuf> const buf = getOutStreamBuffer();
     if (buf) {
         buf->sputn("\n", 1);
         buf->pubsync();

@@ -2,6 +2,8 @@
 // paging under the more rule, the quit key, and the default-sink scope.
 #include "qzservices/io/ActiveCmdWinSinkProxy.hpp"
 #include "qzservices/io/CXStream.hpp"
+#include "qzservices/io/CmdWinSinkGuards.hpp"
+#include "qzservices/io/UnicodeStreams.hpp"
 #include "qzservices/io/more.hpp"
 #include "qzservices/io/window.hpp"
 #include "qzservices/orrery/InterruptException.hpp"
@@ -203,6 +205,52 @@ TEST_F(ProxyTest, SinkTextEventsChangeOverOnlyAtAnIdleSync) {
     CXStream::CXOut << "d";
     EXPECT_EQ(seen, "bc");
     conn->disconnect();
+}
+
+namespace {
+
+// A host capture buffer that ends its own alternate-buffer guard from inside
+// its write, once it has seen text: the sink's buffer (an adaptor over this
+// one) is replaced while the pipeline is still writing through it.
+template <class Recording>
+class GuardEndingBuffer : public Recording {
+public:
+    std::optional<CmdWinSinkUseAlternateBuffer> guard;
+
+protected:
+    std::streamsize xsputn(typename Recording::char_type const* s, std::streamsize n) override {
+        std::streamsize const written = Recording::xsputn(s, n);
+        guard.reset();
+        return written;
+    }
+};
+
+} // namespace
+
+TEST_F(ProxyTest, AGuardEndedInsideTheHostBufferLeavesTheWriteRunningOnTheBufferItStarted) {
+    CmdWinSinkHandle::setFactory(&f);
+    ASSERT_FALSE(isMoreOn());
+    {
+        SCOPED_TRACE("1500 units through uout, paging off: the UTF-16 adaptor goes away after 512");
+        auto capture = boost::make_shared<GuardEndingBuffer<qztest::RecordingBuffer>>();
+        capture->guard.emplace(f.out, boost::shared_ptr<std::streambuf>(capture));
+        uout out;
+        std::basic_string<unsigned short> const text(1500, 'x');
+        out.write(text.data(), static_cast<std::streamsize>(text.size()));
+        EXPECT_EQ(capture->text, std::string(1500, 'x'));
+        EXPECT_EQ(f.out->text(), "");
+        capture->guard.reset();
+    }
+    {
+        SCOPED_TRACE("the line feed after a ctrl-C: the narrow adaptor goes away before its sync");
+        auto capture = boost::make_shared<GuardEndingBuffer<qztest::RecordingUBuffer>>();
+        capture->guard.emplace(f.out, boost::shared_ptr<ustreambuf>(capture));
+        f.out->ctrlCProcessed();
+        EXPECT_EQ(capture->text, qztest::u16(u"\n"));
+        EXPECT_EQ(capture->syncs, 1);
+        EXPECT_EQ(f.out->text(), "");
+        capture->guard.reset();
+    }
 }
 
 TEST(PushDefaultSink, OutToErrorAndInitialBuffersForTheScope) {
