@@ -2,6 +2,7 @@
 #include "qzservices/state/java_support.hpp"
 #include "qzservices/io/CXStream.hpp"
 #include "qzservices/state/features.hpp"
+#include "qzservices/state/machine_config.hpp"
 
 #include "msg/calyx_messages.hpp"
 #include "uv/uv.hpp"
@@ -125,4 +126,10 @@ int init_registerJavaSupportFeatures(int) {
 
 namespace {
 int const registeredAtLoad = init_registerJavaSupportFeatures(0);
+}
+
+std::string svGetJreSignature() {
+    std::string signature;
+    if (svIsJavaEnabled()) signature = services::machine_config::instance().get("Virtual Machine");
+    return signature.empty() ? std::string("Java is not enabled") : signature;
 }

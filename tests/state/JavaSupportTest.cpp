@@ -2,6 +2,7 @@
 // report, setting the level with the hot links, and the fallbacks.
 #include "qzservices/io/CXStream.hpp"
 #include "qzservices/state/java_support.hpp"
+#include "qzservices/state/machine_config.hpp"
 #include "state/state_test.hpp"
 #include "support/recording_buffers.hpp"
 
@@ -174,4 +175,23 @@ TEST(JavaFallback, NoDisplayDropsTheAwtSilentlyOnlyInStandaloneMode) {
         QZ_CHILD_CHECK(svJavaGetSupport() == 1 && err->text.empty(), 7);
         return 0;
     });
+}
+
+TEST(JavaSignature, TheVirtualMachineEntryOnlyWhileJavaIsEnabled) {
+    services::machine_config& config = services::machine_config::instance();
+    bool const wasEnabled = svIsJavaEnabled();
+    struct Row { bool enabled; char const* entry; char const* expected; } const rows[] = {
+        {false, "Java 1.8.0_202 with Oracle Corporation", "Java is not enabled"},
+        {true, "Java 1.8.0_202 with Oracle Corporation", "Java 1.8.0_202 with Oracle Corporation"},
+        {true, "", "Java is not enabled"},
+        {false, "", "Java is not enabled"},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(std::string(row.enabled ? "enabled, " : "disabled, ") + row.entry);
+        config.set("Virtual Machine", row.entry);
+        svSetJavaEnabled(row.enabled);
+        EXPECT_EQ(svGetJreSignature(), row.expected);
+    }
+    config.remove("Virtual Machine");
+    svSetJavaEnabled(wasEnabled);
 }

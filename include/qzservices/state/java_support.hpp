@@ -5,6 +5,8 @@
 #pragma once
 #include "qzservices/state/session_modes.hpp"
 
+#include <string>
+
 // Compares `what`, ignoring case, with "JVM", "AWT", "Swing", "QZT" and
 // "Desktop" and answers the matching svJavaUse* test; false for anything else.
 bool svJavaUse(char const* what);
@@ -28,6 +30,10 @@ svJavaSupportLevel svNoJava();
 // Falls back to the virtual machine without window toolkits when the level is
 // AWT or above: silently in standalone mode, otherwise with a message.
 void svJavaNoDisplay();
+
+// The machine configuration's "Virtual Machine" entry while Java is enabled;
+// "Java is not enabled" when it is not, or when no signature was recorded.
+std::string svGetJreSignature();
 
 struct vxArray_tag;
 // The "useJava" feature's built-in: svJavaUse of one text, as a logical.
