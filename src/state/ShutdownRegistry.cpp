@@ -1,10 +1,12 @@
 #include "qzservices/state/ShutdownRegistry.hpp"
 
+#include <boost/make_shared.hpp>
 #include <boost/shared_ptr.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/mutex.hpp>
 #include <boost/thread/recursive_mutex.hpp>
 #include <boost/weak_ptr.hpp>
+#include <atomic>
 #include <new>
 #include <uv/uv.hpp>
 #include <vector>
@@ -41,14 +43,10 @@ public:
     void registerObject(ShutdownObject* object) {
         boost::lock_guard<boost::mutex> lock(listMutex_);
         if (!object->getName().empty() && findNamedObject(object->getName()) != objects_.end()) return;
-        Ptr owned;
-        try {
-            owned.reset(object);
-        } catch (...) {
-            delete object;  // the registry was to own it
-            throw;
-        }
-        objects_.push_back(owned);
+        // If the pointer's own bookkeeping cannot be allocated, its constructor
+        // deletes the object before the exception goes on: delete it nowhere else.
+        Entry entry{Ptr(object), boost::make_shared<std::atomic<bool>>(true)};
+        objects_.push_back(entry);
     }
 
     void unregisterObject(char const* name) {
@@ -57,7 +55,8 @@ public:
             boost::lock_guard<boost::mutex> lock(listMutex_);
             auto it = findNamedObject(name ? name : "");
             if (it == objects_.end()) return;
-            keep = *it;
+            keep = it->object;
+            it->listed->store(false);  // a phase under way passes it from now on
             objects_.erase(it);  // order kept
         }
         // Barrier: a phase running on another thread finishes before the object
@@ -97,43 +96,51 @@ public:
     }
 
 private:
+    // What a phase needs of an element, readable without the list mutex.
+    struct Entry {
+        Ptr object;
+        boost::shared_ptr<std::atomic<bool>> listed;  // false once unregistered
+    };
+    struct Slot {
+        boost::weak_ptr<ShutdownObject> object;
+        boost::shared_ptr<std::atomic<bool>> listed;
+    };
+
     // The caller holds the list mutex. Names compare by exact bytes; the empty
     // name is looked up too, but no object with it is ever found by name.
-    std::vector<Ptr>::iterator findNamedObject(std::string const& name) {
+    std::vector<Entry>::iterator findNamedObject(std::string const& name) {
         if (name.empty()) return objects_.end();
         for (auto it = objects_.begin(); it != objects_.end(); ++it)
-            if ((*it)->getName() == name) return it;
+            if (it->object->getName() == name) return it;
         return objects_.end();
     }
 
-    // One phase: newest first, over the positions that existed at its start.
-    // Weak references to every object keep the control blocks alive for the
-    // phase; each slot is read under the list mutex, never the callback.
-    // `call` returns false to stop the walk.
+    // One phase: newest first, over the objects listed at its start. The list
+    // is copied under the list mutex, which is released before the phase mutex
+    // is taken: the two are never held together. The copy holds weak
+    // references only, so an object that leaves the list during the phase and
+    // is destroyed is passed over; one that another thread unregistered (and
+    // that waits at the barrier to be destroyed) is passed over by its flag.
+    // Objects registered during the phase are not asked. `call` returns false
+    // to stop the walk.
     template <class Call>
     void walk(Call call) {
-        std::vector<boost::weak_ptr<ShutdownObject>> alive;
-        size_t count;
+        std::vector<Slot> slots;
         {
             boost::lock_guard<boost::mutex> lock(listMutex_);
-            alive.assign(objects_.begin(), objects_.end());
-            count = objects_.size();
+            slots.reserve(objects_.size());
+            for (Entry const& e : objects_) slots.push_back(Slot{e.object, e.listed});
         }
         boost::lock_guard<boost::recursive_mutex> phase(phaseMutex_);
-        for (size_t i = count; i-- > 0;) {
-            boost::weak_ptr<ShutdownObject> slot;
-            {
-                boost::lock_guard<boost::mutex> lock(listMutex_);
-                // An erase moves only elements the walk has already passed.
-                if (i < objects_.size()) slot = objects_[i];
-            }
-            Ptr object = slot.lock();
+        for (size_t i = slots.size(); i-- > 0;) {
+            if (!slots[i].listed->load()) continue;
+            Ptr object = slots[i].object.lock();
             if (!object) continue;
             if (!call(*object)) break;
         }
     }
 
-    std::vector<Ptr> objects_;
+    std::vector<Entry> objects_;
     boost::mutex listMutex_;
     boost::recursive_mutex phaseMutex_;
 };
