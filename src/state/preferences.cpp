@@ -15,6 +15,7 @@
 #include <vx/errors.hpp>
 
 #include <boost/thread/tss.hpp>
+#include <dirent.h>
 #include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
@@ -24,7 +25,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <climits>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <sstream>
 
@@ -63,11 +66,37 @@ struct FileCloser {
 };
 typedef std::unique_ptr<FILE, FileCloser> FilePtr;
 
-// Writes `content` to a new file beside `path` and renames it over `path`,
-// keeping the old file's permissions. False, with the old file untouched,
-// when any step fails.
-bool replaceFile(std::string const& path, std::string const& content, mode_t mode) {
-    std::string temp = path + ".XXXXXX";
+// Temporary files of a rewrite are named "<file>.XXXXXX" beside the file.
+// Leftovers of a rewrite that was killed are removed at a later one; a minute
+// of age spares a rewrite that another process is making at this moment.
+bool isOurLeftover(char const* entry, std::string const& base) {
+    if (std::strncmp(entry, base.c_str(), base.size()) != 0 || entry[base.size()] != '.') return false;
+    char const* tail = entry + base.size() + 1;
+    if (std::strlen(tail) != 6) return false;
+    for (char const* c = tail; *c != '\0'; ++c)
+        if (!std::isalnum(static_cast<unsigned char>(*c))) return false;
+    return true;
+}
+
+void removeLeftovers(std::string const& dir, std::string const& base) {
+    DIR* d = opendir(dir.c_str());
+    if (d == nullptr) return;
+    time_t const now = std::time(nullptr);
+    while (struct dirent* e = readdir(d)) {
+        if (!isOurLeftover(e->d_name, base)) continue;
+        std::string const leftover = dir + "/" + e->d_name;
+        struct stat st;
+        if (lstat(leftover.c_str(), &st) == 0 && S_ISREG(st.st_mode) && now - st.st_mtime > 60)
+            ::unlink(leftover.c_str());
+    }
+    closedir(d);
+}
+
+// Writes `content` to a new file beside `target` and renames it over `target`,
+// keeping the old file's permission bits. False, with the old file untouched,
+// when any step fails (a folder the user may not write, a full disk).
+bool replaceFile(std::string const& target, std::string const& content, mode_t mode) {
+    std::string temp = target + ".XXXXXX";
     int fd = mkstemp(&temp[0]);
     if (fd < 0) return false;
     bool ok = fchmod(fd, mode & 07777) == 0;
@@ -80,9 +109,17 @@ bool replaceFile(std::string const& path, std::string const& content, mode_t mod
     // The data must be on disk before the rename makes it the file.
     ok = ok && fsync(fd) == 0;
     ok = ::close(fd) == 0 && ok;
-    if (ok && std::rename(temp.c_str(), path.c_str()) == 0) return true;
+    if (ok && std::rename(temp.c_str(), target.c_str()) == 0) return true;
     std::remove(temp.c_str());
     return false;
+}
+
+// The rewrite of the open file itself, for when no file can be made beside it.
+// The new text is never shorter than the old, so nothing needs truncating.
+void rewriteInPlace(FILE* file, std::string const& content) {
+    std::rewind(file);
+    std::fwrite(content.data(), 1, content.size(), file);
+    std::fflush(file);
 }
 
 } // namespace
@@ -149,7 +186,13 @@ void svSetPref(char const* key, int value) {
     text += number;
     content.replace(equals + 1, oldLength, text);
 
-    replaceFile(path, content, st.st_mode);
+    // A link stays a link: the file it points to is the one replaced.
+    char resolved[PATH_MAX];
+    std::string const target = realpath(path, resolved) != nullptr ? resolved : path;
+    size_t const slash = target.rfind('/');
+    std::string const dir = slash == std::string::npos ? "." : target.substr(0, slash == 0 ? 1 : slash);
+    removeLeftovers(dir, target.substr(slash == std::string::npos ? 0 : slash + 1));
+    if (!replaceFile(target, content, st.st_mode)) rewriteInPlace(file.get(), content);
 }
 
 int svGetCachePreference() {

@@ -11,6 +11,7 @@
 #include <cxutil/settings/directories.hpp>
 #include <dirent.h>
 #include <signal.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <uv/machine_info.hpp>
 #include <uv/uv.hpp>
@@ -119,6 +120,51 @@ TEST_F(Preferences, SetPrefRewritesOneValueAndKeepsEverythingElse) {
     EXPECT_EQ(readWholeFile(prf()), expected);
     struct stat st;
     EXPECT_TRUE(stat(prf().c_str(), &st) == 0 && (st.st_mode & 0777) == 0640u);
+}
+
+TEST_F(Preferences, SetPrefKeepsALinkAndWritesInPlaceWhereNoFileCanBeMadeBesideIt) {
+    // Through a link: the file pointed to changes, the link stays a link.
+    std::string const real = scratch_.file("real.prf");
+    writeWholeFile(real, "a=I1\nk=I120\n");
+    ASSERT_EQ(symlink(real.c_str(), prf().c_str()), 0);
+    svSetPref("k", 5);
+    struct stat st;
+    ASSERT_EQ(lstat(prf().c_str(), &st), 0);
+    EXPECT_TRUE(S_ISLNK(st.st_mode));
+    EXPECT_EQ(readWholeFile(real), "a=I1\nk=I005\n");
+    std::remove(prf().c_str());
+
+    // A folder the user may not write, a file they may: the rewrite happens in place.
+    writePrf("a=I1\nk=I120\n");
+    chmod(scratch_.path().c_str(), 0755);  // others may pass through to the file
+    chmod(prf().c_str(), 0666);
+    chmod(prefs_.c_str(), 0555);
+    pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+        // root writes anywhere: the child becomes "nobody" for the rewrite
+        if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(2);
+        svSetPref("k", 7);
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    chmod(prefs_.c_str(), 0755);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(readWholeFile(prf()), "a=I1\nk=I007\n");
+
+    // Temporaries a killed rewrite left go at the next one; a fresh one (a
+    // rewrite under way elsewhere) and other names stay.
+    std::string const stale = prefs_ + "/calyx.prf.Ab12Cd", fresh = prefs_ + "/calyx.prf.Zz98Yy",
+                      other = prefs_ + "/calyx.prf.keep";
+    for (std::string const& f : {stale, fresh, other}) writeWholeFile(f, "k=I1\n");
+    struct timeval const old[2] = {{std::time(nullptr) - 600, 0}, {std::time(nullptr) - 600, 0}};
+    ASSERT_EQ(utimes(stale.c_str(), old), 0);
+    svSetPref("k", 8);
+    EXPECT_EQ(readWholeFile(prf()), "a=I1\nk=I008\n");
+    EXPECT_FALSE(exists(stale));
+    EXPECT_TRUE(exists(fresh));
+    EXPECT_TRUE(exists(other));
 }
 
 TEST_F(Preferences, SetPrefWritesNothingForAMissingKeyOrAKeyWithoutValue) {
