@@ -9,6 +9,8 @@
 
 #include <boost/bind/bind.hpp>
 
+#include <sys/stat.h>
+
 #include <memory>
 #include <new>
 
@@ -66,6 +68,13 @@ void* readWhole(unsigned long* size, _memory_context* context, FILE* stream, uvC
     return guard.release();
 }
 
+// A directory opens like a file here, but its length is nonsense: it is not
+// a readable file.
+bool isDirectory(FILE* stream) {
+    struct stat st;
+    return fstat(fileno(stream), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
 struct UvFree {
     void operator()(void* p) const { uvFree(p); }
 };
@@ -84,15 +93,16 @@ void* PlaintextCxfileReader::read(unsigned long* size, _memory_context* context,
         opened = ioFopenErrorChk(path, "rb");
     }
     if (opened == nullptr) return nullptr;
-    *error = 2;
     std::unique_ptr<FILE, FileCloser> file(opened);
+    if (isDirectory(opened)) return nullptr;  // with the open's code, 1; nothing allocated
+    *error = 2;
     void* buffer = readWhole(size, context, file.get(), counter);
     *error = 0;
     return buffer;
 }
 
 void* PlaintextCxfileReader::read(unsigned long* size, _memory_context* context, FILE* stream) {
-    if (stream == nullptr) return nullptr;
+    if (stream == nullptr || isDirectory(stream)) return nullptr;
     return readWhole(size, context, stream, readerCounter());
 }
 

@@ -50,6 +50,18 @@ TEST_F(Readers, SourceFromDiskAndFromInsideACat) {
     EXPECT_THROW(plain.read(&size, other.context, path("tb.cat/private/helper.m").c_str(), &error), vx::Error);
     EXPECT_EQ(error, 1);
     EXPECT_EQ(uv_mem_context_blocks(other.context), 0u);
+    // A directory is no readable file: the open's code, and nothing allocated.
+    for (std::string const& dirPath : {path("d"), path("d") + "/", std::string("/")}) {
+        SCOPED_TRACE(dirPath);
+        error = -1;
+        EXPECT_EQ(plain.read(&size, other.context, dirPath.c_str(), &error), nullptr);
+        EXPECT_EQ(error, 1);
+        EXPECT_EQ(uv_mem_context_blocks(other.context), 0u);
+        FILE* d = std::fopen(dirPath.c_str(), "rb");
+        ASSERT_NE(d, nullptr);
+        EXPECT_EQ(plain.read(&size, other.context, d), nullptr);
+        std::fclose(d);
+    }
     // An open stream, read whole.
     FILE* f = std::fopen(path("prog.m").c_str(), "rb");
     ASSERT_NE(f, nullptr);
