@@ -3,6 +3,7 @@
 #include <qzlang/Session.hpp>
 #include <qzservices/containers/ContainerFeature.hpp>
 #include <qzservices/containers/CxfileReader.hpp>
+#include <qzservices/containers/path_manager_fcns.hpp>
 #include <px/px.hpp>
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
@@ -70,7 +71,19 @@ CommandResult dir(Session&, Words const& w) {
     std::string const path = absolutePath(w.empty() ? std::string(".") : w[0], "dir");
     pxIOFcns const io = pxGetDefaultIOFcns();
     if (io.listDirectory == nullptr) vxErrMsgId("qzconsole:dir", "There is no listing function.");
-    std::unique_ptr<char, UvFree> list(io.listDirectory(nullptr, path.c_str(), nullptr));
+    std::unique_ptr<char, UvFree> list;
+    if (svIsContainerFeatureOn()) {
+        // Through the container model, which says how the listing ended: a
+        // damaged archive is reported, never listed in part without a word.
+        int access = 0;
+        list.reset(svContainerListDirectoryAccess(path.c_str(), &access));
+        if (access == 3)
+            vxErrMsgId("qzconsole:dir", "The archive that holds '%s' is corrupt.", w.empty() ? "." : w[0].c_str());
+        if (list && access != 0)
+            vxErrMsgId("qzconsole:dir", "Unable to list '%s' (code %d).", w.empty() ? "." : w[0].c_str(), access);
+    } else {
+        list.reset(io.listDirectory(nullptr, path.c_str(), nullptr));
+    }
     if (!list) {
         // An empty folder lists as nothing at all; only a folder that cannot
         // be reached is an error.

@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <memory>
+#include <uv/uv.hpp>
 
 namespace {
 
@@ -80,13 +81,41 @@ long svPlainModificationTime(pxPath, char const* file) {
 
 // ---- the container-aware set ----
 
-char* svContainerListDirectory(pxPath, char const* dir, unsigned int**) {
+char* svContainerListDirectoryAccess(char const* dir, int* streamAccess) {
+    int local = 0;
+    if (streamAccess == nullptr) streamAccess = &local;
+    *streamAccess = 1;
     Owned<svContainer> container(svContainer::svFindContainer(dir));
-    if (container.get() == nullptr || container->hasErrorOnContainer()) return nullptr;
+    if (container.get() == nullptr) return nullptr;
+    if (container->hasErrorOnContainer()) {
+        int const code = container->findStreamAccessInError();
+        if (code > 0) *streamAccess = code;
+        return nullptr;
+    }
     svContainerDirIoStream* stream = container->getDirStream();
-    if (stream == nullptr || !stream->open()) return nullptr;
+    if (stream == nullptr) return nullptr;
+    if (!stream->open()) {
+        *streamAccess = stream->getStreamAccess() > 0 ? stream->getStreamAccess() : 1;
+        return nullptr;
+    }
+    // The stream's code now tells only how the listing ended: a damaged
+    // archive stops it early with its own code.
+    stream->setStreamAccess(0);
     char* list = stream->getDirList();
+    *streamAccess = stream->getStreamAccess();
     stream->close();
+    return list;
+}
+
+char* svContainerListDirectory(pxPath, char const* dir, unsigned int**) {
+    int access = 0;
+    char* list = svContainerListDirectoryAccess(dir, &access);
+    // A listing cut short by damage is no listing: the path manager must not
+    // take the names before the damage for the whole folder.
+    if (list != nullptr && svIoStream::isError(access)) {
+        uvFree(list);
+        return nullptr;
+    }
     return list;
 }
 

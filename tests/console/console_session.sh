@@ -75,6 +75,10 @@ expect "errors of dir and type" "Error: Unable to list 'nowhere'.
 Error: Unable to list 'tb.cat'.
 Error: There is no file 'tb.cat/nope.m'." \
     "$(q 'dir nowhere' 'dir tb.cat' 'feature container on' 'type tb.cat/nope.m' 2>&1 >/dev/null)"
+# A damaged archive is reported, not listed in part without a word.
+head -c -2 tb.cat >damaged.cat
+out=$(q 'feature container on' 'dir damaged.cat' 2>&1 >/dev/null)
+[ $? = 1 ] && [ "$out" = "Error: The archive that holds 'damaged.cat' is corrupt." ] || fail "dir of a damaged CAT: $out"
 out=$(q 'type tb.cat/a.txt' 2>&1 >/dev/null)
 [ $? = 1 ] && [[ $out == "Error: "* ]] || fail "type inside a CAT with the feature off: $out"
 

@@ -43,6 +43,22 @@ TEST_F(PathManagerSets, ThePlainSetSeesOnlyTheFileSystemTheContainerSetSeesIntoC
     EXPECT_EQ(names(svContainerListDirectory(nullptr, path("tb.cat").c_str(), nullptr)), (S{".", "..", "c.m", "sub"}));
     EXPECT_EQ(names(svContainerListDirectory(nullptr, path("plain").c_str(), nullptr)), (S{".", "..", "p.m"}));
     EXPECT_EQ(names(svContainerListDirectory(nullptr, path("bad.cat").c_str(), nullptr)), (S{"<null>"}));
+    // Damage after two good entries: the third's content runs past the end.
+    std::string damaged = catFile({file("a.m", "aaa"), file("b.m", "bbb"), file("c.m", "ccc")}, false);
+    damaged.resize(damaged.size() - 2);
+    write("damaged.cat", damaged);
+    EXPECT_EQ(names(svContainerListDirectory(nullptr, path("damaged.cat").c_str(), nullptr)), (S{"<null>"}));
+    struct AccessRow { char const* dir; int access; S listed; } const accessRows[] = {
+        {"damaged.cat", 3, S{".", "..", "a.m", "b.m"}},
+        {"tb.cat", 0, S{".", "..", "c.m", "sub"}},
+        {"bad.cat", 3, S{"<null>"}},
+    };
+    for (AccessRow const& row : accessRows) {
+        SCOPED_TRACE(row.dir);
+        int access = -1;
+        EXPECT_EQ(names(svContainerListDirectoryAccess(path(row.dir).c_str(), &access)), row.listed);
+        EXPECT_EQ(access, row.access);
+    }
     ASSERT_EQ(chmod(path("tb.cat").c_str(), 0755), 0);  // searchable, still a file to the plain set
     struct Row {
         char const* path;

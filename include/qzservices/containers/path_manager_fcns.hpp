@@ -24,3 +24,9 @@ pxDirAccessibility svContainerDirAccessibility(pxPath path, char const* dir);
 bool svContainerIsReadableFile(char const* file);
 bool svContainerIsDirectory(pxPath path, char const* dir);
 long svContainerModificationTime(pxPath path, char const* file);
+
+// The names in `dir` as a packed list (".", ".." and the entries), and in
+// `*streamAccess` how the listing ended: 0 when it is whole, otherwise the
+// container's stream-access code (3 for a damaged CAT file), with the names
+// read before the damage still returned. Null when nothing could be listed.
+char* svContainerListDirectoryAccess(char const* dir, int* streamAccess);
