@@ -33,8 +33,9 @@ public:
     virtual svContainer* viewContainer(svContainer* parent) = 0;
     // A new leaf object of the family attached to `dir`, taking the name of
     // `len` bytes (none: the identity the walk left on `dir`).
-    svContainerFile* viewContainerFile() { return viewContainerFile(nullptr, nullptr, 0); }
-    svContainerFile* viewContainerFile(svContainer* dir) { return viewContainerFile(dir, nullptr, 0); }
+    // The two short forms forward to the full one; a family may override them.
+    virtual svContainerFile* viewContainerFile() { return viewContainerFile(nullptr, nullptr, 0); }
+    virtual svContainerFile* viewContainerFile(svContainer* dir) { return viewContainerFile(dir, nullptr, 0); }
     virtual svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) = 0;
 
 protected:
@@ -50,6 +51,7 @@ public:
     bool matchesContainerType(char*, int) override { return false; }
     bool isSubDirectoryState() override { return false; }
     svContainer* viewContainer(svContainer*) override { return nullptr; }
+    using ContainerState::viewContainerFile;
     svContainerFile* viewContainerFile(svContainer*, char*, int) override { return nullptr; }
 };
 
@@ -60,6 +62,7 @@ public:
     bool matchesContainerType(char*, int) override { return true; }
     bool isSubDirectoryState() override { return false; }
     svContainer* viewContainer(svContainer* parent) override;
+    using ContainerState::viewContainerFile;
     svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) override;
 };
 
@@ -70,6 +73,7 @@ public:
     bool matchesContainerType(char*, int) override { return true; }
     bool isSubDirectoryState() override { return true; }
     svContainer* viewContainer(svContainer* parent) override;
+    using ContainerState::viewContainerFile;
     svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) override;
 };
 
@@ -80,6 +84,7 @@ public:
     bool matchesContainerType(char* ext, int len) override;
     bool isSubDirectoryState() override { return false; }
     svContainer* viewContainer(svContainer* parent) override;
+    using ContainerState::viewContainerFile;
     svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) override;
 };
 
@@ -90,6 +95,7 @@ public:
     bool matchesContainerType(char*, int) override { return true; }
     bool isSubDirectoryState() override { return true; }
     svContainer* viewContainer(svContainer* parent) override;
+    using ContainerState::viewContainerFile;
     svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) override;
 };
 
