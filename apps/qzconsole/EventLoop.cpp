@@ -116,7 +116,9 @@ void installEventLoop() {
     // queue makes its pipe, which would otherwise take descriptor 0.
     bool const haveInput = ::fcntl(0, F_GETFD) != -1;
     eventqueue::UserEventQueue* q = eventqueue::UserEventQueue::getInstance();
-    if (haveInput && q->getReadFd() != 0 && q->getWriteFd() != 0) {
+    // With descriptor 0 open the pipe cannot have taken it. The read end is
+    // not asked for: a host that holds it makes every push look in the pipe.
+    if (haveInput) {
         q->addInput(0, &onStandardInput);
     } else {
         gEndOfInput = true;

@@ -185,8 +185,10 @@ void UserEventQueueImpl::push(UserEventRecord const& record) {
     boost::unique_lock<boost::mutex> lock(mutex_);
     queue_.push_back(record);
     // Cheap check first: a byte this queue wrote and nobody has read yet is
-    // still there, so a busy queue posts without a system call.
-    if (wakeByteInPipe_) return;
+    // still there, so a busy queue posts without a system call. Once a host
+    // holds the read end it may have read the byte itself: then the pipe is
+    // asked, and a byte that went missing is written again by this push.
+    if (wakeByteInPipe_ && !readEndShared_.load()) return;
     if (eventPending(0.0)) {
         wakeByteInPipe_ = true;
         return;

@@ -136,6 +136,22 @@ TEST_F(EventQueue, PipeHoldsOneByteExactlyWhileTheQueueIsNotEmpty) {
     EXPECT_EQ(seenTags().size(), 1000u);
 }
 
+TEST_F(EventQueue, AByteAHostTookOffTheReadEndIsWrittenAgainByTheNextPush) {
+    int const fd = q->getReadFd();  // a host that holds the read end
+    q->push(taggedRecord(1));
+    ASSERT_EQ(bytesInPipe(fd), 1);
+    char byte = 0;
+    ASSERT_EQ(read(fd, &byte, 1), 1);  // its own loop takes the byte
+    q->push(taggedRecord(2));
+    EXPECT_EQ(bytesInPipe(fd), 1);  // signalled again at once
+    q->push(taggedRecord(3));
+    EXPECT_EQ(bytesInPipe(fd), 1);  // and never more than one byte
+    q->setTimer(1.0);  // a lost byte would end this wait with nothing done
+    EXPECT_EQ(q->flushEventsOrBlock(), 1);
+    EXPECT_EQ(seenTags(), (Tags{1, 2, 3}));
+    EXPECT_EQ(bytesInPipe(fd), 0);
+}
+
 TEST_F(EventQueue, ByteWrittenByAnotherHandIsTakenAsTheWakeByte) {
     ASSERT_EQ(write(q->getWriteFd(), "E", 1), 1);
     q->push(taggedRecord(1));

@@ -13,6 +13,7 @@
 #include "qzservices/eventqueue/UserEventRecordQueue.hpp"
 
 #include <boost/thread/mutex.hpp>
+#include <atomic>
 
 #include <map>
 
@@ -35,7 +36,12 @@ public:
     UserEventQueueImpl(UserEventQueueImpl const&) = delete;  // owns descriptors: not copyable
     UserEventQueueImpl& operator=(UserEventQueueImpl const&) = delete;  // nor assignable
 
-    int getReadFd() const { return readFd_; }  // the wake pipe's read end
+    // The wake pipe's read end. Whoever holds it may take the wake byte off
+    // the pipe behind the queue's back, so from then on a push looks in the pipe.
+    int getReadFd() const {
+        readEndShared_.store(true);
+        return readFd_;
+    }
     int getWriteFd() const { return writeFd_; }  // the wake pipe's write end, non-blocking
 
     // Seconds, or -1.0 when the timer's seconds are below 1. Intended: a timer
@@ -97,6 +103,9 @@ private:
     // when the pipe really holds a byte (reads and writes of the byte happen
     // under the mutex); false means "look".
     bool wakeByteInPipe_;
+    // Set once the read end was handed out: the byte may then vanish without
+    // a read of ours, and wakeByteInPipe_ is no longer enough to skip the look.
+    mutable std::atomic<bool> readEndShared_{false};
 };
 
 } // namespace eventqueue
