@@ -27,17 +27,24 @@ char const kWakeByte = 'E';
 std::size_t const kKeptRecords = 65536;
 
 // A double as an int the way the processor's truncating conversion gives it:
-// anything an int cannot hold (NaN and the infinities included) becomes
-// INT_MIN. Intended: a NaN or huge timeout thus makes select fail, as it
-// would with the plain conversion, but without undefined behaviour.
+// anything an int cannot hold (NaN included) becomes INT_MIN. Intended: a NaN
+// timeout thus makes select fail, as it would with the plain conversion, but
+// without undefined behaviour.
 int truncateToInt(double value) {
     if (!(value > -2147483649.0 && value < 2147483648.0)) return INT_MIN;
     return static_cast<int>(value);
 }
 
 // Splits non-negative (or NaN) seconds into whole seconds and the floor of the
-// fraction in microseconds.
+// fraction in microseconds. A wait too long for an int (2^31 seconds or more,
+// infinity too) is the longest one select takes, not a failure: an event loop
+// with such a timer must sleep, not spin.
 void splitSeconds(double seconds, int& whole, int& micro) {
+    if (seconds >= 2147483648.0) {
+        whole = INT_MAX;
+        micro = 999999;
+        return;
+    }
     double integral = 0.0;
     double const fraction = std::modf(seconds, &integral);
     whole = truncateToInt(integral);

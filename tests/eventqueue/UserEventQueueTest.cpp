@@ -189,6 +189,27 @@ TEST_F(EventQueue, TimerReadsBackItsFieldsAndANaNTimerFailsEveryWait) {
     EXPECT_TRUE(seenTags().empty());
 }
 
+TEST_F(EventQueue, TimeoutsBeyondAnIntAreTheLongestWaitNotAFailure) {
+    double const kMaxSeconds = 2147483647.999999;
+    for (double huge : {2147483648.0, 1e12, static_cast<double>(INFINITY)}) {
+        SCOPED_TRACE(huge);
+        q->setTimer(huge);
+        EXPECT_EQ(q->getImpl()->getTimerSec(), INT_MAX);
+        EXPECT_EQ(q->getImpl()->getTimerUSec(), 999999);
+        EXPECT_EQ(q->getTimer(), kMaxSeconds);
+        q->push(taggedRecord(1));
+        EXPECT_EQ(q->getNextEventOrBlock(), 1);  // the event comes within the wait
+        EXPECT_EQ(seenTags(), (Tags{1}));
+        seenTags().clear();
+        q->push(taggedRecord(2));
+        EXPECT_TRUE(q->waitForEvent(huge));
+        q->flush();
+    }
+    q->setTimer(2147483647.5);  // the largest whole second an int holds is kept as it is
+    EXPECT_EQ(q->getImpl()->getTimerSec(), INT_MAX);
+    EXPECT_EQ(q->getImpl()->getTimerUSec(), 500000);
+}
+
 TEST_F(EventQueue, TimerBelowOneSecondStillLimitsTheWaitEvenWithNothingWatched) {
     q->setTimer(0.3);
     Clock::time_point start = Clock::now();
