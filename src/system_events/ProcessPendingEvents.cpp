@@ -213,8 +213,8 @@ boost::shared_ptr<PpeCondition> liveCondition() {
     return r.condition.lock();
 }
 
+// One pump; the caller has entered the log scope named after the entry point.
 void pump(int eventMask, int eventCount, bool waitForWindows) {
-    QZ_PPE_SCOPE();
     if (logger().enabled(2)) {
         std::ostringstream record;
         record << " event_mask=" << eventMask << " event_count=" << eventCount
@@ -261,9 +261,9 @@ public:
     void dispatchOne() override {}
 };
 
+// The caller has entered the log scope named after the add operation.
 template <class Hook, class Adapter>
 boost::shared_ptr<void> addHook(boost::unique_ptr<Hook>& hook) {
-    QZ_PPE_SCOPE();
     boost::shared_ptr<Hook> token(hook.release());
     insertHook(boost::make_shared<Adapter>(gNextId.fetch_add(1), token));
     return token;
@@ -271,20 +271,25 @@ boost::shared_ptr<void> addHook(boost::unique_ptr<Hook>& hook) {
 
 } // namespace
 
+// The log scope carries the entry point's own signature; the shorter forms
+// go through the full one, so every pump's scope reads the same.
 void svWS_ProcessPendingEvents(int eventMask, int eventCount, bool waitForWindows) {
+    QZ_PPE_SCOPE();
     pump(eventMask, eventCount, waitForWindows);
 }
-void svWS_ProcessPendingEvents(int eventMask, int eventCount) { pump(eventMask, eventCount, false); }
-void svWS_ProcessPendingEvents(int eventMask) { pump(eventMask, -1, false); }
-void svWS_ProcessPendingEvents() { pump(0, -1, false); }
+void svWS_ProcessPendingEvents(int eventMask, int eventCount) { svWS_ProcessPendingEvents(eventMask, eventCount, false); }
+void svWS_ProcessPendingEvents(int eventMask) { svWS_ProcessPendingEvents(eventMask, -1, false); }
+void svWS_ProcessPendingEvents() { svWS_ProcessPendingEvents(0, -1, false); }
 
 namespace sysq {
 
 boost::shared_ptr<void> addProcessPendingEventsHook(boost::unique_ptr<PpeGuiDispatchHook>& hook) {
+    QZ_PPE_SCOPE();
     return addHook<PpeGuiDispatchHook, AdaptGuiDispatchHook>(hook);
 }
 
 boost::shared_ptr<void> addProcessPendingEventsHook(boost::unique_ptr<PpeDispatchHook>& hook) {
+    QZ_PPE_SCOPE();
     return addHook<PpeDispatchHook, AdaptDispatchHook>(hook);
 }
 

@@ -84,6 +84,14 @@ struct LogRecords {
     }
 };
 
+// The names of the scopes this logger entered, in order.
+std::vector<std::string> scopeNames(LogRecords const& log) {
+    std::vector<std::string> names;
+    for (auto const& r : log.records)
+        if (r.level == 32 && r.logger == "services::system_events::ProcessPendingEvents") names.push_back(r.text);
+    return names;
+}
+
 class Pump : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -301,3 +309,29 @@ TEST(PumpCondition, ConvertToSecondsLimitsAndHandlesSpecialValues) {
 }
 
 } // namespace
+
+TEST_F(Pump, ScopesCarryTheSignaturesOfThePumpAndTheAddOperations) {
+    LogRecords log;
+    boost::shared_ptr<void> h = add(new ScriptedHook("h", 1));
+    boost::shared_ptr<void> g = add(new ScriptedGuiHook("g"));
+    std::vector<std::string> names = scopeNames(log);
+    ASSERT_EQ(names.size(), 2u);
+    for (std::string const& name : names) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(name.rfind("boost::shared_ptr<void> sysq::addProcessPendingEventsHook(", 0), 0u);
+    }
+    EXPECT_NE(names[0].find("PpeDispatchHook"), std::string::npos);
+    EXPECT_NE(names[1].find("PpeGuiDispatchHook"), std::string::npos);
+    log.records.clear();
+    for (int form = 0; form < 4; ++form) {
+        SCOPED_TRACE(form);
+        log.records.clear();
+        if (form == 0) svWS_ProcessPendingEvents();
+        if (form == 1) svWS_ProcessPendingEvents(1);
+        if (form == 2) svWS_ProcessPendingEvents(1, 2);
+        if (form == 3) svWS_ProcessPendingEvents(1, 2, true);
+        names = scopeNames(log);
+        ASSERT_FALSE(names.empty());
+        EXPECT_EQ(names.front(), "void svWS_ProcessPendingEvents(int, int, bool)");
+    }
+}
