@@ -110,7 +110,7 @@ using services::io::detail::gHostCallbacks;
 
 // ---- setters ----
 
-void svSetIoCallbacks(_svIoCallbacks const* table) {
+void svSetIoCallbacks(_svIoCallbacks* table) {
     if (table == nullptr) return;
     _svIoCallbacks& t = _sv_iocb;
     take(t.findFirstFileName, table->findFirstFileName);

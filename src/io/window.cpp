@@ -63,12 +63,12 @@ void ioBuzz() {
 void ioSetBuzz(int on) { buzzDisabled = !on; }
 int ioGetBuzz() { return !buzzDisabled; }
 
-void numWindowColsFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag**) {
+void numWindowColsFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag const**) {
     checkSizeBuiltinArgs(outCount, inCount);
     outArgs[0] = vxCreateDoubleScalar(static_cast<double>(ioGetNumWindowColumns()));
 }
 
-void numWindowRowsFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag**) {
+void numWindowRowsFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag const**) {
     checkSizeBuiltinArgs(outCount, inCount);
     outArgs[0] = vxCreateDoubleScalar(static_cast<double>(ioGetNumWindowRows()));
 }

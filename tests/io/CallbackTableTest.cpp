@@ -111,9 +111,11 @@ TEST(CallbackTableDefaults, NeutralAnswersWithNoHost) {
 }
 
 TEST_F(CallbackTable, AllNullTableChangesNothingAndEntryFourAloneOnlyCmdTextOut) {
+    // The setter as a host declares it, with a pointer to a table it may change.
+    void (*const setter)(_svIoCallbacks*) = &svSetIoCallbacks;
     _svIoCallbacks before = _sv_iocb;
     _svIoCallbacks host{};
-    svSetIoCallbacks(&host);
+    setter(&host);
     svSetIoCallbacks(nullptr);
     EXPECT_EQ(std::memcmp(&before, &_sv_iocb, sizeof before), 0);
     host.cmdTextOut = &recordText;

@@ -261,9 +261,11 @@ TEST_F(WindowSize, BuiltinsReturnTheSizeAsADoubleScalarAndCheckTheirArguments) {
     ioSetNumWindowColumns(132);
     ioSetNumWindowRows(43);
     ioUseEightyColumns(1);
-    for (auto [fcn, expected] : {std::pair<vxBuiltinFcn, double>{&numWindowColsFcn, 80.0}, {&numWindowRowsFcn, 43.0}}) {
+    // The inputs are read-only to both: a host's table of that form takes them.
+    typedef void (*SizeBuiltin)(int, vxArray_tag**, int, vxArray_tag const**);
+    for (auto [fcn, expected] : {std::pair<SizeBuiltin, double>{&numWindowColsFcn, 80.0}, {&numWindowRowsFcn, 43.0}}) {
         vxArray_tag* out[2] = {nullptr, nullptr};
-        vxArray_tag* in[2] = {nullptr, nullptr};
+        vxArray_tag const* in[2] = {nullptr, nullptr};
         fcn(expected == 80.0 ? 0 : 1, out, 0, nullptr);
         ASSERT_NE(out[0], nullptr);
         EXPECT_TRUE(vxIsDouble(out[0]) && vxIsScalar(out[0]));

@@ -47,7 +47,7 @@ extern "C" _svIoCallbacks _sv_iocb;  // the table itself, with C linkage for hos
 
 // Copies `table` into _sv_iocb entry by entry, skipping null entries, so a host
 // may pass a partly filled table and call again later to change a few.
-void svSetIoCallbacks(_svIoCallbacks const* table);
+void svSetIoCallbacks(_svIoCallbacks* table);
 
 // Callers of _sv_iocb. svFindFirstFileName answers false while entry 0 is null.
 bool svFindFirstFileName(char const* name, bool flag, char* out);

@@ -28,8 +28,8 @@ int ioGetBuzz();  // whether the beep is on
 // Built-ins: the window width and height as a double scalar. No inputs, at
 // most one output. The result goes to outArgs[0], a slot the caller provides
 // even when outCount is 0, and belongs to the caller.
-void numWindowColsFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);  // the width
-void numWindowRowsFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);  // the height
+void numWindowColsFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag const** inArgs);  // the width
+void numWindowRowsFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag const** inArgs);  // the height
 
 // The real width, whatever eighty-column mode says, and whether that mode is on.
 size_t ioGetRealNumWindowColumns();
