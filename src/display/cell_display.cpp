@@ -154,9 +154,13 @@ bool ioFormatCellItem(vxArray const* cell, char* dst, size_t width, size_t limit
     if (vxDimensionsIncomplete(cell)) _complete_opaque_dimensions(cell);
     vxClassID const cls = vxGetClassID(cell);
     size_t const count = vxGetNumberOfElements(cell);
+    // The longest string or handle text shown inline. Intended: unsigned, so a
+    // limit below 6 (a long format in a window of six columns or fewer) wraps
+    // round and lets every text through instead of none.
+    size_t const longest = limit - 6;
 
     if (cls == vxCHAR_CLASS && vxGetNumberOfDimensions(cell) == 2 && vxGetM(cell) <= 1 && count >= 1 &&
-        count + 6 <= limit) {
+        count <= longest) {
         auto const units = vxm::detail::get_vxchar_ptr_and_len(cell);
         std::string text = utf16_to_lcp(units.first, units.second);
         if (text.find_first_of("\n\r") != std::string::npos) return false;
@@ -184,7 +188,7 @@ bool ioFormatCellItem(vxArray const* cell, char* dst, size_t width, size_t limit
     if (cls == vxFUNCTION_CLASS && count == 1) {
         std::string const text =
             vxFunctionHandleToString(static_cast<function_handle_tag const*>(vxGetData(cell)));
-        if (text.size() + 6 > limit || text.size() + 2 > IO_CELL_ITEM_SIZE) {
+        if (text.size() > longest || text.size() + 2 > IO_CELL_ITEM_SIZE) {
             putAligned(dst, "", "[function_handle]", width, true, "");
         } else if (!text.empty() && text[0] == '@') {
             putAligned(dst, "", text.c_str(), width == 0 ? 1 : width, true, "");

@@ -147,6 +147,9 @@ TEST(CellItem, ItemsFitTheirLimitAndWidth) {
         // Past limit - 6 a handle shows only its class; a handle text without "@" gets one.
         {h.get(), 1, 20, false, "@(x)x.^2+3*x-1"}, {h.get(), 1, 19, false, "[function_handle]"},
         {bare.get(), 6, 79, false, "@cos  "}, {x.get(), 6, 79, false, "[  -3]"},
+        // A limit below 6 (a long format in a narrow window) wraps round below zero: everything fits.
+        {s.get(), 1, 5, false, "'hello'"}, {s.get(), 1, 0, true, "''"}, {h.get(), 1, 5, false, "@(x)x.^2+3*x-1"},
+        {bare.get(), 1, 0, false, "@cos"}, {s.get(), 1, 6, false, nullptr}, {h.get(), 1, 6, false, "[function_handle]"},
     };
     char item[IO_CELL_ITEM_SIZE];
     for (auto const& [cell, width, limit, measureOnly, expected] : rows) {
