@@ -112,6 +112,7 @@ char const* versionText(char const* buffer) {
 size_t const kPathBuffer = 8193;
 char gBinArchDir[kPathBuffer];
 char gRoot[kPathBuffer];
+bool gRootResolved = false;  // the root was found or overridden
 char* gToolboxPrefix = nullptr;
 
 // ---- graphics status and runtime ----
@@ -167,15 +168,16 @@ char const* svGetBinArchDir() {
 }
 
 char const* svCalyxRoot() {
-    static bool resolved = false;
-    if (resolved) return gRoot;
+    if (gRootResolved) return gRoot;
     copyText(gRoot, sizeof gRoot, rootFromBinDir(svGetBinArchDir()).c_str());
-    resolved = true;
+    gRootResolved = true;
     return gRoot;
 }
 
 char* svSetCXRoot(char const* root) {
-    svCalyxRoot();  // resolve first, so that a later first use does not replace the override
+    // Counts as resolved, so that a later first use keeps the override; the
+    // bin directory is not looked up, so no warning of its own comes first.
+    gRootResolved = true;
     char const* text = root != nullptr ? root : "";
     uvPrintf("\n");
     uvPrintf("WARNING: Overriding the value of CALYXROOT with: %s\n", text);
