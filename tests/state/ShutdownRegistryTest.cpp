@@ -196,7 +196,7 @@ TEST(ShutdownConcurrency, RemovalWaitsForAPhaseOnAnotherThread) {
 }
 
 TEST(ShutdownNames, WhenRegistrationRunsOutOfMemoryTheObjectIsDeletedOnce) {
-    expectInFreshProcess([] {
+    qztest::expectInFreshProcess([] {
         static int destructions = 0;
         struct Counted : ShutdownObject {
             Counted() : ShutdownObject("oom") {}
