@@ -226,6 +226,7 @@ TEST(ShutdownConcurrency, AnObjectUnregisteredByAnotherThreadDuringAPhaseIsNotAs
     auto* d = new Recorder("raceD");
     std::thread remover;
     d->onTerminate = [&] {
+        if (remover.joinable()) return;  // asked a second time: the journal shows it
         remover = std::thread([&] {
             removing = true;
             ShutdownRegistry::UnregisterObject("raceA");  // waits at the barrier for the phase
