@@ -39,16 +39,19 @@ TerminalSink::TerminalSink(int fd)
       terminal_(::isatty(fd)),
       pages_(terminal_ && ::isatty(0)) {}
 
+// The buffer is held for the call: a guard may swap the sink's buffer meanwhile.
 void TerminalSink::doClc() {
     if (!terminal_) return;
-    getOutStreamBuffer()->sputn("\033[H\033[2J", 7);
-    getOutStreamBuffer()->pubsync();
+    boost::shared_ptr<std::streambuf> const buffer = getOutStreamBuffer();
+    buffer->sputn("\033[H\033[2J", 7);
+    buffer->pubsync();
 }
 
 void TerminalSink::doHome() {
     if (!terminal_) return;
-    getOutStreamBuffer()->sputn("\033[H", 3);
-    getOutStreamBuffer()->pubsync();
+    boost::shared_ptr<std::streambuf> const buffer = getOutStreamBuffer();
+    buffer->sputn("\033[H", 3);
+    buffer->pubsync();
 }
 
 TerminalSinkFactory::TerminalSinkFactory()
