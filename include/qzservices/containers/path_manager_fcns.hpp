@@ -2,7 +2,10 @@
 // system, in two sets: the plain set sees only the operating system, the
 // container-aware set sees into CAT files. The "container" feature chooses.
 #pragma once
+#include "qzservices/export.hpp"
 #include <px/px.hpp>
+
+QZSERVICES_API_BEGIN
 
 // Hands the path manager the set that the "container" feature selects.
 void svSetPathManagerDefaultIOFcns();
@@ -24,3 +27,5 @@ pxDirAccessibility svContainerDirAccessibility(pxPath path, char const* dir);
 bool svContainerIsReadableFile(char const* file);
 bool svContainerIsDirectory(pxPath path, char const* dir);
 long svContainerModificationTime(pxPath path, char const* file);
+
+QZSERVICES_API_END

@@ -9,12 +9,15 @@
 // the event loop: the waits, pop, flush, the inputs map and the timer, which
 // the mutex does not cover. Handlers run without the mutex, so they may push.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/eventqueue/UserEventRecord.hpp"
 #include "qzservices/eventqueue/UserEventRecordQueue.hpp"
 
 #include <boost/thread/mutex.hpp>
 
 #include <map>
+
+QZSERVICES_API_BEGIN
 
 namespace eventqueue {
 
@@ -100,3 +103,5 @@ private:
 };
 
 } // namespace eventqueue
+
+QZSERVICES_API_END
