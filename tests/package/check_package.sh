@@ -24,10 +24,14 @@ expect() {  # name, expected text, actual text
 }
 
 # The development link belongs to the development package only.
-dpkg-deb -c "$build"/package/libqzservices0_*.deb | grep -q 'libqzservices\.so\.0' || fail "runtime package lacks the soname"
-if dpkg-deb -c "$build"/package/libqzservices0_*.deb | grep -q 'libqzservices\.so$'; then fail "runtime package holds the development link"; fi
-dpkg-deb -f "$build"/package/libqzservices0_*.deb Depends | grep -q 'libicu' || fail "runtime package does not depend on ICU"
-dpkg-deb -f "$build"/package/libqzservices-dev_*.deb Depends | grep -q 'libboost-thread-dev' || fail "development package does not ask for Boost.Thread"
+runtime=$(dpkg-deb -c "$build"/package/libqzservices0_*.deb)
+grep -q 'libqzservices\.so\.0 ->' <<<"$runtime" || fail "runtime package lacks the soname"
+if grep -q 'libqzservices\.so ->' <<<"$runtime"; then fail "runtime package holds the development link"; fi
+grep -q 'libqzservices\.so ->' <<<"$(dpkg-deb -c "$build"/package/libqzservices-dev_*.deb)" ||
+    fail "development package lacks the development link"
+grep -q 'libicu' <<<"$(dpkg-deb -f "$build"/package/libqzservices0_*.deb Depends)" || fail "runtime package does not depend on ICU"
+grep -q 'libboost-thread-dev' <<<"$(dpkg-deb -f "$build"/package/libqzservices-dev_*.deb Depends)" ||
+    fail "development package does not ask for Boost.Thread"
 
 clean() { env -i PATH=/usr/bin:/bin "$@"; }
 version=$(clean "$prefix/bin/qzconsole" --version)
