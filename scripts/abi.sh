@@ -9,7 +9,7 @@
 # `make abi-baseline` builds the library (dev preset, which has the debug
 # information the dump needs) and runs the second form. Additions pass the
 # check; anything else means a new baseline in the same change, and a new
-# soname (QZ_SOVERSION) when the change breaks existing hosts.
+# soname (the project's major version) when the change breaks existing hosts.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 mode=${1:-} library=${2:-}
@@ -48,7 +48,7 @@ check)
         cat "$scratch/report"
         echo "libqzservices' ABI differs from abi/libqzservices.abi.gz (abidiff status $status)." >&2
         echo "If the change is meant, run 'make abi-baseline' and commit abi/ with it;" >&2
-        echo "bump QZ_SOVERSION as well when existing hosts would break." >&2
+        echo "bump the major version (the soname's number) as well when existing hosts would break." >&2
         exit 1
     fi
     echo "ABI matches abi/libqzservices.abi.gz"
