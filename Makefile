@@ -32,7 +32,7 @@ PLAIN = build/plain-release
 test-package:
 	cmake -S . -B $(PLAIN) -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 	cmake --build $(PLAIN) -j $(JOBS) --target qzservices qzconsole catpack test_siblings test_library
-	cd $(PLAIN) && cpack -G DEB >/dev/null
+	cd $(PLAIN) && cpack -G DEB
 	bash tests/package/check_package.sh $(PLAIN)
 
 # The Debian packages libqzservices0 and libqzservices-dev, in build/release/package.
