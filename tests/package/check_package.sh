@@ -36,6 +36,9 @@ grep -q 'libboost-thread-dev' <<<"$(dpkg-deb -f "$build"/package/libqzservices-d
 clean() { env -i PATH=/usr/bin:/bin "$@"; }
 version=$(clean "$prefix/bin/qzconsole" --version)
 [[ $version =~ ^qzconsole\ [0-9]+\.[0-9]+\.[0-9]+$ ]] || fail "qzconsole --version printed: $version"
+# Loaded by its soname from the unpacked tree, the library still finds its own version symbols.
+grep -qE '^Version: +[0-9]+(\.[0-9]+)+ \(R2031b\)$' <<<"$(printf 'version\n' | clean "$prefix/bin/qzconsole")" ||
+    fail "the installed library shows no version: $(printf 'version\n' | clean "$prefix/bin/qzconsole")"
 expect "a statement through a pipe" $'\nx =\n\n     7' "$(printf 'x = 7\n' | clean "$prefix/bin/qzconsole")"
 
 export CMAKE_PREFIX_PATH=$prefix
