@@ -2,7 +2,7 @@
 PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
 
-.PHONY: deps run test test-dev test-tsan bench fuzz install clean
+.PHONY: deps run test test-dev test-tsan test-package bench fuzz install package abi-baseline clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -12,7 +12,7 @@ run: deps
 	cmake --build --preset release --target qzconsole -j $(JOBS)
 	./build/release/apps/qzconsole/qzconsole
 
-test: deps test-dev test-tsan
+test: deps test-dev test-tsan test-package
 
 test-dev:
 	cmake --preset dev
@@ -23,6 +23,30 @@ test-tsan:
 	cmake --preset tsan
 	cmake --build --preset tsan -j $(JOBS)
 	ctest --preset tsan -j $(JOBS)
+
+# A plain configure with nothing but the build type (tests on, as a newcomer
+# would), built only as far as proving that every library and a test suite
+# link; then the Debian packages from it, unpacked and used by the consumer
+# and the examples (tests/package/check_package.sh).
+PLAIN = build/plain-release
+test-package:
+	cmake -S . -B $(PLAIN) -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+	cmake --build $(PLAIN) -j $(JOBS) --target qzservices qzconsole catpack test_siblings test_library
+	cd $(PLAIN) && cpack -G DEB
+	bash tests/package/check_package.sh $(PLAIN)
+
+# The Debian packages libqzservices0 and libqzservices-dev, in build/release/package.
+package: deps
+	cmake --preset release >/dev/null
+	cmake --build --preset release -j $(JOBS) --target qzservices qzconsole catpack
+	cd build/release && cpack -G DEB
+
+# Writes abi/libqzservices.abi from the current library; commit it with the
+# change that moved the ABI (see "The ABI promise" in the README).
+abi-baseline: deps
+	cmake --preset dev >/dev/null
+	cmake --build --preset dev -j $(JOBS) --target qzservices
+	bash scripts/abi.sh baseline build/dev/src/libqzservices.so
 
 # Runs every bench_* program and writes bench/RESULTS.md: each figure beside
 # its baseline and target, with the machine it ran on.

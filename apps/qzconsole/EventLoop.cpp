@@ -127,10 +127,7 @@ void installEventLoop() {
     mtInitializeCallbackServiceFromEventLoop(&createCallbackEvent, &postCallbackEvent);
     // Callbacks from other threads run both while the prompt stands and
     // between statements, as a host's "feature ThreadServiceRequest 3" would ask.
-    if (svFeature* f = svFindFeatureEntry("ThreadServiceRequest")) {
-        f->value = 3;
-        if (f->oneArgCallback != nullptr) f->oneArgCallback(f->value);
-    }
+    svSetFeatureValue("ThreadServiceRequest", 3);
 }
 
 void useLineEditor() { gEditing = true; }

@@ -1,8 +1,15 @@
-// Everything a host of the services library uses.
+// Everything a host of the services library uses, with the parts of the
+// sibling libraries that a host meets: uvPrintf, uvFree and the signal thread
+// (uv), the arrays and their errors (vx).
 #pragma once
+#include <uv/uv.hpp>
+#include <vx/array.hpp>
+#include <vx/errors.hpp>
+
 #include "qzservices/cx_thread_request/CallbackQueue.hpp"
 #include "qzservices/cx_thread_request/ClientRegistry.hpp"
 #include "qzservices/cx_thread_request/mt_callback.hpp"
+#include "qzservices/cx_thread_request/event_loop_adapter.hpp"
 #include "qzservices/eventqueue/UserEventQueue.hpp"
 #include "qzservices/eventqueue/UserEventQueueBlockedException.hpp"
 #include "qzservices/eventqueue/UserEventQueueImpl.hpp"

@@ -97,6 +97,14 @@ int svIsFeatureEnabled(char const* name) { return svFindFeatureEntry(name)->valu
 
 bool svIsFeatureRegistered(char const* name) { return svFindFeatureEntry(name) != nullptr; }
 
+bool svSetFeatureValue(char const* name, int value) {
+    svFeature* f = svFindFeatureEntry(name);
+    if (f == nullptr) return false;
+    f->value = value;
+    if (f->oneArgCallback != nullptr) f->oneArgCallback(value);
+    return true;
+}
+
 void featureCallCount(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs) {
     if (outCount > 1) vxm::detail::error_maxlhs();
     if (inCount > 1) vxm::detail::error_maxrhs();

@@ -3,7 +3,9 @@
 // the flags back and drain the queue around themselves.
 #include "support/child_process.hpp"
 
+#include <qzservices/cx_thread_request/event_loop_adapter.hpp>
 #include <qzservices/cx_thread_request/mt_callback.hpp>
+#include <qzservices/eventqueue/UserEventQueue.hpp>
 #include <qzservices/state/features.hpp>
 
 #include <gtest/gtest.h>
@@ -208,4 +210,40 @@ TEST_F(CallbackService, RemovalWaitsForTheClientsRunningCallback) {
     mtServiceCallbackRequestsFromEventLoop(0);
     remover.join();
     EXPECT_TRUE(finishedWhenRemoved);
+}
+
+// The host's helpers: a feature set by name goes through its callback, and the
+// ready-made adapter runs requests from another thread where the user event
+// queue is waited on, on the waiting thread.
+TEST(CallbackServiceHelpers, FeatureByNameAndTheUserEventQueueAdapterRunRequestsOnTheWaitingThread) {
+    auto r = qztest::runInFreshProcess([] {
+        QZ_CHILD_CHECK(!svSetFeatureValue("NoSuchFeature", 1), 2);
+        QZ_CHILD_CHECK(!svSetFeatureValue(nullptr, 1), 3);
+        QZ_CHILD_CHECK(svSetFeatureValue("threadservicerequest", 2), 4);  // names ignore case
+        QZ_CHILD_CHECK(svFindFeatureEntry("ThreadServiceRequest")->value == 2 && threadServiceOnIdle &&
+                           !threadServiceOnLineNo, 5);
+
+        mtConnectCallbackServiceToUserEventQueue();
+        mtConnectCallbackServiceToUserEventQueue();  // a second call changes nothing
+        unsigned int const token = mtCallbackRegisterClient();
+        std::thread::id const waiter = std::this_thread::get_id();
+        static std::atomic<int> ranHere{0}, ranElsewhere{0};
+        static std::thread::id sWaiter;
+        sWaiter = waiter;
+        int const count = 200;
+        std::thread producer([token] {
+            for (int i = 0; i < count; ++i)
+                mtCallbackAdd(token, [](void*) { return (std::this_thread::get_id() == sWaiter ? ranHere : ranElsewhere)++, 0; },
+                              nullptr);
+        });
+        auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (ranHere.load() + ranElsewhere.load() < count && std::chrono::steady_clock::now() < deadline)
+            if (eventqueue::UserEventQueue::getInstance()->waitForEvent(0.1))
+                eventqueue::UserEventQueue::getInstance()->flushEventsOrBlock();
+        producer.join();
+        QZ_CHILD_CHECK(ranHere.load() == count && ranElsewhere.load() == 0, 6);
+        mtCallbackRemoveClient(token);
+        return 0;
+    });
+    EXPECT_EQ(r.exitCode, 0);
 }

@@ -1,5 +1,8 @@
 // Sanitizer settings compiled into every test binary, so that they hold when a
-// suite is run by hand as well as under ctest. The runtimes look these up by name.
+// suite is run by hand as well as under ctest. The runtimes look these up by
+// name in the dynamic symbol table, so they are visible despite the project's
+// hidden default.
+#pragma GCC visibility push(default)
 extern "C" {
 
 char const* __asan_default_options() {
@@ -16,3 +19,4 @@ char const* __tsan_default_options() { return "halt_on_error=1:second_deadlock_s
 char const* __lsan_default_options() { return "suppressions=" QZ_LSAN_SUPPRESSIONS; }
 
 } // extern "C"
+#pragma GCC visibility pop

@@ -1,7 +1,10 @@
 // The "container" switch: while it is on, the path manager looks into CAT
 // files. The one instance also holds the head of the path-walking machine.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/containers/ContainerState.hpp"
+
+QZSERVICES_API_BEGIN
 
 struct vxArray_tag;
 
@@ -43,3 +46,5 @@ bool svIsContainerFeatureOn();
 // "off" (any case) switches, returning the previous name when asked, and
 // hands the path manager the matching I/O functions.
 void containerFeatureBuiltin(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
+
+QZSERVICES_API_END

@@ -3,7 +3,10 @@
 // walker reads a path component by component and builds the chain of
 // containers as it goes. The machine is built once and never changes.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/containers/svFile.hpp"
+
+QZSERVICES_API_BEGIN
 
 // One state: the tests that decide whether a path component is its kind of
 // container, the objects it makes for that component, and its successors.
@@ -145,3 +148,5 @@ private:
     svContainer* tail;
     ContainerState* last;
 };
+
+QZSERVICES_API_END

@@ -4,10 +4,13 @@
 // model (so a file may lie inside a CAT file) and allocates with uvCalloc;
 // the switchable reader asks its chooser which of two readers to use.
 #pragma once
+#include "qzservices/export.hpp"
 #include <boost/function.hpp>
 #include <boost/scoped_ptr.hpp>
 
 #include <cstdio>
+
+QZSERVICES_API_BEGIN
 
 struct _memory_context;
 // A status code written by the readers: 0 success; the plain reader's 1
@@ -58,3 +61,5 @@ private:
     boost::scoped_ptr<CxfileReader> second;
     boost::function1<bool, char const*> chooser;
 };
+
+QZSERVICES_API_END

@@ -3,9 +3,12 @@
 // The ErrorChk forms raise a catalogue error for a failed open; the others
 // return null or a status code and leave errno as the failure left it.
 #pragma once
+#include "qzservices/export.hpp"
 #include <cstdio>
 #include <list>
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 // Longest file name; path buffers are one byte longer.
 enum { IO_MAX_FILENAME = 4352, IO_PATH_BUFFER = 4353 };
@@ -72,3 +75,5 @@ int ioIsDirAccessible(char const* path);
 int ioIs_DOS_name(char const* name);
 // The mount point of the n-th (from 1) ISO 9660 file system; 1 if found.
 int ioGetCDroot(int n, char* root);
+
+QZSERVICES_API_END

@@ -2,7 +2,10 @@
 // system, in two sets: the plain set sees only the operating system, the
 // container-aware set sees into CAT files. The "container" feature chooses.
 #pragma once
+#include "qzservices/export.hpp"
 #include <px/px.hpp>
+
+QZSERVICES_API_BEGIN
 
 // Hands the path manager the set that the "container" feature selects.
 void svSetPathManagerDefaultIOFcns();
@@ -30,3 +33,5 @@ long svContainerModificationTime(pxPath path, char const* file);
 // container's stream-access code (3 for a damaged CAT file), with the names
 // read before the damage still returned. Null when nothing could be listed.
 char* svContainerListDirectoryAccess(char const* dir, int* streamAccess);
+
+QZSERVICES_API_END

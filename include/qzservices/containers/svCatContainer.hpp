@@ -8,7 +8,10 @@
 // The reader trusts nothing: a header, an entry or a content that would run
 // past the file is reported as "fileCorrupt" (3), a short read as 2.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/containers/svFile.hpp"
+
+QZSERVICES_API_BEGIN
 
 // The entries of one block of a CAT file, read through the base stream.
 class svCatContainerDirIoStream : public svContainerDirIoStream {
@@ -127,3 +130,5 @@ public:
 
 // The time of the CAT file under a stream (stat'ed when not yet known).
 long catFileTime(svContainerFileIoStream* base);
+
+QZSERVICES_API_END

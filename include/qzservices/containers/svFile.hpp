@@ -4,7 +4,10 @@
 // the whole chain: deleting it (once) releases every object of the chain.
 // Objects belong to the thread that made them; nothing here locks.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/containers/svIoStream.hpp"
+
+QZSERVICES_API_BEGIN
 
 class svContainerDirIoStream;
 class svContainerFileIoStream;
@@ -218,3 +221,5 @@ protected:
 // The look-up of either: the file object when the path ends on a file, the
 // container otherwise.
 svFile* svFindContainerOrContainerFile(char const* path);
+
+QZSERVICES_API_END

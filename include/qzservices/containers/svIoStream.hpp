@@ -4,7 +4,10 @@
 // Errors are kept as state (`streamAccess`), never thrown, except where a
 // file stream is told to raise (returnOnError).
 #pragma once
+#include "qzservices/export.hpp"
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 class svFile;
 
@@ -113,3 +116,5 @@ public:
 protected:
     svContainerFileIoStream* base;  // not owned
 };
+
+QZSERVICES_API_END

@@ -2,12 +2,15 @@
 // container model. Every walk starts here, and a plain file stream is the
 // base under every CAT file.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/containers/svFile.hpp"
 
 #include <dirent.h>
 #include <sys/stat.h>
 
 #include <cstdio>
+
+QZSERVICES_API_BEGIN
 
 // One struct stat. Every non-directory counts as a file; a directory's size is 0.
 class OSFileStat {
@@ -145,3 +148,5 @@ public:
     long size() override;
     char* getFullPath() override;
 };
+
+QZSERVICES_API_END

@@ -2,12 +2,15 @@
 // Any thread appends; only the main thread takes them out and runs them.
 // Its lock covers one deque operation and nothing else.
 #pragma once
+#include "qzservices/export.hpp"
 #include <uv/CriticalSection.hpp>
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace cx_thread_request {
 
@@ -48,3 +51,5 @@ private:
 };
 
 }} // namespace services::cx_thread_request
+
+QZSERVICES_API_END

@@ -7,7 +7,10 @@
 // waits for its running callback, and no callback of that client starts
 // afterwards. It is recursive: a callback may register or remove clients.
 #pragma once
+#include "qzservices/export.hpp"
 #include <uv/CriticalSection.hpp>
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace cx_thread_request {
 
@@ -53,3 +56,5 @@ private:
 };
 
 }} // namespace services::cx_thread_request
+
+QZSERVICES_API_END

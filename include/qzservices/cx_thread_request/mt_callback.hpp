@@ -8,10 +8,13 @@
 // says (bit 0: between statements, "interlaced"; bit 1: from the event loop).
 // Until the feature sets a bit, mtCallbackAdd drops its requests silently.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/cx_thread_request/CallbackQueue.hpp"
 #include "qzservices/cx_thread_request/ClientRegistry.hpp"
 
 #include <atomic>
+
+QZSERVICES_API_BEGIN
 
 // From any thread.
 unsigned int mtCallbackRegisterClient();
@@ -46,3 +49,5 @@ extern int services_cx_thread_request_client_registry_def_inited;  // 1 once the
 extern int services_cx_thread_request_callback_queue_def_inited;  // 1 once the queue is built
 // Counts the static singletons that have been asked for.
 extern int static_ref_okay;
+
+QZSERVICES_API_END

@@ -5,9 +5,12 @@
 // so a page of columns is measured cell by cell. All scratch space stands on
 // the stack: an interrupt may leave at any row start.
 #pragma once
+#include "qzservices/export.hpp"
 #include <vx/array.hpp>
 
 #include <cstddef>
+
+QZSERVICES_API_BEGIN
 
 // The bytes ioFormatCellItem may write, its NUL included. A text that would
 // not fit (a string or handle of thousands of characters in a window of no
@@ -36,3 +39,5 @@ void ioPrintCellPage(vxArray const** cells, size_t rows, size_t columns);
 
 // One two-dimensional page of function handles (column-major records).
 void ioPrintFunObjPage(function_handle_tag* handles, size_t rows, size_t columns);
+
+QZSERVICES_API_END

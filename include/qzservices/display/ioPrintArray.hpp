@@ -5,13 +5,18 @@
 // display may leave by Orrery::System::InterruptException (a pending
 // interrupt), or end early when the more prompt's stop flag is set.
 #pragma once
+#include "qzservices/export.hpp"
+
+QZSERVICES_API_BEGIN
 
 struct vxArray_tag;
 
 // Any array under a name. A null name gives the bare values with no heading;
 // the empty name shows a non-empty array as "ans". A null array shows as [].
 void ioPrintArray(char const* name, vxArray_tag const* array);
-// Named by ioGetArrayName.
+// Named by ioGetArrayName: a host must first name arrays with
+// ioSetArrayNameCallback (display/settings.hpp), else this raises
+// "CALYX:services:noArrayNameCallback" ("No array name callback has been set").
 void ioPrintArray(vxArray_tag const* array);
 // The bare values: ioPrintArray(NULL, array).
 void ioPrintMatrixCompact(vxArray_tag const* array);
@@ -38,3 +43,5 @@ void ioPrintNDMatrix(char const* name, vxArray_tag const* array);  // each two-d
 void ioPrintNDMatrix(vxArray_tag const* array);  // named by ioGetArrayName
 void ioPrintFunObjArray(char const* name, vxArray_tag const* array);  // function handles, one or many
 void ioPrintOpaqueArray(char const* name, vxArray_tag const* array);  // an opaque value's class and size
+
+QZSERVICES_API_END

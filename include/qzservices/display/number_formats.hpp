@@ -1,9 +1,12 @@
 // Numbers as a user sees them: NaN, Inf and zero in a field, engineering
 // notation, the rational approximation, and one element as text.
 #pragma once
+#include "qzservices/export.hpp"
 #include <vx/array.hpp>
 
 #include <cstddef>
+
+QZSERVICES_API_BEGIN
 
 // The number of bytes ioFormatElement may write, its NUL included: the
 // longest element text (a two-decimal value near the largest double) fits.
@@ -34,3 +37,5 @@ void ioRationalApprox(double* num, double* den, double x);
 // blanks. dst holds IO_FORMAT_ELEMENT_SIZE bytes. A class without a number
 // form raises error number 15.
 void ioFormatElement(char* dst, vxArray_tag const* array, size_t index);
+
+QZSERVICES_API_END

@@ -3,6 +3,9 @@
 // callback that names an array for the one-argument display forms.
 // Plain data without a lock: display runs on the interpreter's thread only.
 #pragma once
+#include "qzservices/export.hpp"
+
+QZSERVICES_API_BEGIN
 
 struct vxArray_tag;
 
@@ -33,7 +36,9 @@ extern char newline[2];
 
 void SetPrtfmt(int format);  // stores the print format unchecked
 int GetPrtfmt();  // the print format
-char* GetNewline();  // the spacing text, writable
+// The spacing text, writable: GetNewline()[0] = '\0' gives compact spacing,
+// GetNewline()[0] = '\n' loose spacing again.
+char* GetNewline();
 
 // The next numeric display writes no heading; the one after writes one
 // again. (The single p is the interface's own spelling.)
@@ -43,3 +48,5 @@ void ioSupressName();
 // "CALYX:services:noArrayNameCallback".
 void ioSetArrayNameCallback(char const* (*callback)(vxArray_tag const*));
 char const* ioGetArrayName(vxArray_tag const* array);  // the callback's name for `array`
+
+QZSERVICES_API_END

@@ -1,8 +1,11 @@
 // Short texts that several displays share: the size of an array, its
 // bracketed summary, and help links.
 #pragma once
+#include "qzservices/export.hpp"
 #include <cstddef>
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 struct vxArray_tag;
 
@@ -25,3 +28,5 @@ bool ioIsAllZero(size_t n, size_t const* values);
 // Neither argument is escaped.
 std::string ioCreateHelpHotlink(std::string const& text, std::string const& topic);
 std::string ioCreateBoldHelpHotlink(std::string const& text, std::string const& topic);  // the same, in bold
+
+QZSERVICES_API_END

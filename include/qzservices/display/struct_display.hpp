@@ -2,10 +2,13 @@
 // structure, and the one-line forms of field values ("[1 2 3]", "'text'",
 // "{[1]  'a'}") that fall back to a size summary when they do not fit.
 #pragma once
+#include "qzservices/export.hpp"
 #include <vx/array.hpp>
 
 #include <cstddef>
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 // Text in 16-bit units, as the character arrays hold it.
 typedef std::basic_string<unsigned short> ioUnitString;
@@ -32,3 +35,5 @@ int ioQuoteCharRow(vxArray const* value, ioUnitString& text, size_t limit);
 // it fits in `limit` - 2 characters, else 0 with `text` cleared. A sparse
 // array of more than 99 elements gives 0.
 int ioFormatNumberList(vxArray const* value, std::string& text, size_t limit);
+
+QZSERVICES_API_END

@@ -6,9 +6,12 @@
 // loop; the read end of the wake pipe is one of the watched descriptors, with
 // the handler ReadPipe, so queued events run among the other descriptors'.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/eventqueue/UserEventQueueBlockedException.hpp"
 #include "qzservices/eventqueue/UserEventQueueImpl.hpp"
 #include "qzservices/eventqueue/UserEventRecord.hpp"
+
+QZSERVICES_API_BEGIN
 
 namespace eventqueue {
 
@@ -30,7 +33,10 @@ public:
     int flushEventsOrBlock() { return impl_->flushEventsOrBlock(); }  // one wait; ready handlers run, flushing
     bool eventPending() { return impl_->eventPending(0.0); }  // whether an event waits now
     bool waitForEvent(double seconds) { return impl_->waitForEvent(seconds); }  // whether one arrives within `seconds`
-    void push(UserEventRecord const& record) { impl_->push(record); }  // queues a copy from any thread
+    // Queues a copy from any thread. When the wake byte cannot be written it
+    // throws a UserEventQueueBlockedException* allocated with new, which the
+    // catcher deletes; the event stays queued.
+    void push(UserEventRecord const& record) { impl_->push(record); }
     UserEventRecord pop() { return impl_->pop(); }  // runs and returns the first event
     void flush() { impl_->flush(); }  // runs every queued event
 
@@ -48,3 +54,5 @@ private:
 bool ReadPipe(int fd, bool flush);
 
 } // namespace eventqueue
+
+QZSERVICES_API_END

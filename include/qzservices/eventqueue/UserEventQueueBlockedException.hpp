@@ -2,7 +2,10 @@
 // full for about a second, or the write failed otherwise. Thrown by pointer:
 // the catcher receives a UserEventQueueBlockedException* and deletes it.
 #pragma once
+#include "qzservices/export.hpp"
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 namespace eventqueue {
 
@@ -21,3 +24,5 @@ private:
 };
 
 } // namespace eventqueue
+
+QZSERVICES_API_END

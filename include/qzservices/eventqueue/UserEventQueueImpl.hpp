@@ -9,6 +9,7 @@
 // the event loop: the waits, pop, flush, the inputs map and the timer, which
 // the mutex does not cover. Handlers run without the mutex, so they may push.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/eventqueue/UserEventRecord.hpp"
 #include "qzservices/eventqueue/UserEventRecordQueue.hpp"
 
@@ -16,6 +17,8 @@
 #include <atomic>
 
 #include <map>
+
+QZSERVICES_API_BEGIN
 
 namespace eventqueue {
 
@@ -109,3 +112,5 @@ private:
 };
 
 } // namespace eventqueue
+
+QZSERVICES_API_END

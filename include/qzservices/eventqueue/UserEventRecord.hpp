@@ -1,7 +1,10 @@
 // One event of the user event queue: two opaque data words and the handler
 // that acts on them. The queue never looks inside the data; the handler does.
 #pragma once
+#include "qzservices/export.hpp"
 #include <cstdint>
+
+QZSERVICES_API_BEGIN
 
 namespace eventqueue {
 
@@ -47,3 +50,5 @@ private:
 };
 
 } // namespace eventqueue
+
+QZSERVICES_API_END

@@ -4,11 +4,14 @@
 // its whole content to the flush queue by a swap, and gets the drained ring
 // back, so that a busy queue runs without touching the allocator.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/eventqueue/UserEventRecord.hpp"
 
 #include <boost/circular_buffer.hpp>
 
 #include <cstddef>
+
+QZSERVICES_API_BEGIN
 
 namespace eventqueue {
 
@@ -46,3 +49,5 @@ private:
 };
 
 } // namespace eventqueue
+
+QZSERVICES_API_END

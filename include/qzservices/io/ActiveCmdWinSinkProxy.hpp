@@ -7,6 +7,7 @@
 // shared per lookup and released before text moves on. The writer is blocked
 // in its own call while the "--more--" prompt stands.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"
 #include "qzservices/io/CmdWinSink.hpp"
 #include "qzservices/io/SinkTraits.hpp"
@@ -16,6 +17,8 @@
 #include <memory>
 #include <streambuf>
 #include <vector>
+
+QZSERVICES_API_BEGIN
 
 namespace cxutil { namespace io { class SinkTextEventBuffer; } }
 namespace fd { namespace i18n { class stream_codecvt_ustring_to_string; } }
@@ -121,3 +124,5 @@ private:
     boost::shared_ptr<CmdWinSinkUseInitialBuffer> outGuard_;
     boost::shared_ptr<CmdWinSinkUseInitialBuffer> errGuard_;
 };
+
+QZSERVICES_API_END

@@ -1,6 +1,9 @@
 // A sink that accepts every character and drops it: silence for a scope.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"
+
+QZSERVICES_API_BEGIN
 
 class CXNoOutputStreamBuffer : public std::streambuf {  // a buffer that takes every character and keeps none
 protected:
@@ -12,3 +15,5 @@ public:
     CXNoOutputSink();  // narrow primary that drops everything
     ~CXNoOutputSink() override;  // nothing of its own to release
 };
+
+QZSERVICES_API_END

@@ -2,9 +2,12 @@
 // the other an adaptor over it, plus the yes-or-no properties by which the
 // pipeline asks what this destination can do. Not thread-safe: one writer.
 #pragma once
+#include "qzservices/export.hpp"
 #include <boost/shared_ptr.hpp>
 #include <boost/variant.hpp>
 #include <streambuf>
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace io {
 
@@ -59,3 +62,5 @@ private:
 };
 
 }} // namespace services::io
+
+QZSERVICES_API_END

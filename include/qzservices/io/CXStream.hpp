@@ -5,6 +5,7 @@
 //
 // No lock: sink stacks change on the signal thread only, by convention.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"
 
 #include <cxutil/io/StreamTypeEnum.hpp>
@@ -13,6 +14,8 @@
 #include <memory>
 #include <ostream>
 #include <stack>
+
+QZSERVICES_API_BEGIN
 
 namespace cxutil { namespace eventmgr {
 template <class T> class OnceConnection;
@@ -98,3 +101,5 @@ private:
 };
 
 }} // namespace services::io
+
+QZSERVICES_API_END

@@ -1,10 +1,13 @@
 // A sink that captures text in memory, as UTF-16 (default) or as narrow bytes.
 // Reading does not consume: the text stays in the buffer.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"
 
 #include <sstream>
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace io {
 
@@ -29,3 +32,5 @@ private:
 };
 
 }} // namespace services::io
+
+QZSERVICES_API_END

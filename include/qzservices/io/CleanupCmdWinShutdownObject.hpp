@@ -1,7 +1,10 @@
 // Flushes both streams when the process asks whether it may exit and when it
 // closes its windows, so no text is left on its way to the command window.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/state/ShutdownRegistry.hpp"
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace io {
 
@@ -14,3 +17,5 @@ public:
 };
 
 }} // namespace services::io
+
+QZSERVICES_API_END

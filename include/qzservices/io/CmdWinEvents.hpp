@@ -1,11 +1,14 @@
 // Events that a front end publishes to clear the command window (CLCEvent) or
 // move its cursor home (HomeEvent); the handle passes them to the current sink.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/io/archive_fwd.hpp"
 
 #include <boost/serialization/tracking.hpp>
 #include <boost/serialization/version.hpp>
 #include <cxutil/eventmgr/BaseEvent.hpp>
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace io {
 
@@ -37,3 +40,5 @@ BOOST_CLASS_VERSION(services::io::CLCEvent, 1)
 BOOST_CLASS_VERSION(services::io::HomeEvent, 1)
 BOOST_CLASS_TRACKING(services::io::CLCEvent, boost::serialization::track_selectively)
 BOOST_CLASS_TRACKING(services::io::HomeEvent, boost::serialization::track_selectively)
+
+QZSERVICES_API_END

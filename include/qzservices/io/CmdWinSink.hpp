@@ -1,8 +1,11 @@
 // The command window as a sink. A host derives its own and installs it through
 // a factory; the library asks it for paging, beeps, echo, and when to prompt.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"
 #include "qzservices/prompt/InputRequester.hpp"
+
+QZSERVICES_API_BEGIN
 
 // The sink of the command window; a host supplies the input requests.
 class CmdWinSink : public services::io::CXSink {
@@ -41,3 +44,5 @@ private:
     int reserved_;  // kept for hosts; the library never reads it
     static bool isInEvalC_;
 };
+
+QZSERVICES_API_END

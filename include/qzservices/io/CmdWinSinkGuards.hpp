@@ -2,9 +2,12 @@
 // and put back exactly the kind of buffer (narrow or UTF-16) that was primary.
 // On a null sink they do nothing at either end. Not copyable.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/io/CmdWinSink.hpp"
 
 #include <boost/function.hpp>
+
+QZSERVICES_API_BEGIN
 
 // Applies a buffer change to a sink and undoes it at the end of the scope.
 class CmdWinSinkBufferGuard {
@@ -57,3 +60,5 @@ public:
 private:
     CmdWinSinkBufferGuard guard_;
 };
+
+QZSERVICES_API_END

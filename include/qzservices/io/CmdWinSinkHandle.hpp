@@ -6,6 +6,7 @@
 // that call into the sink (doClc, doHome, ctrlCProcessed, requestInput) run
 // with it held shared, so a sink must not install a factory from them.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/io/CmdWinSink.hpp"
 #include "qzservices/io/PutsFnSink.hpp"
 
@@ -14,6 +15,8 @@
 #include <boost/thread/shared_mutex.hpp>
 #include <cxutil/eventmgr/EventMgr.hpp>
 #include <utility>
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace prompt { class InputRequestEvent; } }
 namespace services { namespace io { class CLCEvent; class HomeEvent; } }
@@ -99,3 +102,5 @@ void registerShutdownObject();
 void initialize();  // registers one more such object
 
 }} // namespace services::io
+
+QZSERVICES_API_END

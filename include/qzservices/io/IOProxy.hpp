@@ -2,6 +2,9 @@
 // once with setProxy, and users fetch it with getProxy. The base operations are
 // the neutral behaviour of a session without a host.
 #pragma once
+#include "qzservices/export.hpp"
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace io {
 
@@ -27,3 +30,5 @@ public:
 };
 
 }} // namespace services::io
+
+QZSERVICES_API_END

@@ -2,9 +2,12 @@
 // Text collects in a fixed 8,090-character area and is handed on at sync or
 // when the area overflows (then in pieces of 8,091): no allocation per write.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/io/CmdWinSink.hpp"
 
 #include <boost/function.hpp>
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace io {
 
@@ -45,3 +48,5 @@ private:
 };
 
 }} // namespace services::io
+
+QZSERVICES_API_END

@@ -1,11 +1,14 @@
 // A snapshot of a sink's seven properties, in a form that can be archived.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"
 #include "qzservices/io/archive_fwd.hpp"
 
 #include <boost/serialization/export.hpp>
 #include <boost/serialization/tracking.hpp>
 #include <boost/serialization/version.hpp>
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace io {
 
@@ -40,3 +43,5 @@ public:
 BOOST_CLASS_EXPORT_KEY2(services::io::SinkTraits, "services::io::SinkTraits")
 BOOST_CLASS_VERSION(services::io::SinkTraits, 1)
 BOOST_CLASS_TRACKING(services::io::SinkTraits, boost::serialization::track_selectively)
+
+QZSERVICES_API_END

@@ -3,11 +3,14 @@
 // pop); uout and uerr fetch it anew at every call, so objects made before a
 // push follow the new top at once.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"
 
 #include <boost/scoped_ptr.hpp>
 #include <boost/thread/once.hpp>
 #include <fd/io/uostream.hpp>
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace io {
 
@@ -74,3 +77,5 @@ private:
 };
 
 }} // namespace services::io
+
+QZSERVICES_API_END

@@ -1,6 +1,9 @@
 // The six Boost archive classes that the event records are written to and read
 // from, declared so that classes can name their serializeExplicit overloads.
 #pragma once
+#include "qzservices/export.hpp"
+
+QZSERVICES_API_BEGIN
 
 namespace boost { namespace archive {
 class text_oarchive;
@@ -25,3 +28,5 @@ public:                                                                         
     void serialize(Archive& ar, unsigned int version) {                                       \
         serializeExplicit(ar, version);                                                       \
     }
+
+QZSERVICES_API_END

@@ -7,6 +7,9 @@
 // threads call through them; each call reads its pointer anew. The calling
 // functions add nothing: no null test, no lock.
 #pragma once
+#include "qzservices/export.hpp"
+
+QZSERVICES_API_BEGIN
 
 struct vxArray_tag;
 
@@ -103,3 +106,5 @@ enum XlateWindowEnum { XLATE_WINDOW_DEFAULT = 0 };  // which window shows it
 char const* svXlate(char const* text);
 char const* ioXlate(char const* text);
 char const* ioXlateContextWindow(char const* text, XlateContextEnum context, XlateWindowEnum window);
+
+QZSERVICES_API_END

@@ -7,8 +7,11 @@
 // interpreter's thread; its buffer is written by the thread that runs the
 // output proxy.
 #pragma once
+#include "qzservices/export.hpp"
 #include <cstdio>
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 struct vxArray_tag;
 
@@ -37,3 +40,5 @@ void nmFullDiaryFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_ta
 std::string svGetDisplayDate(long milliseconds);
 // Now, as a history stamp: "%%-- " date " --%%".
 std::string svHistoryDate();
+
+QZSERVICES_API_END

@@ -1,6 +1,9 @@
 // C-level entry points of the streams: flushing, and a registry of functions
 // that a host runs with ioFlushStreams (which flushes nothing by itself).
 #pragma once
+#include "qzservices/export.hpp"
+
+QZSERVICES_API_BEGIN
 
 extern "C" {
 
@@ -20,3 +23,5 @@ void ioUnregisterFlushStreamFcn(void (*fn)(long));
 void ioCmdTextOut(char* text, int length);
 
 } // extern "C"
+
+QZSERVICES_API_END

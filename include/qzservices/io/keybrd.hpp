@@ -3,7 +3,10 @@
 // process whose standard input is a terminal; with any other input the
 // functions pass characters through. Plain data, no locks: one input thread.
 #pragma once
+#include "qzservices/export.hpp"
 #include <termios.h>
+
+QZSERVICES_API_BEGIN
 
 // Key codes returned by ioGetCharNoEcho for whole sequences.
 enum ioKeyCode {
@@ -48,3 +51,5 @@ int ioGetCharNoEcho(bool useStdin, bool flag);
 void ioBackspace(int count);  // moves the cursor left `count` places
 void svHomeCursor();  // moves the cursor to the top left
 void svClearAlpha();  // clears the screen
+
+QZSERVICES_API_END

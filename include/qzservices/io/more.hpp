@@ -2,10 +2,13 @@
 // flag with which "q" ends a running display, and the built-in `more`.
 // Plain process-wide data: no locks, no atomics.
 #pragma once
+#include "qzservices/export.hpp"
 // flushRead and deleteCurrentLine, the key wait of the prompt, stand with the callback table.
 #include "qzservices/io/callbacks.hpp"
 
 #include <cstddef>
+
+QZSERVICES_API_BEGIN
 
 struct vxArray_tag;
 
@@ -40,3 +43,5 @@ int ioStopPrinting();  // stopPrinting() as 1 or 0
 
 // The built-in `more`: more on, more off, more(N), n = more.
 void ioFullMoreFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
+
+QZSERVICES_API_END

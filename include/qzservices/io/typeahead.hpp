@@ -3,7 +3,10 @@
 // The queue is a ring of 4096 characters, plain data without a lock: it is
 // used on the main thread only.
 #pragma once
+#include "qzservices/export.hpp"
 #include <cstddef>
+
+QZSERVICES_API_BEGIN
 
 // Adds at the back and then calls the post-add hook; false when full, and then
 // nothing changes and the hook is not called.
@@ -28,3 +31,5 @@ int ioGetChar(int arg, bool useStdin, bool flag);
 int isqzdigit(int c);  // '0' to '9'
 int isqzalnum(int c);  // digits and the letters A-Z, a-z
 int isqzspace(int c);  // tab, line feed, vertical tab, form feed, carriage return, blank
+
+QZSERVICES_API_END

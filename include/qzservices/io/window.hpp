@@ -2,7 +2,10 @@
 // mode, and the beep. Plain process-wide values without a lock: set on the
 // main thread by the front end, the terminal check or a user command.
 #pragma once
+#include "qzservices/export.hpp"
 #include <cstddef>
+
+QZSERVICES_API_BEGIN
 
 struct vxArray_tag;
 
@@ -34,3 +37,5 @@ void numWindowRowsFcn(int outCount, vxArray_tag** outArgs, int inCount, vxArray_
 // The real width, whatever eighty-column mode says, and whether that mode is on.
 size_t ioGetRealNumWindowColumns();
 bool ioGetUseEightyColumns();
+
+QZSERVICES_API_END

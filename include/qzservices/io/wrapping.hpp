@@ -8,8 +8,11 @@
 // deletes. Everything goes out through uvPrintf and uvPuts, that is CXOut.
 // Main thread only: the switches below are plain data.
 #pragma once
+#include "qzservices/export.hpp"
 #include <cstddef>
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 // The feature "WrapWarningsAndErrors" and the scope switch of the wrapping.
 class WrappingFeatureRegistration {
@@ -56,3 +59,5 @@ void ioStripHotLinks(char* text);
 // the rows per column. A zero `columns`, or null items with a count, raises
 // error number 15.
 size_t ioColumnPrint(char const* format, size_t count, char** items, size_t columns);
+
+QZSERVICES_API_END

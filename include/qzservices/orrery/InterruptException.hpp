@@ -1,7 +1,10 @@
 // The exception of a user interrupt: a ctrl-C, or "q" at the more prompt.
 #pragma once
+#include "qzservices/export.hpp"
 #include <exception>
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 namespace Orrery { namespace System {
 
@@ -25,3 +28,5 @@ private:
 };
 
 }} // namespace Orrery::System
+
+QZSERVICES_API_END

@@ -1,6 +1,9 @@
 // Who is waiting for the user's input. One process-wide value, 0 at load.
 #pragma once
+#include "qzservices/export.hpp"
 #include <cstdint>
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace prompt {
 
@@ -19,3 +22,5 @@ enum InputRequester : std::int32_t {
 };
 
 }} // namespace services::prompt
+
+QZSERVICES_API_END

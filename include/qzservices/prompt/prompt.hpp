@@ -2,6 +2,7 @@
 // requester (with a guard that sets it for a scope and may announce it), the
 // prompt text with its three states, and the keyboard-reading flag.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/io/archive_fwd.hpp"
 #include "qzservices/prompt/InputRequester.hpp"
 
@@ -10,6 +11,8 @@
 
 #include <cxutil/eventmgr/BaseEvent.hpp>
 #include <fd/util/scope_guard.hpp>
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace prompt {
 
@@ -98,3 +101,5 @@ public:
 
 bool svIsReadingKeyboardInput();  // whether the session is reading keys now
 bool svSetReadingKeyboardInput(bool reading);  // returns the previous value
+
+QZSERVICES_API_END

@@ -6,8 +6,11 @@
 // callback) and a recursive phase mutex held for a whole phase, so that an
 // object may unregister itself, or start a nested phase, from its own callback.
 #pragma once
+#include "qzservices/export.hpp"
 #include <cstddef>
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace state { class ShutdownRegistryImpl; } }
 
@@ -63,3 +66,5 @@ private:
     static ShutdownRegistry& instance();
     services::state::ShutdownRegistryImpl* impl_;
 };
+
+QZSERVICES_API_END

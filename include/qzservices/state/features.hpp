@@ -6,10 +6,13 @@
 // look-ups count without atomics, so counts may be lost under concurrency (by
 // design: nothing may wait on this table).
 #pragma once
+#include "qzservices/export.hpp"
 #include <cstdint>
 #include <exception>
 #include <map>
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 struct vxArray_tag;
 
@@ -74,6 +77,12 @@ svFeature* svFindFeatureEntry(char const* name);
 int svIsFeatureEnabled(char const* name);
 // Whether the name is in the table; the look-up counts as any other.
 bool svIsFeatureRegistered(char const* name);
+// Sets a feature by name as the command "feature NAME VALUE" does: stores the
+// value in the record and hands it to the one-argument callback, if the
+// feature has one (svSetFeatureValue("ThreadServiceRequest", 3) switches the
+// main-thread callbacks on). Returns false, changing nothing, when no feature
+// has that name. Main thread, like every writer of the table.
+bool svSetFeatureValue(char const* name, int value);
 
 // Built-ins for the command-language layer: the list of features as a
 // structure array (counting nothing), one feature's count (its own look-up
@@ -110,3 +119,5 @@ public:
 };
 
 } // namespace services
+
+QZSERVICES_API_END

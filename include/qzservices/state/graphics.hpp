@@ -8,9 +8,12 @@
 // running Java with the AWT. Both questions can be answered by functions a
 // host or a test installs. No locks: everything is set on the main thread.
 #pragma once
+#include "qzservices/export.hpp"
 #include <boost/function.hpp>
 
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 struct vxArray_tag;
 
@@ -154,3 +157,5 @@ void resetCallbacks();
 } // namespace VxeHooks
 
 }} // namespace services::Graphics
+
+QZSERVICES_API_END

@@ -3,9 +3,12 @@
 // turns out to be missing. The level cell and its tests are in
 // session_modes.hpp. Plain cells, used during start on the main thread.
 #pragma once
+#include "qzservices/export.hpp"
 #include "qzservices/state/session_modes.hpp"
 
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 // Compares `what`, ignoring case, with "JVM", "AWT", "Swing", "QZT" and
 // "Desktop" and answers the matching svJavaUse* test; false for anything else.
@@ -40,3 +43,5 @@ struct vxArray_tag;
 void useJava(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 // Registers "useJava" (value 1) once; called at load.
 int init_registerJavaSupportFeatures(int);
+
+QZSERVICES_API_END

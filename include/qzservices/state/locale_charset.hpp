@@ -5,6 +5,9 @@
 // The language is a plain static cell for the main thread. The character set
 // is per thread, kept by the character-set converter.
 #pragma once
+#include "qzservices/export.hpp"
+
+QZSERVICES_API_BEGIN
 
 struct vxArray_tag;
 
@@ -59,3 +62,5 @@ enum : unsigned int {
 // Each runs once, at load.
 int init_regLocaleFeatures(int);
 int init_regCharsetFeatures(int);
+
+QZSERVICES_API_END

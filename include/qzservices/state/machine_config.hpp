@@ -3,8 +3,11 @@
 // and open to additions, printed into diagnostics. Beside it, the host's
 // window-system query hooks.
 #pragma once
+#include "qzservices/export.hpp"
 #include <iosfwd>
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 namespace services {
 
@@ -45,3 +48,5 @@ struct vxArray_tag;
 void getwinsys(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 // Registers "getwinsys" (value 1) once; called at load.
 int init_regConfigFeatures(int);
+
+QZSERVICES_API_END

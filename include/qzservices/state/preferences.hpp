@@ -3,8 +3,11 @@
 // layer, as local text), the toolbox cache file names, and the user's work
 // folder. No lock: the file may be rewritten by another writer meanwhile.
 #pragma once
+#include "qzservices/export.hpp"
 #include <boost/any.hpp>
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 namespace cxutil { namespace contextmgr { struct CxrID; } }
 struct vxArray_tag;
@@ -54,3 +57,5 @@ void svGetPref_UserWorkFolder(char* rawValue, int rawSize, char* resolved, int r
                               cxutil::contextmgr::CxrID const& id);
 // The factory value of "UserPath": "$documents/CALYX" as UTF-16 text.
 void getDefaultUserFolder(boost::any& value);
+
+QZSERVICES_API_END

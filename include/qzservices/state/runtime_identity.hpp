@@ -3,8 +3,11 @@
 // interface. Static cells, filled on first use (an early call on the main
 // thread is expected to do that), no lock.
 #pragma once
+#include "qzservices/export.hpp"
 
 struct vxArray_tag;
+
+QZSERVICES_API_BEGIN
 
 // The platform table; this is a 64-bit Linux build, entry 1 of each.
 unsigned int svPlatformIndex(unsigned int ignored);  // always 1
@@ -64,6 +67,7 @@ int svGetInputRequester();
 
 #include <string>
 
+QZSERVICES_DETAIL_BEGIN
 namespace services { namespace state { namespace detail {
 // A build date "Feb 15 2031" in long form, "February 15, 2031"; a text that is
 // not three fields with a known month first stays as it is.
@@ -72,3 +76,6 @@ std::string longBuildDate(std::string const& date);
 // end until the one just cut is "bin" or no "/" is left.
 std::string rootFromBinDir(std::string directory);
 }}} // namespace services::state::detail
+QZSERVICES_DETAIL_END
+
+QZSERVICES_API_END

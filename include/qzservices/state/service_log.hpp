@@ -4,9 +4,12 @@
 // services::io::CXStream::logStreamPtr_, where the active output proxy writes.
 // No lock: callers keep these apart from the writing of output.
 #pragma once
+#include "qzservices/export.hpp"
 #include <boost/shared_ptr.hpp>
 #include <iosfwd>
 #include <string>
+
+QZSERVICES_API_BEGIN
 
 // Mode 2 (appended) with `append`, else 1 (truncated at open).
 void svLogToFile(std::string const& name, bool append);
@@ -23,3 +26,5 @@ void svSetLogStream(boost::shared_ptr<std::ostream> stream);
 boost::shared_ptr<std::ostream> svGetLogStream();  // null while there is no log
 // "stdout" in mode 3, "stderr" in mode 4, otherwise the recorded file name.
 std::string svGetLogFileName();
+
+QZSERVICES_API_END

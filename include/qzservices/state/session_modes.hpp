@@ -1,5 +1,8 @@
 // The mode the process runs in and its Java support level: plain cells, no lock.
 #pragma once
+#include "qzservices/export.hpp"
+
+QZSERVICES_API_BEGIN
 
 // 3 is standalone (the start value), 1 the ordinary interactive session.
 void svSetCXMode(int mode);
@@ -45,7 +48,11 @@ bool svJavaUseLevel(int level);
 void svSetJavaEnabled(bool on);
 bool svIsJavaEnabled();
 
+QZSERVICES_DETAIL_BEGIN
 namespace services { namespace state { namespace detail {
 // The one writer of the level, used by the command-line handling.
 void storeJavaSupportLevel(int level);
 }}} // namespace services::state::detail
+QZSERVICES_DETAIL_END
+
+QZSERVICES_API_END

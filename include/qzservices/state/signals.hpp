@@ -2,9 +2,12 @@
 // not install itself: the function that sets up the handlers, the handler
 // that sees a signal first, and the mode for fatal errors. Plain cells, no lock.
 #pragma once
+#include "qzservices/export.hpp"
 #include <boost/function.hpp>
 
 #include <signal.h>
+
+QZSERVICES_API_BEGIN
 
 struct vxArray_tag;
 
@@ -31,3 +34,5 @@ char const* svDumpCoreModeText(int mode);
 // The command-style gateway: sets the mode from one real scalar (truncated),
 // returns it as a double with one output, and prints it with none.
 void svLocal_setDumpCore(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
+
+QZSERVICES_API_END

@@ -6,6 +6,9 @@
 // goes through boost::call_once. A math-library callback runs with the mutex
 // held, so it must not call back into these functions.
 #pragma once
+#include "qzservices/export.hpp"
+
+QZSERVICES_API_BEGIN
 
 struct vxArray_tag;
 
@@ -52,3 +55,5 @@ void maxNumThreads(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag
 void numThreads(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 
 }} // namespace services::threading
+
+QZSERVICES_API_END

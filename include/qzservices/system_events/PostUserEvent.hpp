@@ -1,7 +1,10 @@
 // Posting to the front end: a user event through the host's posting function,
 // and the request to hide the splash screen through the event manager.
 #pragma once
+#include "qzservices/export.hpp"
 #include <cxutil/eventmgr/BaseEvent.hpp>
+
+QZSERVICES_API_BEGIN
 
 // Calls the posting function that the host installed with svSetWS_EventFcns
 // and returns its result; then signals the QZEvent, whatever that result was.
@@ -25,3 +28,5 @@ public:
 };
 
 }} // namespace services::ui
+
+QZSERVICES_API_END

@@ -9,10 +9,13 @@
 // it ends the hook. There is no re-entry guard: a pump called from inside a
 // hook starts and ends the hooks again for itself.
 #pragma once
+#include "qzservices/export.hpp"
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/move/unique_ptr.hpp>
 #include <boost/noncopyable.hpp>
 #include <boost/shared_ptr.hpp>
+
+QZSERVICES_API_BEGIN
 
 namespace boost {
 using movelib::unique_ptr;  // the owning pointer the registrations take
@@ -85,3 +88,5 @@ boost::shared_ptr<services::system_events::PpeCondition> getCondition();  // the
 boost::shared_ptr<void> addProcessPendingEventsUnitTestHook();
 
 } // namespace sysq
+
+QZSERVICES_API_END

@@ -3,9 +3,12 @@
 // this library) waits on `condition` with `mutex` held and clears `signalled`
 // itself.
 #pragma once
+#include "qzservices/export.hpp"
 #include <boost/shared_ptr.hpp>
 #include <boost/thread/condition_variable.hpp>
 #include <boost/thread/mutex.hpp>
+
+QZSERVICES_API_BEGIN
 
 namespace services {
 
@@ -28,3 +31,5 @@ public:
 // The one instance, made on the first call (from any thread). If making it
 // throws, the next call tries again.
 boost::shared_ptr<services::QZEvent> getUserEventQueueEvent();
+
+QZSERVICES_API_END

@@ -4,7 +4,10 @@
 // "WSPPEProfileClear", "WSPPEProfileEnable" and "WSPPEProfileReport" drive it.
 // Main-thread use only: the profiler has no lock.
 #pragma once
+#include "qzservices/export.hpp"
 #include <map>
+
+QZSERVICES_API_BEGIN
 
 namespace services { namespace system_events {
 
@@ -74,3 +77,5 @@ private:
 };
 
 }} // namespace services::system_events
+
+QZSERVICES_API_END

@@ -2,8 +2,11 @@
 // (commit) or repaint what was exposed (expose), and the single gate that
 // says whether an earlier update has finished. Main thread only: no lock.
 #pragma once
+#include "qzservices/export.hpp"
 #include <boost/function.hpp>
 #include <boost/shared_ptr.hpp>
+
+QZSERVICES_API_BEGIN
 
 enum svCommitDatabaseUpdatesType {  // the kinds of commit the hooks are told of
     svCommitDatabaseUpdatesType_0 = 0,  // an ordinary commit
@@ -46,3 +49,5 @@ namespace services { namespace system_events {
 // True with no gate; otherwise what the gate says.
 bool invokePreviousUpdatesCompleteFunction();
 }} // namespace services::system_events
+
+QZSERVICES_API_END

@@ -1,5 +1,5 @@
 #include "uv/uv.hpp"
-#include "qzservices/orrery/InterruptException.hpp"
+#include "uv/services_hooks.hpp"
 
 #include <atomic>
 #include <thread>
@@ -32,13 +32,24 @@ int uvInterruptMode::current() { return tInterruptMode; }
 
 extern "C" unsigned long long uvInterruptCheckCount(void) { return gInterruptChecks.load(); }
 
+namespace {
+// Throws the services library's interrupt exception for a pending interrupt.
+// The services library catches it, so with no services library loaded the
+// interrupt stays pending.
+void raisePendingInterrupt() {
+    uvServicesHooks const* hooks = uvGetServicesHooks();
+    if (hooks == nullptr) return;
+    if (gPending.exchange(0)) hooks->raiseInterrupt(true);  // a pending interrupt is a ctrl-C
+}
+} // namespace
+
 void uvLongjmpIfInterruptPending() {
     gInterruptChecks.fetch_add(1, std::memory_order_relaxed);
     if (!gEnabled.load() || tInterruptMode == 0) return;
-    if (gPending.exchange(0)) throw Orrery::System::InterruptException(true);  // a pending interrupt is a ctrl-C
+    raisePendingInterrupt();
 }
 
 void uvInterruptState::ThrowIfInterruptPending() {
     if (!gEnabled.load()) return;
-    if (gPending.exchange(0)) throw Orrery::System::InterruptException(true);
+    raisePendingInterrupt();
 }

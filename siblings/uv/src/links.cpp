@@ -1,5 +1,5 @@
 #include "uv/uv.hpp"
-#include "qzservices/io/CXStream.hpp"
+#include "uv/services_hooks.hpp"
 
 #include <atomic>
 
@@ -14,7 +14,11 @@ bool uvGetHotLinks(void) { return gHotLinks; }
 void uvSetHotLinks(bool on) { gHotLinks = on; }
 bool uvGetDocLinks(void) { return gDocLinks; }
 void uvSetDocLinks(bool on) { gDocLinks = on; }
-bool uvPrintfIsHot(void) { return gHotLinks && services::io::CXStream::CXOut.supportsHotlinks(); }
+bool uvPrintfIsHot(void) {
+    if (!gHotLinks) return false;
+    uvServicesHooks const* hooks = uvGetServicesHooks();
+    return hooks != nullptr && hooks->outputSupportsHotlinks();
+}
 int uvGetFormatType(void) { return gFormatType.load(); }
 void uvSetFormatType(int type) { gFormatType.store(type == 1 ? 1 : 0); }
 } // extern "C"

@@ -1,5 +1,5 @@
 #include "uv/uv.hpp"
-#include "qzservices/io/CXStream.hpp"
+#include "uv/services_hooks.hpp"
 
 #include <cstdarg>
 #include <cstdio>
@@ -8,17 +8,13 @@
 
 namespace {
 
-// Writes through the stream's buffer rather than the stream: an exception of
-// the buffer (the quit key of the more prompt) then reaches the caller instead
-// of being turned into the stream's badbit. Before the first push the stream
-// has no buffer and the text is dropped, as the stream itself would.
-void writeTo(services::io::CXStream& stream, char const* text, size_t length) {
-    if (std::streambuf* buffer = stream.rdbuf()) buffer->sputn(text, static_cast<std::streamsize>(length));
+// Stream 0 is the services library's CXOut, 1 its CXErr; without the services
+// library loaded the text is dropped.
+void writeTo(int stream, char const* text, size_t length) {
+    if (uvServicesHooks const* hooks = uvGetServicesHooks()) hooks->write(stream, text, length);
 }
 
-services::io::CXStream& streamFor(int stream) {
-    return stream == 1 ? services::io::CXStream::CXErr : services::io::CXStream::CXOut;
-}
+int streamFor(int stream) { return stream == 1 ? 1 : 0; }
 
 } // namespace
 
@@ -31,7 +27,7 @@ extern "C" int uvPrintf(char const* format, ...) {
     va_end(args);
     if (n < 0) return n;
     if (static_cast<size_t>(n) < sizeof small) {
-        writeTo(services::io::CXStream::CXOut, small, static_cast<size_t>(n));
+        writeTo(0, small, static_cast<size_t>(n));
         return n;
     }
     // Longer than the stack buffer: format again into one of the right size.
@@ -39,14 +35,14 @@ extern "C" int uvPrintf(char const* format, ...) {
     va_start(args, format);
     std::vsnprintf(big.data(), big.size(), format, args);
     va_end(args);
-    writeTo(services::io::CXStream::CXOut, big.data(), static_cast<size_t>(n));
+    writeTo(0, big.data(), static_cast<size_t>(n));
     return n;
 }
 
 extern "C" int uvPuts(char const* text) {
     if (text == nullptr) return -1;
     size_t n = std::strlen(text);
-    writeTo(services::io::CXStream::CXOut, text, n);
+    writeTo(0, text, n);
     return static_cast<int>(n);
 }
 

@@ -2,6 +2,10 @@
 #include <boost/make_shared.hpp>
 #include <cstdio>
 
+#ifdef QZ_EXPECT_CXX20
+static_assert(__cplusplus >= 202002L, "the package's flags lowered the consumer's C++ standard");
+#endif
+
 int main() {
     auto sink = boost::make_shared<services::io::CXStringSink>();
     services::io::CXStream::CXOut.push(sink);

@@ -1,7 +1,10 @@
 // Message classes of the CALYX:: catalogue used by the services library and its
 // stand-ins. Each is a Message whose identifier names the catalogue entry.
 #pragma once
+#include "msg/msg_export.hpp"
 #include "msg/message.hpp"
+
+MSG_API_BEGIN
 
 #define QZ_MSG_CLASS0(ns_id, Name)                                                        \
     struct Name : ::msg_core::Message {                                                   \
@@ -101,3 +104,5 @@ struct key_ReadOnlyFeature : ::msg_core::Message {
     explicit key_ReadOnlyFeature(std::string const& name) : Message("CALYX:pg:ReadOnlyFeature", {name}) {}
 };
 }} // namespace component_CALYX::catalog_pg
+
+MSG_API_END

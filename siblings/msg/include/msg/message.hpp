@@ -1,8 +1,11 @@
 // The message catalogue: identifiers such as "CALYX:services:filenameTooLong"
 // with an English text whose holes {1}, {2}, ... take the message's arguments.
 #pragma once
+#include "msg/msg_export.hpp"
 #include <string>
 #include <vector>
+
+MSG_API_BEGIN
 
 namespace msg_core {
 
@@ -28,3 +31,5 @@ char const* lookupTemplate(std::string const& identifier);
 std::string expand(std::string const& pattern, std::vector<std::string> const& arguments);
 
 } // namespace msg_core
+
+MSG_API_END

@@ -2,6 +2,9 @@
 // bell. No X library is linked: the display named by DISPLAY counts as
 // available when its server's socket is there to connect to.
 #pragma once
+#include "nd/nd_export.hpp"
+
+ND_API_BEGIN
 
 namespace nd { namespace display {
 
@@ -17,3 +20,5 @@ void beep();
 unsigned long beepCount();
 
 }} // namespace nd::display
+
+ND_API_END

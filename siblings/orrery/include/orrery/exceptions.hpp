@@ -1,7 +1,10 @@
 // Exceptions of the runtime core that the services library raises or catches.
 #pragma once
+#include "orrery/orrery_export.hpp"
 #include <exception>
 #include <string>
+
+ORRERY_API_BEGIN
 
 namespace Orrery { namespace System {
 
@@ -19,3 +22,5 @@ private:
 };
 
 }} // namespace Orrery::System
+
+ORRERY_API_END

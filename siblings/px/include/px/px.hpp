@@ -8,9 +8,12 @@
 // PX_MAX_PATH - 1 characters and always terminates. No function here locks:
 // paths belong to the interpreter's thread.
 #pragma once
+#include "px/px_export.hpp"
 #include <cstddef>
 #include <string>
 #include <vector>
+
+PX_API_BEGIN
 
 enum { PX_MAX_PATH = 4353 };
 
@@ -123,3 +126,5 @@ std::vector<std::string> pxGetWarnings(pxPath path);
 bool pxFindFile(pxPath path, char const* name, char* out);
 // The modification time of a file, through the path's I/O function.
 long pxModificationTime(pxPath path, char const* file);
+
+PX_API_END

@@ -3,6 +3,9 @@
 // never the platform's libm, so a display computed from them is the same
 // everywhere.
 #pragma once
+#include "qfl/qfl_export.hpp"
+
+QFL_API_BEGIN
 
 namespace qfl_scalar { namespace detail {
 
@@ -26,3 +29,5 @@ double qflFdlibm_log10(double x);
 double qflFdlibm_pow(double x, double y);
 
 }} // namespace qfl_scalar::detail
+
+QFL_API_END

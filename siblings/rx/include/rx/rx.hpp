@@ -7,12 +7,15 @@
 //
 // Compiled trees are immutable: one may be matched from several threads.
 #pragma once
+#include "rx/rx_export.hpp"
 #include <cstddef>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
+
+RX_API_BEGIN
 
 typedef std::basic_string<unsigned short> RX_UString;
 
@@ -181,3 +184,5 @@ private:
     };
     std::vector<Piece> pieces_;
 };
+
+RX_API_END

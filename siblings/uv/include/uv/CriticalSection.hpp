@@ -1,7 +1,10 @@
 // The utility layer's older lock. It is recursive: the thread that holds it
 // may acquire it again, and must release it as often as it acquired it.
 #pragma once
+#include "uv/uv_export.hpp"
 #include <mutex>
+
+UV_API_BEGIN
 
 namespace Orrery { namespace System {
 
@@ -36,3 +39,5 @@ private:
 };
 
 }} // namespace Orrery::System
+
+UV_API_END

@@ -1,5 +1,8 @@
 // The processor count of the machine, for the computational thread pool.
 #pragma once
+#include "uv/uv_export.hpp"
+
+UV_API_BEGIN
 
 extern "C" {
 
@@ -7,3 +10,5 @@ extern "C" {
 unsigned long uvGetNumAllCores(void);
 
 } // extern "C"
+
+UV_API_END

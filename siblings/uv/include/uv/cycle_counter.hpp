@@ -3,8 +3,11 @@
 // "CALYX_CYCLE_COUNTERS" is set when it is made, or it is switched on; timing
 // costs nothing while it is off. Counters are made once and never freed.
 #pragma once
+#include "uv/uv_export.hpp"
 #include <string>
 #include <vector>
+
+UV_API_BEGIN
 
 class uvCpuCycleCounter {
 public:
@@ -45,3 +48,5 @@ private:
     int bin_;
     unsigned long long start_;
 };
+
+UV_API_END

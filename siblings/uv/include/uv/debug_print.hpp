@@ -1,6 +1,9 @@
 // The debug print of the multithreading code.
 #pragma once
+#include "uv/uv_export.hpp"
 #include <string>
+
+UV_API_BEGIN
 
 extern "C" {
 
@@ -15,3 +18,5 @@ void dbg_multiThreaded_setEnabled(int enabled);
 
 // The text of the most recent dbg_multiThreaded_utprintf call in this process.
 std::string dbg_multiThreaded_lastText();
+
+UV_API_END

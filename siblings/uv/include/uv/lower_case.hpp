@@ -1,5 +1,8 @@
 // Case folding of byte strings in the "C" locale's rules.
 #pragma once
+#include "uv/uv_export.hpp"
+
+UV_API_BEGIN
 
 extern "C" {
 
@@ -8,3 +11,5 @@ extern "C" {
 char* uvLowerCase(char* text);
 
 } // extern "C"
+
+UV_API_END

@@ -1,7 +1,10 @@
 // Facts about the machine and small helpers of the utility layer: printable
 // descriptions of the system and the processor, a string hash, line input.
 #pragma once
+#include "uv/uv_export.hpp"
 #include <cstdio>
+
+UV_API_BEGIN
 
 extern "C" {
 
@@ -21,3 +24,5 @@ unsigned int uv_hash_string(unsigned int seed, char const* text);
 char* uvFgets(char* buffer, int size, FILE* stream);
 
 } // extern "C"
+
+UV_API_END

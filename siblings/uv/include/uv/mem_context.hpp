@@ -3,7 +3,10 @@
 // context is destroyed. A null context is the plain heap: such buffers are
 // released with uvFree.
 #pragma once
+#include "uv/uv_export.hpp"
 #include <cstddef>
+
+UV_API_BEGIN
 
 struct _memory_context;
 
@@ -17,3 +20,5 @@ void uv_mem_free(_memory_context* context, void* p);
 // The number of buffers and bytes the context holds now.
 size_t uv_mem_context_blocks(_memory_context const* context);
 size_t uv_mem_context_bytes(_memory_context const* context);
+
+UV_API_END

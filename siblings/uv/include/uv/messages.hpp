@@ -6,7 +6,10 @@
 // low 16 bits. Tables are not copied: they must outlive the process's use of
 // them (static data). Registration and look-up are safe from any thread.
 #pragma once
+#include "uv/uv_export.hpp"
 #include <cstddef>
+
+UV_API_BEGIN
 
 extern "C" {
 
@@ -52,3 +55,5 @@ char const* uvGetMessageText(unsigned int code);
 char const* uvGetMessageName(unsigned int code);
 
 } // extern "C"
+
+UV_API_END

@@ -1,6 +1,9 @@
 // Shared-module services of the utility layer over the dynamic loader: which
 // module holds an address, and opening a module to look symbols up in it.
 #pragma once
+#include "uv/uv_export.hpp"
+
+UV_API_BEGIN
 
 extern "C" {
 
@@ -22,3 +25,5 @@ int uvUnloadLibrary(void* library);
 void uvFixAutoMountPrefix(char* path);
 
 } // extern "C"
+
+UV_API_END

@@ -1,5 +1,8 @@
 // Glob matching of file names, over fnmatch.
 #pragma once
+#include "uv/uv_export.hpp"
+
+UV_API_BEGIN
 
 extern "C" {
 // True when `text` matches the shell pattern `pattern` ("*", "?", "[...]").
@@ -7,3 +10,5 @@ extern "C" {
 // does not cross a "/", as in a shell's file-name expansion. Null never matches.
 bool uvPatternMatch(char const* pattern, char const* text, int fileNames);
 }
+
+UV_API_END

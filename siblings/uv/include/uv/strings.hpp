@@ -1,6 +1,9 @@
 // The utility layer's string and byte helpers, for the older C-style units.
 #pragma once
+#include "uv/uv_export.hpp"
 #include <cstddef>
+
+UV_API_BEGIN
 
 extern "C" {
 // strcpy, strncpy and strlen that accept null: a null source copies nothing
@@ -11,3 +14,5 @@ size_t uvStrlen(char const* s);
 // Reverses the four bytes at p in place (a 32-bit byte-order swap).
 void uvFlipFourBytes(void* p);
 }
+
+UV_API_END

@@ -1,7 +1,10 @@
 // 16-bit text helpers of the utility layer: conversion from the native
 // encoding, length and search, and the units at which a line may break.
 #pragma once
+#include "uv/uv_export.hpp"
 #include <cstddef>
+
+UV_API_BEGIN
 
 // The native text as NUL-terminated UTF-16 units, allocated with uvMalloc
 // (release with uvFree); null for a null text or when memory runs out.
@@ -24,3 +27,5 @@ inline bool qzu_isbreakablespace(unsigned short c) {
     if (c <= 0x20) return c == ' ' || (c >= '\t' && c <= '\r');
     return c >= 0x1680 && qzu_isbreakablespace_above(c);
 }
+
+UV_API_END

@@ -1,8 +1,11 @@
 // The utility layer: text output into the command window's streams, memory,
 // and the interrupt state.
 #pragma once
+#include "uv/uv_export.hpp"
 #include <cstddef>
 #include <string>
+
+UV_API_BEGIN
 
 extern "C" {
 
@@ -98,3 +101,5 @@ std::string utf16_to_lcp(unsigned short const* units, size_t count);
 // mode is 1): clears the pending
 // flag and throws Orrery::System::InterruptException. Otherwise returns.
 void uvLongjmpIfInterruptPending();
+
+UV_API_END

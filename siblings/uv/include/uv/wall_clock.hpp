@@ -1,5 +1,8 @@
 // The present local time, broken down, as the utility layer reports it.
 #pragma once
+#include "uv/uv_export.hpp"
+
+UV_API_BEGIN
 
 struct uvWallClockTime {
     int year;    // e.g. 2026
@@ -11,3 +14,5 @@ struct uvWallClockTime {
 };
 
 uvWallClockTime uvWallClock();
+
+UV_API_END

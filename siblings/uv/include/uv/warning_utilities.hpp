@@ -2,6 +2,9 @@
 // for the command window. The services library registers its answer at load;
 // until then the answer is no.
 #pragma once
+#include "uv/uv_export.hpp"
+
+UV_API_BEGIN
 
 class uvWarningUtilities {
 public:
@@ -10,3 +13,5 @@ public:
     static void registerNeedsFormattingForDisplay(NeedsFormattingFcn fcn);
     static bool needsFormattingForDisplay();
 };
+
+UV_API_END

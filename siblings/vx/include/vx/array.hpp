@@ -3,10 +3,13 @@
 // Arrays made by the vxCreate* functions belong to the caller, who frees them
 // with vxDestroyArray. Not thread-safe: an array has one user at a time.
 #pragma once
+#include "vx/vx_export.hpp"
 #include <cstddef>
 #include <string>
 #include <utility>
 #include <vector>
+
+VX_API_BEGIN
 
 // One UTF-16 code unit of a character array.
 typedef unsigned short vxChar;
@@ -285,3 +288,5 @@ namespace vxm { namespace detail {
 // other class. The pointer lives as long as the array.
 std::pair<vxChar const*, size_t> get_vxchar_ptr_and_len(vxArray const* array);
 }} // namespace vxm::detail
+
+VX_API_END

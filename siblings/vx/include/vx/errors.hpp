@@ -1,10 +1,13 @@
 // Errors and warnings of the array library. An error "does not return": it is
 // thrown as vx::Error, which carries the identifier and the English text.
 #pragma once
+#include "vx/vx_export.hpp"
 #include "msg/message.hpp"
 
 #include <stdexcept>
 #include <string>
+
+VX_API_BEGIN
 
 namespace vx {
 
@@ -41,3 +44,5 @@ namespace vxm { namespace detail {
 [[noreturn]] void error_maxrhs();  // too many inputs given
 [[noreturn]] void error_minrhs();  // too few inputs given
 }} // namespace vxm::detail
+
+VX_API_END

@@ -1,6 +1,9 @@
 // The identity of a settings context: each context has its own settings tree.
 // 0 is the process's own context.
 #pragma once
+#include "cxutil/cxutil_export.hpp"
+
+CXUTIL_API_BEGIN
 
 namespace cxutil { namespace contextmgr {
 
@@ -12,3 +15,5 @@ struct CxrID {
 };
 
 }} // namespace cxutil::contextmgr
+
+CXUTIL_API_END

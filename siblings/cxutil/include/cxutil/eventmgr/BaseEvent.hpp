@@ -1,6 +1,7 @@
 // The root of all events. An event carries the list of type names it answers
 // to, most general first; the manager delivers it to the subscribers of each.
 #pragma once
+#include "cxutil/cxutil_export.hpp"
 #include <boost/serialization/access.hpp>
 #include <boost/serialization/export.hpp>
 #include <boost/serialization/nvp.hpp>
@@ -10,6 +11,8 @@
 #include <string>
 #include <typeinfo>
 #include <vector>
+
+CXUTIL_API_BEGIN
 
 namespace cxutil { namespace eventmgr {
 
@@ -61,3 +64,5 @@ private:
 }} // namespace cxutil::eventmgr
 
 BOOST_CLASS_EXPORT_KEY2(cxutil::eventmgr::BaseEvent, "cxutil::eventmgr::BaseEvent")
+
+CXUTIL_API_END

@@ -1,5 +1,8 @@
 #pragma once
+#include "cxutil/cxutil_export.hpp"
 #include "cxutil/eventmgr/BaseEvent.hpp"
+
+CXUTIL_API_BEGIN
 
 namespace cxutil { namespace eventmgr {
 
@@ -12,3 +15,5 @@ public:
 };
 
 }} // namespace cxutil::eventmgr
+
+CXUTIL_API_END

@@ -2,6 +2,7 @@
 // publishing thread; handlers run without any lock of the manager held, so a
 // handler may subscribe, disconnect (itself included) or publish again.
 #pragma once
+#include "cxutil/cxutil_export.hpp"
 #include "cxutil/eventmgr/BaseEvent.hpp"
 
 #include <boost/function.hpp>
@@ -11,6 +12,8 @@
 #include <memory>
 #include <mutex>
 #include <string>
+
+CXUTIL_API_BEGIN
 
 namespace cxutil { namespace eventmgr {
 
@@ -114,3 +117,5 @@ private:
 };
 
 }} // namespace cxutil::eventmgr
+
+CXUTIL_API_END

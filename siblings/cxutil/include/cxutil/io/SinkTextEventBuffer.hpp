@@ -2,11 +2,14 @@
 // records, so that listeners (a desktop, a test) see the command window's text.
 // No put area: each write is one event. Nothing is built while nobody listens.
 #pragma once
+#include "cxutil/cxutil_export.hpp"
 #include "cxutil/eventmgr/BaseEvent.hpp"
 #include "cxutil/io/StreamTypeEnum.hpp"
 
 #include <streambuf>
 #include <string>
+
+CXUTIL_API_BEGIN
 
 namespace cxutil { namespace io {
 
@@ -37,3 +40,5 @@ private:
 };
 
 }} // namespace cxutil::io
+
+CXUTIL_API_END

@@ -1,4 +1,7 @@
 #pragma once
+#include "cxutil/cxutil_export.hpp"
+
+CXUTIL_API_BEGIN
 
 namespace cxutil { namespace io {
 
@@ -6,3 +9,5 @@ namespace cxutil { namespace io {
 enum StreamTypeEnum { OUTPUT_STREAM = 0, ERROR_STREAM = 1 };
 
 }} // namespace cxutil::io
+
+CXUTIL_API_END

@@ -6,6 +6,7 @@
 //
 // Thread-safe: each context's tree has its own mutex.
 #pragma once
+#include "cxutil/cxutil_export.hpp"
 #include "cxutil/contextmgr/CxrID.hpp"
 #include "cxutil/settings/directories.hpp"
 
@@ -13,6 +14,8 @@
 #include <boost/shared_ptr.hpp>
 #include <stdexcept>
 #include <string>
+
+CXUTIL_API_BEGIN
 
 namespace cxutil { namespace settings {
 
@@ -63,3 +66,5 @@ private:
 };
 
 }} // namespace cxutil::settings
+
+CXUTIL_API_END

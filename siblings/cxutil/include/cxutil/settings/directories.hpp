@@ -4,7 +4,10 @@
 // when XDG_CONFIG_HOME is set and not empty, and ~/.calyx/R2031b. Paths are
 // UTF-16 texts; an empty text means "none".
 #pragma once
+#include "cxutil/cxutil_export.hpp"
 #include <string>
+
+CXUTIL_API_BEGIN
 
 namespace cxutil { namespace settings {
 
@@ -42,3 +45,5 @@ std::string StripFinalPathNameSep(std::string path);
 ustring StripFinalPathNameSep(ustring path);
 
 }} // namespace cxutil::settings
+
+CXUTIL_API_END

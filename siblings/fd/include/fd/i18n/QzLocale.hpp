@@ -4,11 +4,14 @@
 // then the category's own variable, then LANG, then "C"); a locale that is not
 // installed falls back to "C" with a warning. Read-only once built.
 #pragma once
+#include "fd/fd_export.hpp"
 #include <boost/variant.hpp>
 
 #include <functional>
 #include <string>
 #include <vector>
+
+FD_API_BEGIN
 
 namespace fd { namespace i18n {
 
@@ -61,3 +64,5 @@ public:
 };
 
 }} // namespace fd::i18n
+
+FD_API_END

@@ -1,8 +1,11 @@
 // A stateful UTF-16 to native converter that works into a caller's buffer, for
 // code that streams text through a fixed buffer (log and diary copies).
 #pragma once
+#include "fd/fd_export.hpp"
 #include <memory>
 #include <string>
+
+FD_API_BEGIN
 
 namespace fd { namespace i18n {
 
@@ -28,3 +31,5 @@ private:
 };
 
 }} // namespace fd::i18n
+
+FD_API_END

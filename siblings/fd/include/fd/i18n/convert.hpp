@@ -2,7 +2,10 @@
 // The native encoding is the code set of the current C locale; plain ASCII is
 // widened to UTF-8 so that no character is lost when the locale is "C".
 #pragma once
+#include "fd/fd_export.hpp"
 #include <string>
+
+FD_API_BEGIN
 
 namespace fd { namespace i18n {
 
@@ -24,3 +27,5 @@ std::string to_string(ustring const& text, std::string const& encoding);
 ustring to_ustring(std::string const& text, std::string const& encoding);
 
 }} // namespace fd::i18n
+
+FD_API_END

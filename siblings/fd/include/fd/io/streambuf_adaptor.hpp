@@ -3,9 +3,12 @@
 // within the call, except an incomplete multi-byte sequence or an unpaired
 // high surrogate, which waits for the rest of its character. sync() is passed on.
 #pragma once
+#include "fd/fd_export.hpp"
 #include <boost/shared_ptr.hpp>
 #include <streambuf>
 #include <string>
+
+FD_API_BEGIN
 
 namespace fd { namespace io {
 
@@ -20,3 +23,5 @@ boost::shared_ptr<ustreambuf>
 make_ustreambuf_adaptor(boost::shared_ptr<std::streambuf> const& target, std::string const& encoding);
 
 }} // namespace fd::io
+
+FD_API_END

@@ -3,8 +3,11 @@
 // so inserters that would widen (narrow literals, std::endl, padding) are given
 // here as plain overloads that never consult the locale.
 #pragma once
+#include "fd/fd_export.hpp"
 #include <ostream>
 #include <string>
+
+FD_API_BEGIN
 
 namespace fd { namespace io {
 
@@ -26,3 +29,5 @@ uostream& uendl(uostream& os);
 inline uostream& operator<<(uostream& os, uostream& (*manip)(uostream&)) { return manip(os); }
 
 }} // namespace fd::io
+
+FD_API_END

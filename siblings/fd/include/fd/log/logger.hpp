@@ -5,8 +5,11 @@
 // An observer set in the process (a test, or a host that keeps its own log)
 // receives every record up to its own threshold, whatever the environment says.
 #pragma once
+#include "fd/fd_export.hpp"
 #include <functional>
 #include <string>
+
+FD_API_BEGIN
 
 namespace fd { namespace log {
 
@@ -52,3 +55,5 @@ private:
 };
 
 }} // namespace fd::log
+
+FD_API_END

@@ -3,6 +3,7 @@
 // aligned heap with its alignment. Registration happens at load; reads are
 // safe from any thread.
 #pragma once
+#include "fd/fd_export.hpp"
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -10,6 +11,8 @@
 #include <new>
 #include <string>
 #include <vector>
+
+FD_API_BEGIN
 
 namespace fd { namespace mem {
 
@@ -63,3 +66,5 @@ private:
 };
 
 }} // namespace fd::mem
+
+FD_API_END

@@ -1,8 +1,11 @@
 // Runs a call when the scope ends, unless dismissed. The call's exceptions are
 // swallowed in the destructor, since destructors must not throw.
 #pragma once
+#include "fd/fd_export.hpp"
 #include <boost/function.hpp>
 #include <utility>
+
+FD_API_BEGIN
 
 namespace fd { namespace util {
 
@@ -29,3 +32,5 @@ private:
 };
 
 }} // namespace fd::util
+
+FD_API_END

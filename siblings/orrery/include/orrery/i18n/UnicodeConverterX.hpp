@@ -3,9 +3,12 @@
 // Each thread has a stack of default names; its top (or, when empty, the
 // process's native encoding) names the thread's default converter.
 #pragma once
+#include "orrery/orrery_export.hpp"
 #include <exception>
 #include <memory>
 #include <string>
+
+ORRERY_API_BEGIN
 
 struct UConverter;
 
@@ -67,3 +70,5 @@ private:
 };
 
 }} // namespace Orrery::I18N
+
+ORRERY_API_END
