@@ -19,8 +19,10 @@ char* svGetPref(char const* key);
 // Rewrites the integer value of the first place where `key`'s text occurs in
 // the file as "I" and its digits, padded with zeros to the old value's
 // length. Nothing happens when the text is not in the file or the file cannot
-// be opened. The file is replaced whole (a new file renamed over it), so a
-// reader or a crash sees either the old or the new content.
+// be opened. The file is replaced whole (a new file beside it renamed over
+// it), so a reader or a crash sees either the old or the new content; a
+// symbolic link is followed and stays a link, and the permission bits are
+// kept. Where no file can be made beside it, the value is rewritten in place.
 void svSetPref(char const* key, int value);
 // 0 cache off (always in standalone mode), 1 on, 2 on with diagnostics.
 int svGetCachePreference();
