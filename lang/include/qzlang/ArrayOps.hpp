@@ -4,17 +4,13 @@
 // arrays owned by the caller; inputs are never changed. Failures raise
 // through vxErrMsgId under "qzconsole:*" identifiers.
 #pragma once
+#include <qzlang/kernels/Kernels.hpp>
 #include <vx/array.hpp>
 
 #include <memory>
 #include <vector>
 
 namespace qzlang {
-
-struct ArrayDeleter {
-    void operator()(vxArray* a) const { vxDestroyArray(a); }
-};
-typedef std::unique_ptr<vxArray, ArrayDeleter> ArrayPtr;
 
 // The most elements one result may hold; a larger request is an error, not
 // an attempt to allocate.

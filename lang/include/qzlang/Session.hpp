@@ -1,10 +1,14 @@
 // A session of the statement language: its variables, its command table, and
-// the evaluation of statement text. Results are shown through the services
-// library's array display (ioPrintArray), so they take the whole output road
-// of the host: sinks, paging, diary.
+// the evaluation of statement text. Text is parsed once into a resolved tree
+// and run by the evaluator; results are shown through the services library's
+// array display (ioPrintArray), so they take the whole output road of the
+// host: sinks, paging, diary. One session runs on one thread (the host's
+// interpreter thread).
 #pragma once
 #include "qzlang/ArrayOps.hpp"
 #include "qzlang/Parser.hpp"
+
+#include <memory>
 
 #include <functional>
 #include <map>
@@ -50,6 +54,12 @@ public:
     // command asked to leave; the statements after it are not run.
     CommandResult execute(std::string const& text);
 
+    // False while `text` is an unfinished statement: an open bracket, a
+    // continuation "..." on its last line, or a block (if, for, while,
+    // switch, try) without its "end". A host reads more lines, with a
+    // continuation prompt, until it is complete.
+    static bool isComplete(std::string const& text);
+
     CommandTable& commands() { return commands_; }
     ParseLimits& limits() { return limits_; }
 
@@ -58,15 +68,19 @@ public:
     void assign(std::string const& name, ArrayPtr value);
     void clear(std::string const& name);
     void clearAll();
-    std::vector<std::string> names() const;
+    std::vector<std::string> names() const;  // sorted
+    // Every variable with its value (still owned by the session), by name.
+    std::vector<std::pair<std::string, vxArray const*>> variables() const;
 
     // The next number of the session's generator, uniform in (0, 1). The
     // generator starts from the same seed in every session, so that output is
     // repeatable.
     double nextRandom();
 
-private:
     struct Impl;
+    Impl& impl() { return *impl_; }
+
+private:
     std::unique_ptr<Impl> impl_;
     CommandTable commands_;
     ParseLimits limits_;
