@@ -61,12 +61,14 @@ bool Lexer::atBlockCommentLine(char const* marker) const {
 void Lexer::skipBlockComment() {
     int depth = 0;
     while (pos_ < text_.size()) {
+        while (pos_ < text_.size() && (text_[pos_] == ' ' || text_[pos_] == '\t')) ++pos_;
         if (atBlockCommentLine("%{")) ++depth;
         else if (atBlockCommentLine("%}")) --depth;
         while (pos_ < text_.size() && text_[pos_] != '\n') ++pos_;
         if (depth == 0) return;  // the newline after "%}" ends the statement before it
         if (pos_ < text_.size()) ++pos_, ++line_;
     }
+    openComment_ = true;
 }
 
 bool Lexer::skipBlanksAndComments(bool& sawBlank) {
@@ -111,7 +113,9 @@ Token Lexer::next() {
     size_t const start = pos_;
     char const c = text_[pos_];
     char const n1 = pos_ + 1 < text_.size() ? text_[pos_ + 1] : '\0';
-    bool const afterValue = endsValue(last_) && !(t.inMatrix && blank);
+    // A quote after a blank opens a text inside brackets and after a keyword
+    // ("case 'a'"); elsewhere it transposes the value before it.
+    bool const afterValue = endsValue(last_) && !(blank && (t.inMatrix || lastWasKeyword_));
     try {
         if (isDigit(c) || (c == '.' && isDigit(n1))) {
             size_t j = pos_;
@@ -238,6 +242,9 @@ Token Lexer::next() {
     }
     t.end = pos_;
     last_ = t.kind;
+    lastWasKeyword_ = t.kind == Tok::Ident &&
+                      (t.text == "case" || t.text == "switch" || t.text == "if" || t.text == "elseif" ||
+                       t.text == "while" || t.text == "otherwise" || t.text == "return" || t.text == "else");
     return t;
 }
 
@@ -281,6 +288,7 @@ int scanOpen(std::string const& text, int& blocks, bool& continued) {
                                                                    t.text == "otherwise")));
         prev = t.kind;
     }
+    if (lexer.inOpenComment()) return depth + 1;
     // A continuation on the last line leaves the text ending right after "...".
     size_t end = text.find_last_not_of(" \t\r");
     continued = false;

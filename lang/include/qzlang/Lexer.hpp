@@ -39,6 +39,8 @@ public:
     void seek(size_t offset, int line);
     std::string const& text() const { return text_; }
     int lineAt(size_t offset) const;
+    // True when the text ended inside a %{ ... %} block comment.
+    bool inOpenComment() const { return openComment_; }
 
 private:
     bool skipBlanksAndComments(bool& sawBlank);
@@ -50,6 +52,8 @@ private:
     int line_ = 1;
     std::vector<char> brackets_;
     Tok last_ = Tok::Newline;
+    bool lastWasKeyword_ = false;
+    bool openComment_ = false;
 };
 
 // Every token of `text`, ending with one End token; a Bad token carries the
