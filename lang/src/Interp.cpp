@@ -43,6 +43,11 @@ bool isText(vxArray const* a) {
            vxGetNumberOfDimensions(a) == 2;
 }
 
+char const* classNameOf(Value const& v) {
+    if (v.isArr()) return vxGetClassName(v.array());
+    return v.isBool() ? "logical" : "double";
+}
+
 Value emptyValue() { return Value::box(vxCreateDoubleMatrix(0, 0, vxREAL)); }
 
 bool validFieldName(std::string const& n) {
@@ -101,6 +106,7 @@ Flow Interp::exec(Block const& block) {
         frames_.back().line = s->line;
         Flow const f = execStmt(*s);
         if (f != Flow::Normal) return f;
+        if (exitRequested) return Flow::Return;
     }
     return Flow::Normal;
 }
@@ -441,7 +447,7 @@ void Interp::assignPath(Value& holder, std::vector<Step> const& steps, size_t at
         if (!holder.isSet() || isEmpty0x0Double(holder)) holder = Value::box(vxCreateStructMatrix(1, 1, 0, nullptr));
         if (holder.classId() != vxSTRUCT_CLASS)
             vxErrMsgId("Calyx:notStruct", "Fields can only be set on a structure, not on a value of class %s.",
-                       vxGetClassName(holder.array()));
+                       classNameOf(holder));
         vxArray* s = holder.mutableArray();
         if (vxGetNumberOfElements(s) != 1)
             vxErrMsgId("Calyx:notScalarStruct", "Name the element of the structure array, as in s(2).%s.", name.c_str());
@@ -456,7 +462,7 @@ void Interp::assignPath(Value& holder, std::vector<Step> const& steps, size_t at
             if (!holder.isSet() || isEmpty0x0Double(holder)) holder = Value::box(vxCreateStructMatrix(0, 0, 0, nullptr));
             if (holder.classId() != vxSTRUCT_CLASS)
                 vxErrMsgId("Calyx:notStruct", "Only a structure array takes s(i).name = value, not a value of class %s.",
-                           vxGetClassName(holder.array()));
+                           classNameOf(holder));
             Step const& next = steps[at + 1];
             if (next.kind != Step::Field && next.kind != Step::DynField)
                 vxErrMsgId("Calyx:badIndexing", "After () in an assignment to a structure array only a field may follow.");
@@ -489,7 +495,7 @@ void Interp::assignPath(Value& holder, std::vector<Step> const& steps, size_t at
         if (!holder.isSet() || isEmpty0x0Double(holder)) holder = Value::box(vxCreateCellMatrix(0, 0));
         if (holder.classId() != vxCELL_CLASS)
             vxErrMsgId("Calyx:notCell", "{} assigns into cell arrays only, not into a value of class %s.",
-                       vxGetClassName(holder.array()));
+                       classNameOf(holder));
         size_t const e = growToElement(holder, subs);
         vxArray* c = holder.mutableArray();
         if (last) {
@@ -753,6 +759,11 @@ void Interp::evalArgs(std::vector<NodePtr> const& args, Values& out, Value const
             out.push_back(slot(a.slot));
             continue;
         }
+        // The arguments of a function call leave 'end' to the subscripts around them.
+        if (!indexed) {
+            evalList(a, out);
+            continue;
+        }
         ends_.push_back(EndContext{indexed, i, count});
         try {
             evalList(a, out);
@@ -968,27 +979,15 @@ Value Interp::cellLiteral(Node const& n) {
         if (!elems.empty()) rows.push_back(std::move(elems));
     }
     if (rows.empty()) return Value::box(vxCreateCellMatrix(0, 0));
-    // A cell among the elements joins as cells; other values each become one cell.
-    std::vector<ArrayPtr> rowCells;
-    for (Values& elems : rows) {
-        std::vector<ArrayPtr> parts;
-        for (Value& v : elems) {
-            if (v.classId() == vxCELL_CLASS) {
-                parts.push_back(v.take());
-            } else {
-                ArrayPtr c(vxCreateCellMatrix(1, 1));
-                vxSetCell(c.get(), 0, v.take().release());
-                parts.push_back(std::move(c));
-            }
-        }
-        std::vector<vxArray const*> p;
-        for (auto const& x : parts) p.push_back(x.get());
-        rowCells.push_back(parts.size() == 1 ? std::move(parts[0]) : concatenate(p, 2));
-    }
-    if (rowCells.size() == 1) return Value(std::move(rowCells[0]));
-    std::vector<vxArray const*> p;
-    for (auto const& x : rowCells) p.push_back(x.get());
-    return Value(concatenate(p, 1));
+    // Every element (a cell too) becomes one cell; rows must be as long.
+    size_t const width = rows[0].size();
+    for (Values const& r : rows)
+        if (r.size() != width)
+            vxErrMsgId("Calyx:badConcatenation", "The rows of a cell array differ in length (%zu and %zu).", width, r.size());
+    ArrayPtr out(vxCreateCellMatrix(rows.size(), width));
+    for (size_t r = 0; r < rows.size(); ++r)
+        for (size_t c = 0; c < width; ++c) vxSetCell(out.get(), r + c * rows.size(), rows[r][c].take().release());
+    return Value(std::move(out));
 }
 
 Value Interp::makeClosure(Node const& n) {

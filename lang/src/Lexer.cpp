@@ -89,6 +89,7 @@ bool Lexer::skipBlanksAndComments(bool& sawBlank) {
             // statement goes on at the next line.
             while (pos_ < text_.size() && text_[pos_] != '\n') ++pos_;
             if (pos_ < text_.size()) ++pos_, ++line_;
+            else continued_ = true;
             sawBlank = true;
         } else {
             return true;
@@ -289,22 +290,7 @@ int scanOpen(std::string const& text, int& blocks, bool& continued) {
         prev = t.kind;
     }
     if (lexer.inOpenComment()) return depth + 1;
-    // A continuation on the last line leaves the text ending right after "...".
-    size_t end = text.find_last_not_of(" \t\r");
-    continued = false;
-    if (end != std::string::npos) {
-        size_t lineStart = text.rfind('\n', end);
-        lineStart = lineStart == std::string::npos ? 0 : lineStart + 1;
-        std::string const last = text.substr(lineStart, end + 1 - lineStart);
-        size_t dots = last.find("...");
-        if (dots != std::string::npos) {
-            // Only a continuation outside a text literal counts: count quotes before it.
-            size_t quotes = 0;
-            for (size_t i = 0; i < dots; ++i) quotes += last[i] == '"';
-            size_t pct = last.find('%');
-            continued = quotes % 2 == 0 && (pct == std::string::npos || pct > dots);
-        }
-    }
+    continued = lexer.endsInContinuation();
     return depth;
 }
 

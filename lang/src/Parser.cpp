@@ -711,10 +711,7 @@ private:
         }
         case Tok::LParen: {
             take();
-            int const saved = indexDepth_;
-            indexDepth_ = 0;
             NodePtr n = expression();
-            indexDepth_ = saved;
             expect(Tok::RParen, "')' is missing.");
             n->paren = true;
             return n;
@@ -732,8 +729,6 @@ private:
         NodePtr n(new Node(cell ? Op::CellLit : Op::Matrix));
         n->line = open.line;
         Tok const close = cell ? Tok::RBrace : Tok::RBracket;
-        int const saved = indexDepth_;
-        indexDepth_ = 0;
         std::vector<NodePtr> row;
         for (;;) {
             Tok const k = peek().kind;
@@ -757,7 +752,6 @@ private:
             row.push_back(expression());
         }
         if (!row.empty()) n->rows.push_back(std::move(row));
-        indexDepth_ = saved;
         return n;
     }
 

@@ -41,6 +41,8 @@ public:
     int lineAt(size_t offset) const;
     // True when the text ended inside a %{ ... %} block comment.
     bool inOpenComment() const { return openComment_; }
+    // True when the text ended in a continuation "..." (and its comment).
+    bool endsInContinuation() const { return continued_; }
 
 private:
     bool skipBlanksAndComments(bool& sawBlank);
@@ -54,6 +56,7 @@ private:
     Tok last_ = Tok::Newline;
     bool lastWasKeyword_ = false;
     bool openComment_ = false;
+    bool continued_ = false;
 };
 
 // Every token of `text`, ending with one End token; a Bad token carries the
