@@ -13,6 +13,9 @@ namespace {
 Table const& table() {
     static Table const t = [] {
         Table t;
+        addConstruction(t);
+        addShapeAndType(t);
+        addMath(t);
         addLinearAlgebra(t);
         std::sort(t.begin(), t.end(), [](FunctionInfo const& a, FunctionInfo const& b) { return std::strcmp(a.name, b.name) < 0; });
         return t;
