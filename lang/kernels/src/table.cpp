@@ -16,7 +16,10 @@ Table const& table() {
         addConstruction(t);
         addShapeAndType(t);
         addMath(t);
+        addReductions(t);
         addLinearAlgebra(t);
+        addSorting(t);
+        addRandom(t);
         std::sort(t.begin(), t.end(), [](FunctionInfo const& a, FunctionInfo const& b) { return std::strcmp(a.name, b.name) < 0; });
         return t;
     }();
