@@ -19,6 +19,7 @@ Table const& table() {
         addReductions(t);
         addLinearAlgebra(t);
         addSorting(t);
+        addText(t);
         addRandom(t);
         std::sort(t.begin(), t.end(), [](FunctionInfo const& a, FunctionInfo const& b) { return std::strcmp(a.name, b.name) < 0; });
         return t;
