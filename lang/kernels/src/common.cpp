@@ -250,7 +250,7 @@ vxClassID resultClass(vxClassID a, vxClassID b, char const* what) {
 
 // ---- copying elements ----
 
-static void copyElement(vxArray* dst, size_t di, vxArray const* src, size_t si) {
+void copyElement(vxArray* dst, size_t di, vxArray const* src, size_t si) {
     vxClassID c = src->class_id();
     if (c == vxCELL_CLASS) {
         vxArray* v = vxGetCell(src, si);
@@ -272,7 +272,7 @@ static void copyElement(vxArray* dst, size_t di, vxArray const* src, size_t si) 
     }
 }
 
-static ArrayPtr likeArray(vxArray const* a, Dims const& d) {
+ArrayPtr likeArray(vxArray const* a, Dims const& d) {
     Dims t = trimDims(d);
     vxClassID c = a->class_id();
     if (a->is_sparse()) fail("Calyx:sparse", "This operation is not defined for sparse arrays here.");

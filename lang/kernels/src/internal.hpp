@@ -68,6 +68,10 @@ vxClassID resultClass(vxClassID a, vxClassID b, char const* what);
 // ---- copying elements of any class ----
 // A new array of a's class and `d` whose element k is a's element src[k].
 ArrayPtr gather(vxArray const* a, Dims const& d, std::vector<size_t> const& src);
+// A new array of a's class (fields, complexity) and size `d`.
+ArrayPtr likeArray(vxArray const* a, Dims const& d);
+// Copies one element between two arrays of one class.
+void copyElement(vxArray* dst, size_t di, vxArray const* src, size_t si);
 // Converts to another class (numbers, logical, char); cells and structures
 // only to their own class.
 ArrayPtr convertClass(vxArray const* a, vxClassID cls);
@@ -92,6 +96,15 @@ void addSorting(Table& t);
 void addText(Table& t);
 void addRegexp(Table& t);
 void addRandom(Table& t);
+
+// Arguments.
+double scalarArg(vxArray const* a, char const* fname, char const* what);
+size_t countArg(vxArray const* a, char const* fname, char const* what);  // a whole number >= 0
+// Dimensions given as n, m, n, ... or [m n ...] starting at in[first]; a
+// trailing class name is stored in `cls` when given.
+Dims dimsArgs(std::vector<vxArray const*> const& in, size_t first, char const* fname, vxClassID* cls = nullptr);
+// The dimension to reduce along: the first non-singleton one (0-based).
+size_t firstNonSingleton(Dims const& d);
 
 // Shared by several files.
 ArrayPtr matrixProduct(vxArray const* a, vxArray const* b);

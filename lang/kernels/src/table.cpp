@@ -13,7 +13,14 @@ namespace {
 Table const& table() {
     static Table const t = [] {
         Table t;
+        addConstruction(t);
+        addShapeAndType(t);
+        addMath(t);
+        addReductions(t);
         addLinearAlgebra(t);
+        addSorting(t);
+        addText(t);
+        addRandom(t);
         std::sort(t.begin(), t.end(), [](FunctionInfo const& a, FunctionInfo const& b) { return std::strcmp(a.name, b.name) < 0; });
         return t;
     }();
