@@ -152,12 +152,12 @@ void Interp::execExpr(Stmt const& s) {
 }
 
 void Interp::execCommand(Stmt const& s) {
-    int const word = workspace_.slot(s.word);
-    if (frame_ == &workspace_.values && slot(word).isSet()) {
-        if (!s.alt) vxErrMsgId("Calyx:syntax", "%s", s.altError.c_str());
+    if (s.alt && frame_ == &workspace_.values && workspace_.find(s.word)) {
         execStmt(*s.alt);
         return;
     }
+    if (!s.alt && !s.altError.empty() && frame_ == &workspace_.values && workspace_.find(s.word))
+        vxErrMsgId("Calyx:syntax", "%s", s.altError.c_str());
     if (Command const* c = session_.commands().find(s.word)) {
         if (c->run(session_, s.words) == CommandResult::Exit) exitRequested = true;
         return;

@@ -3,6 +3,7 @@
 
 #include <vx/errors.hpp>
 
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <deque>
@@ -31,8 +32,9 @@ struct Scope {
 
 class Parser {
 public:
-    Parser(std::string const& text, SlotTable& slots, ParseLimits const& limits)
-        : text_(text), lexer_(text), slots_(slots), limits_(limits) {}
+    Parser(std::string const& text, SlotTable& slots, ParseLimits const& limits,
+           std::function<bool(std::string const&)> const& isCommandWord)
+        : text_(text), lexer_(text), slots_(slots), limits_(limits), isCommandWord_(isCommandWord) {}
 
     Block program() {
         Block out = block({});
@@ -147,7 +149,21 @@ private:
         Token const& t = peek();
         if (t.kind == Tok::Ident && isKeyword(t.text)) return keywordStatement();
         if (t.kind == Tok::LBracket && isMultiAssign()) return multiAssign();
-        if (t.kind == Tok::Ident && isCommandSyntax(t)) return command();
+        if (t.kind == Tok::Ident && isCommandWord_) {
+            // A command whose name is not an identifier, such as "demo-events".
+            size_t end = t.offset;
+            while (end < text_.size() && (std::isalnum(static_cast<unsigned char>(text_[end])) ||
+                                          text_[end] == '_' || text_[end] == '-'))
+                ++end;
+            std::string const word = text_.substr(t.offset, end - t.offset);
+            if (end > t.end && (end == text_.size() || std::strchr(" \t\r\n,;%", text_[end])) && isCommandWord_(word)) {
+                Token w = t;
+                w.text = word;
+                w.end = end;
+                return command(w, false);
+            }
+        }
+        if (t.kind == Tok::Ident && isCommandSyntax(t)) return command(t, true);
         return expressionStatement();
     }
 
@@ -246,14 +262,13 @@ private:
         return true;
     }
 
-    StmtPtr command() {
-        Token const word = peek();
+    StmtPtr command(Token const word, bool mayBeVariable) {
         StmtPtr s(new Stmt(StmtKind::Command));
         s->word = word.text;
         s->line = word.line;
         // The same text read as an expression, for when the word turns out to
         // be a variable.
-        try {
+        if (mayBeVariable) try {
             int const depth = depth_;
             StmtPtr alt;
             try {
@@ -807,6 +822,7 @@ private:
     std::deque<Token> ahead_;
     SlotTable& slots_;
     ParseLimits limits_;
+    std::function<bool(std::string const&)> const& isCommandWord_;
     std::vector<Scope> scopes_;
     int depth_ = 0;
     int indexDepth_ = 0;
@@ -921,10 +937,11 @@ void write(std::string& out, Node const& n) {
 
 } // namespace
 
-Block parse(std::string const& text, SlotTable& slots, ParseLimits const& limits) {
+Block parse(std::string const& text, SlotTable& slots, ParseLimits const& limits,
+            std::function<bool(std::string const&)> const& isCommandWord) {
     if (text.size() > limits.maxLength)
         vxErrMsgId("Calyx:tooLong", "The statement is longer than %zu characters.", limits.maxLength);
-    Parser parser(text, slots, limits);
+    Parser parser(text, slots, limits, isCommandWord);
     return parser.program();
 }
 

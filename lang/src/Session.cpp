@@ -56,7 +56,8 @@ Session::Session() : impl_(new Impl(*this)) {
 Session::~Session() = default;
 
 CommandResult Session::execute(std::string const& text) {
-    auto program = std::make_shared<Block>(parse(text, impl_->interp.workspace(), limits_));
+    auto isCommandWord = [this](std::string const& word) { return commands_.find(word) != nullptr; };
+    auto program = std::make_shared<Block>(parse(text, impl_->interp.workspace(), limits_, isCommandWord));
     impl_->interp.exitRequested = false;
     impl_->interp.run(program);
     if (impl_->interp.exitRequested) {

@@ -5,12 +5,13 @@
 #pragma once
 #include "qzlang/Syntax.hpp"
 
+#include <functional>
 #include <string>
 
 namespace qzlang {
 
 struct ParseLimits {
-    size_t maxLength = 1000000;  // characters in one input
+    size_t maxLength = 100000;  // characters in one input
     int maxDepth = 200;          // nested brackets, calls, operators and blocks
 };
 
@@ -24,7 +25,10 @@ public:
 // Raises "Calyx:syntax" for text that does not parse (the message names the
 // line and column when the text has several lines), and "Calyx:tooDeep" or
 // "Calyx:tooLong" past the limits.
-Block parse(std::string const& text, SlotTable& slots, ParseLimits const& limits = ParseLimits());
+// `isCommandWord` names the commands whose names are not identifiers (such
+// as "demo-events"): at the start of a statement such a word is a command.
+Block parse(std::string const& text, SlotTable& slots, ParseLimits const& limits = ParseLimits(),
+            std::function<bool(std::string const&)> const& isCommandWord = nullptr);
 
 // The text of an expression as an anonymous function shows it: no blanks
 // outside text literals, elements joined by "," and rows by ";".
