@@ -78,11 +78,15 @@ Interp::Interp(Session& session) : session_(session), frame_(&workspace_.values)
 
 void Interp::checkInterrupt() {
     if (uvIsInterruptPending()) uvLongjmpIfInterruptPending();
+    if (stepLimit && polls_ > stepLimit)
+        vxErrMsgId("Calyx:stepLimit", "The statements ran more than %llu loop passes.", stepLimit);
 }
 
 void Interp::run(std::shared_ptr<Block const> const& program) {
     std::shared_ptr<Block const> saved = program_;
     program_ = program;
+    stepLimit = session_.limits().maxSteps;
+    polls_ = 0;
     try {
         exec(*program);
     } catch (...) {

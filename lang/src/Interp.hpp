@@ -142,6 +142,8 @@ private:
     std::vector<Subscript> toSubscripts(vxArray const* a, Values& subs, int reading);
 
     Value& slot(int s) { return (*frame_)[s]; }
+    // Every loop pass: a cheap count, and each 1024th pass a look at the
+    // interrupt flag (and the step limit).
     void poll() {
         if ((++polls_ & 1023) == 0) checkInterrupt();
     }
@@ -154,7 +156,10 @@ private:
     std::shared_ptr<Block const> program_;  // the program running now (closures keep it)
     std::unordered_map<std::uint64_t, std::shared_ptr<Closure>> closures_;
     std::uint64_t nextClosure_ = 1;
-    unsigned polls_ = 0;
+    unsigned long long polls_ = 0;
+public:
+    unsigned long long stepLimit = 0;  // from the session's limits, for one run
+private:
     int callDepth_ = 0;
 
     // The value an 'end' inside a subscript measures: the value indexed,

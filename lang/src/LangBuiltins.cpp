@@ -494,8 +494,9 @@ void fnToc(Interp& in, int nargout, Values& out, Values& args) {
     uvPrintf("Elapsed time is %.6f seconds.\n", seconds);
 }
 
-void fnPause(Interp&, int, Values&, Values& args) {
+void fnPause(Interp& in, int, Values&, Values& args) {
     argCount("pause", args, 0, 1);
+    if (in.stepLimit) return;  // a bounded session never waits
     if (args.empty()) {
         // One key: the host's reader when it has one, else the terminal's.
         if (_sv_iocb.flushRead) {

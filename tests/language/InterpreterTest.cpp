@@ -249,3 +249,13 @@ TEST(ErrorReport, AFailureIsOneLineOnTheErrorStream) {
     EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 2);
     EXPECT_NE(err.find("(line 2, column 8)"), std::string::npos) << err;
 }
+
+TEST_F(Evaluation, AStepLimitEndsAnEndlessLoop) {
+    session.limits().maxSteps = 5000;
+    EXPECT_EQ(errorOf("while true, end"), "The statements ran more than 5000 loop passes.");
+    EXPECT_EQ(errorOf("for k = 1:100, end"), "") << "the count starts again with each execute";
+    EXPECT_EQ(errorOf("for k = 1:100, end"), "");
+    auto const start = std::chrono::steady_clock::now();
+    EXPECT_EQ(errorOf("pause(100)"), "");
+    EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 1.0);
+}
