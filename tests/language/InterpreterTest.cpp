@@ -170,7 +170,11 @@ TEST_F(Evaluation, CommandSyntaxPassesWordsUnlessTheWordIsAVariable) {
                                 words += "]";
                                 return qzlang::CommandResult::Continue;
                             }});
-    EXPECT_EQ(errorOf("words-of"), "Undefined function or variable 'words'.") << "not a name: words - of";
+    // A registered name that is not an identifier is still a command word.
+    EXPECT_EQ(errorOf("words-of a; words-of"), "");
+    EXPECT_EQ(words, "[a][]");
+    EXPECT_EQ(errorOf("words - of"), "Undefined function or variable 'words'.");
+    words.clear();
     session.commands().add({"wordsof", "", session.commands().find("words-of")->run});
     EXPECT_EQ(errorOf("wordsof long e; wordsof 5, wordsof 'a, b' 'it''s' -1\nwordsof"), "");
     EXPECT_EQ(words, "[long|e][5][a, b|it's|-1][]");
