@@ -181,9 +181,14 @@ void Interp::execCommand(Stmt const& s) {
 }
 
 void Interp::execAssign(Stmt const& s) {
-    Value rhs = eval(*s.expr);
     Target const& t = s.targets[0];
-    assignTo(t, std::move(rhs));
+    if (t.steps.empty()) {
+        Value rhs = eval(*s.expr);
+        if (!rhs.isSet()) vxErrMsgId("Calyx:noValue", "The right side of '=' has no value.");
+        slot(t.slot) = std::move(rhs);
+    } else {
+        assignTo(t, eval(*s.expr));
+    }
     if (!s.quiet) show(t.name.c_str(), slot(t.slot));
 }
 
@@ -400,9 +405,10 @@ void Interp::assignTo(Target const& t, Value rhs) {
         if (k.isNum()) {
             vxArray* a = const_cast<vxArray*>(v.array());
             double const kv = k.num();
-            if (vxGetClassID(a) == vxDOUBLE_CLASS && !vxIsComplex(a) && !vxIsSparse(a) && kv >= 1 &&
-                kv <= static_cast<double>(vxGetNumberOfElements(a)) && kv == std::floor(kv)) {
-                vxGetPr(a)[static_cast<size_t>(kv) - 1] = rhs.num();
+            // The array's own inline accessors: no calls on the hot path.
+            if (a->raw_class_id() == vxDOUBLE_CLASS && !a->imag_data() && !a->is_sparse() && kv >= 1 &&
+                kv <= static_cast<double>(a->number_of_elements()) && kv == std::floor(kv)) {
+                static_cast<double*>(a->real_data())[static_cast<size_t>(kv) - 1] = rhs.num();
                 return;
             }
         }
@@ -625,6 +631,25 @@ bool Interp::truth(Value const& v, char const* where) {
     return kernels::isTrue(v.view(tmp));
 }
 
+inline __attribute__((always_inline)) bool Interp::scalarOperand(Node const& k, double& out) {
+    if (k.op == Op::Number) {
+        out = k.num;
+        return true;
+    }
+    if (k.op == Op::Var) {
+        Value const& v = slot(k.slot);
+        if (v.isNum()) {
+            out = v.num();
+            return true;
+        }
+    }
+    return false;
+}
+
+Value Interp::scalarValue(Node const& k) { return k.op == Op::Number ? Value(k.num) : slot(k.slot); }
+
+// The fast path: numbers, variables, and arithmetic or comparison of two
+// scalar operands, with nothing else on the stack; the rest goes to evalNode.
 Value Interp::eval(Node const& n) {
     switch (n.op) {
     case Op::Number: return Value(n.num);
@@ -634,10 +659,56 @@ Value Interp::eval(Node const& n) {
         break;
     }
     case Op::Binary: {
-        Value a = eval(*n.kids[0]);
-        Value b = eval(*n.kids[1]);
+        double x, y;
+        if (scalarOperand(*n.kids[0], x) && scalarOperand(*n.kids[1], y)) {
+            switch (static_cast<BinOp>(n.sub)) {
+            case BinOp::Plus: return Value(x + y);
+            case BinOp::Minus: return Value(x - y);
+            case BinOp::Times:
+            case BinOp::MTimes: return Value(x * y);
+            case BinOp::RDivide:
+            case BinOp::MRDivide: return Value(x / y);
+            case BinOp::Lt: return Value::logical(x < y);
+            case BinOp::Le: return Value::logical(x <= y);
+            case BinOp::Gt: return Value::logical(x > y);
+            case BinOp::Ge: return Value::logical(x >= y);
+            case BinOp::Eq: return Value::logical(x == y);
+            case BinOp::Ne: return Value::logical(x != y);
+            default: break;
+            }
+        }
+        break;
+    }
+    default: break;
+    }
+    return evalNode(n);
+}
+
+Value Interp::evalNode(Node const& n) {
+    switch (n.op) {
+    case Op::Number: return Value(n.num);
+    case Op::Var: {
+        Value const& v = slot(n.slot);
+        if (v.isSet()) return v;
+        break;
+    }
+    case Op::Binary: {
+        // Operands that are scalar variables or numbers are read in place.
+        double x, y;
+        Value a, b;
+        if (!scalarOperand(*n.kids[0], x)) {
+            a = eval(*n.kids[0]);
+            x = a.num();
+        } else {
+            a = Value(0.0);
+        }
+        if (!scalarOperand(*n.kids[1], y)) {
+            b = eval(*n.kids[1]);
+            y = b.num();
+        } else {
+            b = Value(0.0);
+        }
         if (a.isScalar() && b.isScalar()) {
-            double const x = a.num(), y = b.num();
             switch (static_cast<BinOp>(n.sub)) {
             case BinOp::Plus: return Value(x + y);
             case BinOp::Minus: return Value(x - y);
@@ -665,6 +736,9 @@ Value Interp::eval(Node const& n) {
                 break;
             }
         }
+        // One side was read in place as a scalar: give the general path its value.
+        if (a.isScalar() && !b.isScalar()) a = scalarValue(*n.kids[0]);
+        if (b.isScalar() && !a.isScalar()) b = scalarValue(*n.kids[1]);
         return binary(static_cast<BinOp>(n.sub), a, b);
     }
     case Op::Unary: {
@@ -836,9 +910,9 @@ void Interp::indexParen(Value const& base, Values& subs, Values& out) {
         double const k = subs[0].num();
         if (base.isArr()) {
             vxArray const* a = base.array();
-            if (vxGetClassID(a) == vxDOUBLE_CLASS && !vxIsComplex(a) && !vxIsSparse(a) && k >= 1 &&
-                k <= static_cast<double>(vxGetNumberOfElements(a)) && k == std::floor(k)) {
-                out.emplace_back(vxGetPr(a)[static_cast<size_t>(k) - 1]);
+            if (a->raw_class_id() == vxDOUBLE_CLASS && !a->imag_data() && !a->is_sparse() && k >= 1 &&
+                k <= static_cast<double>(a->number_of_elements()) && k == std::floor(k)) {
+                out.emplace_back(static_cast<double const*>(a->real_data())[static_cast<size_t>(k) - 1]);
                 return;
             }
         } else if (base.isScalar() && k == 1) {

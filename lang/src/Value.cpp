@@ -65,6 +65,14 @@ Value::Value(ArrayPtr a) : tag_(Unset), num_(0) {
     box_ = new Box{1, a.release()};
 }
 
+void Value::release() noexcept {
+    if (--box_->refs == 0) {
+        vxDestroyArray(box_->a);
+        delete box_;
+    }
+    box_ = nullptr;
+}
+
 Value Value::box(vxArray* a) {
     Value v;
     v.tag_ = Arr;

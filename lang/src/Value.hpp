@@ -99,13 +99,11 @@ private:
         unsigned refs;
         vxArray* a;
     };
+    // The common case (no box) stays inline; releasing a box does not.
     void drop() noexcept {
-        if (box_ && --box_->refs == 0) {
-            vxDestroyArray(box_->a);
-            delete box_;
-        }
-        box_ = nullptr;
+        if (box_) release();
     }
+    void release() noexcept;
 
     Tag tag_;
     double num_;
