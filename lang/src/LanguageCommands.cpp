@@ -127,9 +127,13 @@ CommandResult publish(Session&, Words const& w) {
     return CommandResult::Continue;
 }
 
+// clear, clear all, clear variables, clear NAME...
 CommandResult clear(Session& s, Words const& w) {
     if (w.empty()) s.clearAll();
-    for (auto const& name : w) s.clear(name);
+    for (auto const& name : w) {
+        if (name == "all" || name == "-all" || name == "variables" || name == "-variables") s.clearAll();
+        else s.clear(name);
+    }
     return CommandResult::Continue;
 }
 
