@@ -20,6 +20,7 @@ Table const& table() {
         addLinearAlgebra(t);
         addSorting(t);
         addText(t);
+        addRegexp(t);
         addRandom(t);
         std::sort(t.begin(), t.end(), [](FunctionInfo const& a, FunctionInfo const& b) { return std::strcmp(a.name, b.name) < 0; });
         return t;
