@@ -35,6 +35,8 @@ TARGETS = {
     "KernelsTimesPlus / NumpyTimesPlus": (1.0, "z = x .* y + x on 1e7 doubles at most numpy's time"),
     "KernelsSum / NumpySum": (1.0, "sum(x) on 1e7 doubles at most numpy's time"),
     "KernelsMTimes / DirectDgemm": (1.1, "1000x1000 A * B within 1.1x a direct cblas_dgemm"),
+    "ScalarLoop / ScalarLoopCPython": (1.0, "s = s + k over 1:1e6 faster than CPython 3.11's loop"),
+    "ElementLoop / ElementLoopCPython": (1.0, "x(k) = k over 1e6 elements at most CPython's list loop"),
 }
 
 # Found anywhere in a line: the console table may leave its last row unterminated.
