@@ -646,8 +646,6 @@ inline __attribute__((always_inline)) bool Interp::scalarOperand(Node const& k, 
     return false;
 }
 
-Value Interp::scalarValue(Node const& k) { return k.op == Op::Number ? Value(k.num) : slot(k.slot); }
-
 // The fast path: numbers, variables, and arithmetic or comparison of two
 // scalar operands, with nothing else on the stack; the rest goes to evalNode.
 Value Interp::eval(Node const& n) {
@@ -696,17 +694,19 @@ Value Interp::evalNode(Node const& n) {
         // Operands that are scalar variables or numbers are read in place.
         double x, y;
         Value a, b;
-        if (!scalarOperand(*n.kids[0], x)) {
+        bool const inPlaceA = scalarOperand(*n.kids[0], x);
+        if (inPlaceA) {
+            a = Value(x);
+        } else {
             a = eval(*n.kids[0]);
             x = a.num();
-        } else {
-            a = Value(0.0);
         }
-        if (!scalarOperand(*n.kids[1], y)) {
+        bool const inPlaceB = scalarOperand(*n.kids[1], y);
+        if (inPlaceB) {
+            b = Value(y);
+        } else {
             b = eval(*n.kids[1]);
             y = b.num();
-        } else {
-            b = Value(0.0);
         }
         if (a.isScalar() && b.isScalar()) {
             switch (static_cast<BinOp>(n.sub)) {
@@ -736,9 +736,6 @@ Value Interp::evalNode(Node const& n) {
                 break;
             }
         }
-        // One side was read in place as a scalar: give the general path its value.
-        if (a.isScalar() && !b.isScalar()) a = scalarValue(*n.kids[0]);
-        if (b.isScalar() && !a.isScalar()) b = scalarValue(*n.kids[1]);
         return binary(static_cast<BinOp>(n.sub), a, b);
     }
     case Op::Unary: {

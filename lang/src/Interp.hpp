@@ -119,7 +119,6 @@ private:
     Value eval(Node const& n);
     Value evalNode(Node const& n);
     bool scalarOperand(Node const& k, double& out);
-    Value scalarValue(Node const& k);
     void evalList(Node const& n, Values& out);
     void evalPostfix(Node const& n, Values& out, int nargout, bool statement);
     void evalArgs(std::vector<NodePtr> const& args, Values& out, Value const* indexed, size_t count);

@@ -206,3 +206,22 @@ TEST_F(Evaluation, HandlesCaptureValuesAndCallThrough) {
               "The function given to cellfun returned a value that is not a scalar (element 1); use 'UniformOutput', false.");
     EXPECT_EQ(run("f = @(t) t.^2 + 1"), "\nf = \n\n    @(t)t.^2+1\n\n");
 }
+
+TEST_F(Evaluation, AnArrayHeldOnceChangesInPlaceAndASharedOneIsCopiedOnce) {
+    run("x = zeros(1, 1000);");
+    vxArray const* const before = session.find("x");
+    run("for k = 1:1000, x(k) = k; end");
+    EXPECT_EQ(session.find("x"), before) << "x(k) = k never copies x";
+    EXPECT_EQ(qzlang::realAt(session.find("x"), 999), 1000.0);
+    run("y = x;");
+    EXPECT_EQ(session.find("y"), before) << "b = a copies nothing";
+    run("x(1) = -1; x(2) = -2;");
+    vxArray const* const copied = session.find("x");
+    EXPECT_NE(copied, before) << "the first change of a shared array copies it";
+    EXPECT_EQ(session.find("y"), before);
+    EXPECT_EQ(qzlang::realAt(session.find("y"), 0), 1.0);
+    run("x(3) = -3;");
+    EXPECT_EQ(session.find("x"), copied) << "and only once";
+    run("c = {zeros(1, 10)}; d = c; c{1}(2) = 5;");
+    EXPECT_EQ(describe("d"), "cell 1x1: {double 1x10: 0 0 0 0 0 0 0 0 0 0}");
+}

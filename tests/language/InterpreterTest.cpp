@@ -263,3 +263,26 @@ TEST_F(Evaluation, AStepLimitEndsAnEndlessLoop) {
     EXPECT_EQ(errorOf("pause(100)"), "");
     EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 1.0);
 }
+
+TEST_F(Evaluation, TheScalarFastPathAgreesWithTheArrayPath) {
+    // Each operator on two scalars (computed unboxed) against the same
+    // operator elementwise on two-element rows (computed by the kernels).
+    struct {
+        char const *op, *elementwise;
+    } const ops[] = {{"+", "+"},   {"-", "-"},   {"*", ".*"},  {".*", ".*"}, {"/", "./"}, {"./", "./"},
+                     {"\\", ".\\"}, {"^", ".^"},  {".^", ".^"}, {"<", "<"},   {"<=", "<="}, {">", ">"},
+                     {">=", ">="}, {"==", "=="}, {"~=", "~="}, {"&", "&"},   {"|", "|"}};
+    char const* const values[] = {"0", "-0", "1", "-2", "2.5", "-0.5", "3", "Inf", "-Inf", "NaN", "true"};
+    for (auto const& op : ops) {
+        for (char const* a : values) {
+            for (char const* b : values) {
+                std::string const scalar = value(std::string("(") + a + ") " + op.op + " (" + b + ")");
+                std::string const rows = std::string("[") + a + " " + a + "] " + op.elementwise + " [" + b + " " + b + "]";
+                std::string const viaArray = errorOf("r__ = " + rows + "; e__ = r__(1);").empty()
+                                                 ? describe("e__")
+                                                 : "error: " + errorOf("r__ = " + rows + ";");
+                EXPECT_EQ(scalar, viaArray) << a << " " << op.op << " " << b;
+            }
+        }
+    }
+}
