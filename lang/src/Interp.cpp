@@ -857,6 +857,8 @@ void Interp::evalPostfix(Node const& n, Values& out, int nargout, bool statement
     size_t k = 0;
     Values cur;
     if (base.op == Op::Var && !slot(base.slot).isSet()) {
+        if (base.sub == 1)
+            vxErrMsgId("Calyx:notEnoughInputs", "Not enough input arguments: '%s' was not given.", base.text.c_str());
         Values args;
         argNames.clear();
         if (!steps.empty() && steps[0].kind == Step::Paren) {

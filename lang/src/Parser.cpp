@@ -28,6 +28,7 @@ struct Scope {
     std::map<std::string, int> names;
     std::vector<Capture> captures;
     int size = 0;
+    int params = 0;
 };
 
 class Parser {
@@ -722,6 +723,8 @@ private:
             n->text = t.text;
             n->slot = resolve(t.text);
             n->line = t.line;
+            // A parameter of the anonymous function being read: unset means not given.
+            if (!scopes_.empty() && n->slot < scopes_.back().params) n->sub = 1;
             return n;
         }
         case Tok::LParen: {
@@ -806,6 +809,7 @@ private:
             s.size++;
         }
         take();
+        s.params = s.size;
         int const saved = indexDepth_;
         indexDepth_ = 0;
         n->kids.push_back(expression());

@@ -200,6 +200,7 @@ TEST_F(Evaluation, HandlesCaptureValuesAndCallThrough) {
         EXPECT_EQ(describe(row.name), row.value);
     }
     EXPECT_EQ(errorOf("f = @(x) x; f(1, 2)"), "Too many input arguments: @(x)x takes 1, 2 given.");
+    EXPECT_EQ(errorOf("h = @(x, y) x; h(1), h(1, 2); h()"), "Not enough input arguments: 'x' was not given.");
     EXPECT_EQ(errorOf("clear f; f = @(x) f(x); f(1)"), "Undefined function or variable 'f'.")
         << "f did not exist when the handle was made";
     EXPECT_EQ(errorOf("y = cellfun(@(x) [x x], {1, 2});"),
