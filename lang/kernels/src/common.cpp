@@ -2,7 +2,10 @@
 // every family of kernels uses.
 #include "internal.hpp"
 
+#include <sys/mman.h>
+
 #include <cstdarg>
+#include <cstdlib>
 #include <cstdio>
 #include <limits>
 
@@ -95,6 +98,19 @@ ArrayPtr makeArray(vxClassID cls, Dims const& d, bool complex) {
 }
 
 ArrayPtr makeDouble(Dims const& d, bool complex) { return makeArray(vxDOUBLE_CLASS, d, complex); }
+
+ArrayPtr makeForOverwrite(vxClassID cls, Dims const& d) {
+    ArrayPtr r = makeArray(cls, d);
+    size_t bytes = r->number_of_elements() * r->element_size();
+    size_t const huge = size_t(2) << 20;
+    if (bytes < 2 * huge) return r;
+    // The array library frees data with free(), which takes aligned blocks too.
+    void* p = std::aligned_alloc(huge, (bytes + huge - 1) / huge * huge);
+    if (!p) return r;
+    madvise(p, (bytes + huge - 1) / huge * huge, MADV_HUGEPAGE);
+    vxSetData(r.get(), p);
+    return r;
+}
 ArrayPtr scalarDouble(double v) { return ArrayPtr(vxCreateDoubleScalar(v)); }
 ArrayPtr scalarLogical(bool v) { return ArrayPtr(vxCreateLogicalScalar(v)); }
 

@@ -122,7 +122,7 @@ inline cplx complexOp(Binary op, cplx x, cplx y) {
 
 template <Binary OP> ArrayPtr realDoubles(Broadcast const& p, double const* x, double const* y) {
     bool logical = isComparison(OP);
-    ArrayPtr r = logical ? makeArray(vxLOGICAL_CLASS, p.out) : makeDouble(p.out);
+    ArrayPtr r = makeForOverwrite(logical ? vxLOGICAL_CLASS : vxDOUBLE_CLASS, p.out);
     void* out = r->real_data();
     forRanges(p.n, [&](size_t b, size_t e) {
         if (logical) {
@@ -437,7 +437,7 @@ ArrayPtr unary(Unary op, vxArray const* a) {
             return r;  // -uint64 is 0 everywhere
         }
         if (c == vxDOUBLE_CLASS && a->class_id() == vxDOUBLE_CLASS && !isComplex(a)) {
-            ArrayPtr r = makeDouble(dimsOf(a));
+            ArrayPtr r = makeForOverwrite(vxDOUBLE_CLASS, dimsOf(a));
             double const* x = static_cast<double const*>(a->real_data());
             double* z = static_cast<double*>(r->real_data());
             forRanges(n, [&](size_t b, size_t e) {

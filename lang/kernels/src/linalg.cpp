@@ -179,8 +179,9 @@ ArrayPtr matrixProduct(vxArray const* a, vxArray const* b) {
     if (a->class_id() == vxDOUBLE_CLASS && b->class_id() == vxDOUBLE_CLASS && !isComplex(a) && !isComplex(b)) {
         // The common case reads the operands in place, and goes in column
         // blocks of the result when large so that a ctrl-C is seen between them.
-        ArrayPtr r = makeDouble({m, n});
-        if (m == 0 || n == 0 || k == 0) return r;
+        if (m == 0 || n == 0 || k == 0) return makeDouble({m, n});
+        // With beta 0 dgemm writes every element of the result and reads none.
+        ArrayPtr r = makeForOverwrite(vxDOUBLE_CLASS, {m, n});
         double const* x = static_cast<double const*>(a->real_data());
         double const* y = static_cast<double const*>(b->real_data());
         double* z = static_cast<double*>(r->real_data());
