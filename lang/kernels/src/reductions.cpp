@@ -26,7 +26,12 @@ Layout layoutFor(vxArray const* a, size_t dim) {
     l.in = dimsOf(a);
     l.dim = dim;
     Dims d = l.in;
-    if (d.size() <= dim) d.resize(dim + 1, 1);
+    if (dim >= d.size()) {
+        // Along a dimension beyond the last: every slice is one element.
+        l.before = countOf(d);
+        l.out = d;
+        return l;
+    }
     for (size_t k = 0; k < dim; ++k) l.before *= d[k];
     l.len = d[dim];
     for (size_t k = dim + 1; k < d.size(); ++k) l.after *= d[k];
@@ -298,7 +303,7 @@ template <bool Max> void fnExtreme(int nargout, Out& out, In const& in) {
     }
     Layout l = layoutFor(a, dimArg(in, 2, a, fname));
     Dims od = l.out;
-    if (l.len == 0) od[l.dim] = 0;
+    if (l.len == 0 && l.dim < od.size()) od[l.dim] = 0;
     size_t n = l.len == 0 ? 0 : l.before * l.after;
     std::vector<double> re, im;
     toDoubles(a, re, &im);

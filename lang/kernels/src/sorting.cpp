@@ -60,8 +60,12 @@ void fnSort(int nargout, Out& out, In const& in) {
         rest.pop_back();
     }
     Dims d = dimsOf(a);
-    size_t dim = rest.empty() ? firstNonSingleton(d) : countArg(rest[0], "sort", "the dimension") - 1;
-    if (!rest.empty() && realAt(rest[0], 0) < 1) fail("Calyx:invalidDimension", "sort needs a dimension of 1 or more.");
+    size_t dim = firstNonSingleton(d);
+    if (!rest.empty()) {
+        size_t given = countArg(rest[0], "sort", "the dimension");
+        if (given == 0) fail("Calyx:invalidDimension", "sort needs a dimension of 1 or more.");
+        dim = std::min(given - 1, d.size());  // beyond the last, every slice is one element
+    }
     Dims dd = d;
     if (dd.size() <= dim) dd.resize(dim + 1, 1);
     size_t before = 1, len = dd[dim], after = 1;
