@@ -6,6 +6,7 @@
 
 #include <uv/uv.hpp>
 
+#include <atomic>
 #include <complex>
 #include <limits>
 
@@ -256,11 +257,11 @@ ArrayPtr arithmetic64(Binary op, vxClassID cls, Broadcast const& p, vxArray cons
     Range64 r = cls == vxINT64_CLASS ? Range64{INT64_MIN, INT64_MAX} : Range64{0, static_cast<wide>(UINT64_MAX)};
     ArrayPtr out = makeArray(cls, p.out);
     void* z = out->real_data();
-    p.map(0, p.n, [&](size_t k, size_t i, size_t j) {
+    forRanges(p.n, [&](size_t from, size_t to) { p.map(from, to, [&](size_t k, size_t i, size_t j) {
         wide v = exact64(op, readLong(a, i), readLong(b, j), r);
         if (cls == vxINT64_CLASS) static_cast<int64_t*>(z)[k] = static_cast<int64_t>(v);
         else static_cast<uint64_t*>(z)[k] = static_cast<uint64_t>(v);
-    });
+    }); });
     return out;
 }
 
@@ -280,18 +281,18 @@ ArrayPtr logicalOp(Binary op, Broadcast const& p, vxArray const* a, vxArray cons
     for (size_t k = 0; k < yr.size(); ++k) truthOf(yr[k], yi.empty() ? 0 : yi[k], opName(op));
     ArrayPtr r = makeArray(vxLOGICAL_CLASS, p.out);
     bool* z = static_cast<bool*>(r->real_data());
-    p.map(0, p.n, [&](size_t k, size_t i, size_t j) {
+    forRanges(p.n, [&](size_t from, size_t to) { p.map(from, to, [&](size_t k, size_t i, size_t j) {
         bool u = xr[i] != 0 || (!xi.empty() && xi[i] != 0);
         bool v = yr[j] != 0 || (!yi.empty() && yi[j] != 0);
         z[k] = op == Binary::And ? (u && v) : (u || v);
-    });
+    }); });
     return r;
 }
 
 ArrayPtr compare64(Binary op, Broadcast const& p, vxArray const* a, vxArray const* b) {
     ArrayPtr r = makeArray(vxLOGICAL_CLASS, p.out);
     bool* z = static_cast<bool*>(r->real_data());
-    p.map(0, p.n, [&](size_t k, size_t i, size_t j) {
+    forRanges(p.n, [&](size_t from, size_t to) { p.map(from, to, [&](size_t k, size_t i, size_t j) {
         long double x = readLong(a, i), y = readLong(b, j);
         switch (op) {
         case Binary::Lt: z[k] = x < y; break;
@@ -301,7 +302,7 @@ ArrayPtr compare64(Binary op, Broadcast const& p, vxArray const* a, vxArray cons
         case Binary::Eq: z[k] = x == y; break;
         default: z[k] = x != y; break;
         }
-    });
+    }); });
     return r;
 }
 
@@ -319,23 +320,22 @@ ArrayPtr general(Binary op, Broadcast const& p, vxArray const* a, vxArray const*
     bool complex = !xi.empty() || !yi.empty();
     std::vector<double> zr(p.n), zi;
     if (!complex) {
-        bool needComplex = false;
-        p.map(0, p.n, [&](size_t k, size_t i, size_t j) {
+        std::atomic<bool> needComplex{false};
+        forRanges(p.n, [&](size_t from, size_t to) { p.map(from, to, [&](size_t k, size_t i, size_t j) {
             zr[k] = realOp(op, xr[i], yr[j]);
             // A negative base to a fractional power leaves the reals.
             if (op == Binary::Power && xr[i] < 0 && !whole(yr[j]) && std::isfinite(yr[j])) needComplex = true;
-            if (op == Binary::Power && xr[i] < 0 && std::isinf(xr[i]) && !whole(yr[j]) && std::isfinite(yr[j])) needComplex = true;
-        });
-        complex = needComplex;
+        }); });
+        complex = needComplex.load();
     }
     if (complex) {
         zi.assign(p.n, 0.0);
-        p.map(0, p.n, [&](size_t k, size_t i, size_t j) {
+        forRanges(p.n, [&](size_t from, size_t to) { p.map(from, to, [&](size_t k, size_t i, size_t j) {
             cplx x(xr[i], xi.empty() ? 0 : xi[i]), y(yr[j], yi.empty() ? 0 : yi[j]);
             cplx z = complexOp(op, x, y);
             zr[k] = z.real();
             zi[k] = z.imag();
-        });
+        }); });
         if (compare) zi.clear();
     }
     if (cls == vxSINGLE_CLASS && !compare) {

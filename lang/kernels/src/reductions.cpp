@@ -3,6 +3,8 @@
 // for empty arrays and for the class of the result.
 #include "broadcast.hpp"
 
+#include <uv/uv.hpp>
+
 #include <algorithm>
 #include <complex>
 
@@ -104,7 +106,7 @@ void sumOrProd(Acc kind, Out& out, In const& in, char const* fname) {
     toDoubles(a, re, &im);
     bool complex = !im.empty();
     std::vector<double> zr(n, kind == Acc::Sum ? 0.0 : 1.0), zi(complex ? n : 0, 0.0);
-    for (size_t o = 0; o < l.after; ++o)
+    for (size_t o = 0; o < l.after; ++o, uvLongjmpIfInterruptPending())
         for (size_t j = 0; j < l.len; ++j)
             for (size_t b = 0; b < l.before; ++b) {
                 size_t src = b + j * l.before + o * l.before * l.len, dst = b + o * l.before;
@@ -185,11 +187,13 @@ template <class F> ArrayPtr perSlice(vxArray const* a, Layout const& l, vxClassI
     toDoubles(a, re);
     size_t n = l.before * l.after;
     std::vector<double> z(n), slice(l.len);
-    for (size_t o = 0; o < l.after; ++o)
+    for (size_t o = 0; o < l.after; ++o) {
         for (size_t b = 0; b < l.before; ++b) {
             for (size_t j = 0; j < l.len; ++j) slice[j] = re[b + j * l.before + o * l.before * l.len];
             z[b + o * l.before] = f(slice);
         }
+        uvLongjmpIfInterruptPending();
+    }
     return fromDoubles(cls, l.out, z, nullptr);
 }
 
