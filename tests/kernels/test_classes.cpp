@@ -38,6 +38,11 @@ TEST(KernelIntegers, EveryClassRoundsAndSaturatesAtItsLimits) {
     EXPECT_EQ(rowsOf(binary(Binary::Minus, num(0, vxUINT64_CLASS).get(), num(1).get()).get()), (V{0}));
     EXPECT_EQ(rowsOf(call1("mod", {row({-7, 7}, vxINT8_CLASS).get(), num(3).get()}).get()), (V{2, 1}));
     EXPECT_EQ(rowsOf(call1("rem", {row({-7, 7}, vxINT8_CLASS).get(), num(3).get()}).get()), (V{-1, 1}));
+    ArrayPtr halves = mat(1, 2, {0, 0}, vxINT64_CLASS);
+    static_cast<int64_t*>(vxGetData(halves.get()))[0] = (int64_t(1) << 53) + 1;
+    static_cast<int64_t*>(vxGetData(halves.get()))[1] = 2;
+    EXPECT_EQ(*static_cast<int64_t*>(vxGetData(call1("sum", {halves.get()}).get())), (int64_t(1) << 53) + 3);
+    EXPECT_EQ(rowsOf(binary(Binary::Power, row({-3, 4}).get(), row({2, 0.5}).get()).get()), (V{9, 2}));
     // Comparisons between different integer classes are exact.
     ArrayPtr big = num(0, vxUINT64_CLASS);
     *static_cast<uint64_t*>(vxGetData(big.get())) = (uint64_t(1) << 63) + 1;

@@ -346,12 +346,26 @@ ArrayPtr general(Binary op, Broadcast const& p, vxArray const* a, vxArray const*
     return fromDoubles(compare ? vxLOGICAL_CLASS : cls, p.out, zr, complex ? &zi : nullptr);
 }
 
+// A real power stays real unless a negative base meets a fractional exponent.
+bool stayReal(double const* x, size_t nx, double const* y, size_t ny) {
+    bool wholeExponents = true;
+    for (size_t k = 0; k < ny && wholeExponents; ++k) wholeExponents = whole(y[k]) || !std::isfinite(y[k]);
+    if (wholeExponents) return true;
+    for (size_t k = 0; k < nx; ++k)
+        if (x[k] < 0) return false;
+    return true;
+}
+
 ArrayPtr elementwise(Binary op, vxArray const* a, vxArray const* b) {
     requireArithmetic(a, opName(op));
     requireArithmetic(b, opName(op));
     Broadcast p(dimsOf(a), dimsOf(b));
     if (a->class_id() == vxDOUBLE_CLASS && b->class_id() == vxDOUBLE_CLASS && !isComplex(a) && !isComplex(b)) {
-        ArrayPtr r = realDoublesFor(op, p, static_cast<double const*>(a->real_data()), static_cast<double const*>(b->real_data()));
+        double const* x = static_cast<double const*>(a->real_data());
+        double const* y = static_cast<double const*>(b->real_data());
+        if (op == Binary::Power && stayReal(x, a->number_of_elements(), y, b->number_of_elements()))
+            return realDoubles<Binary::Power>(p, x, y);
+        ArrayPtr r = realDoublesFor(op, p, x, y);
         if (r) return r;
     }
     return general(op, p, a, b);

@@ -102,6 +102,26 @@ void sumOrProd(Acc kind, Out& out, In const& in, char const* fname) {
         out.push_back(std::move(r));
         return;
     }
+    if (kind == Acc::Sum && is64Class(cls) && !isComplex(a)) {
+        // 64-bit sums are exact: 128-bit accumulators, saturated once at the end.
+        ArrayPtr r = makeArray(cls, l.out);
+        std::vector<__int128> acc(n, 0);
+        bool isSigned = cls == vxINT64_CLASS;
+        for (size_t o = 0; o < l.after; ++o)
+            for (size_t j = 0; j < l.len; ++j)
+                for (size_t b = 0; b < l.before; ++b) {
+                    size_t src = b + j * l.before + o * l.before * l.len;
+                    acc[b + o * l.before] += isSigned ? __int128(static_cast<int64_t const*>(a->real_data())[src])
+                                                      : __int128(static_cast<uint64_t const*>(a->real_data())[src]);
+                }
+        for (size_t k = 0; k < n; ++k) {
+            __int128 v = acc[k];
+            if (isSigned) static_cast<int64_t*>(r->real_data())[k] = v > INT64_MAX ? INT64_MAX : (v < INT64_MIN ? INT64_MIN : int64_t(v));
+            else static_cast<uint64_t*>(r->real_data())[k] = v > __int128(UINT64_MAX) ? UINT64_MAX : uint64_t(v);
+        }
+        out.push_back(std::move(r));
+        return;
+    }
     std::vector<double> re, im;
     toDoubles(a, re, &im);
     bool complex = !im.empty();
