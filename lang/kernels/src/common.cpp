@@ -164,7 +164,9 @@ void toDoubles(vxArray const* a, std::vector<double>& re, std::vector<double>* i
     size_t n = a->number_of_elements();
     vxClassID c = a->class_id();
     re.resize(n);
-    if (c == vxDOUBLE_CLASS) std::memcpy(re.data(), a->real_data(), n * sizeof(double));
+    if (c == vxDOUBLE_CLASS) {
+        if (n) std::memcpy(re.data(), a->real_data(), n * sizeof(double));
+    }
     else
         for (size_t k = 0; k < n; ++k) re[k] = elementAsDouble(c, a->real_data(), k);
     if (im) {
@@ -202,7 +204,9 @@ template <class T> static void storeInt(void* p, size_t n, double const* v, vxCl
 
 static void storeDoubles(vxClassID cls, void* p, size_t n, double const* v) {
     switch (cls) {
-    case vxDOUBLE_CLASS: std::memcpy(p, v, n * sizeof(double)); break;
+    case vxDOUBLE_CLASS:
+        if (n) std::memcpy(p, v, n * sizeof(double));
+        break;
     case vxSINGLE_CLASS:
         for (size_t k = 0; k < n; ++k) static_cast<float*>(p)[k] = static_cast<float>(v[k]);
         break;

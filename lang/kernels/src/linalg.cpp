@@ -342,7 +342,7 @@ void fnDet(int, std::vector<ArrayPtr>& out, std::vector<vxArray const*> const& i
 void fnRank(int, std::vector<ArrayPtr>& out, std::vector<vxArray const*> const& in) {
     Mat a = readMatrix(in[0], "rank");
     std::vector<double> s = singularValues(a);
-    double tol = in.size() > 1 ? realAt(in[1], 0)
+    double tol = in.size() > 1 ? scalarArg(in[1], "rank", "the tolerance")
                                : (s.empty() ? 0 : double(std::max(a.m, a.n)) * s[0] * std::numeric_limits<double>::epsilon());
     double r = 0;
     for (double v : s) r += v > tol;
@@ -383,7 +383,7 @@ void fnNorm(int, std::vector<ArrayPtr>& out, std::vector<vxArray const*> const& 
             if (s == "fro") fro = true;
             else if (s == "inf" || s == "Inf") p = INFINITY;
             else fail("Calyx:normType", "norm does not know the type '%s'.", s.c_str());
-        } else p = realAt(in[1], 0);
+        } else p = scalarArg(in[1], "norm", "the type");
     }
     double r;
     bool vec = a.m == 1 || a.n == 1 || a.re.empty();
