@@ -158,7 +158,7 @@ void fnFind(int nargout, Out& out, In const& in) {
     for (size_t k = 0; k < n && where.size() < limit; ++k)
         if (realAt(a, k) != 0 || imagAt(a, k) != 0) where.push_back(double(k));
     Dims d = dimsOf(a);
-    bool rowShape = d.size() == 2 && d[0] == 1 && d[1] != 1;
+    bool rowShape = d.size() == 2 && d[0] == 1;  // a scalar counts as a row
     size_t m = where.size();
     Dims od = rowShape ? Dims{1, m} : Dims{m, 1};
     if (d.size() == 2 && d[0] == 0 && d[1] == 0) od = {0, 0};
