@@ -6,7 +6,12 @@
 
 #include <uv/uv.hpp>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <atomic>
+#include <cstdint>
 #include <complex>
 #include <limits>
 
@@ -121,17 +126,38 @@ inline cplx complexOp(Binary op, cplx x, cplx y) {
 
 // ---- the fast path: two real doubles ----
 
+size_t const kStreamBytes = size_t(8) << 20;
+
+// z[k] = x[k] op y[k] over [b, e) with non-temporal stores: a result that
+// will not fit in the caches is not read into them before it is written,
+// which saves a third of the memory traffic of the loop.
+template <Binary OP> void streamSame(double* z, double const* x, double const* y, size_t b, size_t e) {
+#if defined(__SSE2__)
+    size_t k = b;
+    for (; k < e && (reinterpret_cast<uintptr_t>(z + k) & 15) != 0; ++k) z[k] = realOp(OP, x[k], y[k]);
+    for (; k + 2 <= e; k += 2) _mm_stream_pd(z + k, _mm_set_pd(realOp(OP, x[k + 1], y[k + 1]), realOp(OP, x[k], y[k])));
+    for (; k < e; ++k) z[k] = realOp(OP, x[k], y[k]);
+    _mm_sfence();
+#else
+    for (size_t k = b; k < e; ++k) z[k] = realOp(OP, x[k], y[k]);
+#endif
+}
+
 template <Binary OP> ArrayPtr realDoubles(Broadcast const& p, double const* x, double const* y) {
     bool logical = isComparison(OP);
     ArrayPtr r = makeForOverwrite(logical ? vxLOGICAL_CLASS : vxDOUBLE_CLASS, p.out);
     void* out = r->real_data();
+    // A result far larger than the caches is written past them.
+    bool streaming = !logical && p.n * sizeof(double) >= kStreamBytes;
     forRanges(p.n, [&](size_t b, size_t e) {
         if (logical) {
             bool* z = static_cast<bool*>(out);
             p.map(b, e, [&](size_t k, size_t i, size_t j) { z[k] = realOp(OP, x[i], y[j]) != 0; });
         } else {
             double* z = static_cast<double*>(out);
-            if (p.same)
+            if (p.same && streaming)
+                streamSame<OP>(z, x, y, b, e);
+            else if (p.same)
                 for (size_t k = b; k < e; ++k) z[k] = realOp(OP, x[k], y[k]);
             else if (p.bScalar) {
                 double c = y[0];
