@@ -307,6 +307,7 @@ void applyOver(Interp& in, char const* name, bool cells, int nargout, Values& ou
     }
     std::vector<vxClassID> classes(outs, vxUNKNOWN_CLASS);
     for (size_t k = 0; k < n; ++k) {
+        if ((k & 1023) == 1023 && uvIsInterruptPending()) uvLongjmpIfInterruptPending();
         Values callArgs;
         for (vxArray const* a : inputs) {
             if (cells) {
@@ -328,9 +329,6 @@ void applyOver(Interp& in, char const* name, bool cells, int nargout, Values& ou
             vxSetFieldByNumber(s.get(), 0, 2, vxCreateDoubleScalar(static_cast<double>(k + 1)));
             Values hargs;
             hargs.emplace_back(std::move(s));
-            for (vxArray const* a : inputs) {
-                (void)a;
-            }
             r = in.callValue(handler, hargs, nargout);
         }
         if (static_cast<int>(r.size()) < (nargout == 0 ? 0 : outs)) {
