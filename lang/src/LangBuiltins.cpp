@@ -298,13 +298,9 @@ void applyOver(Interp& in, char const* name, bool cells, int nargout, Values& ou
     size_t const n = vxGetNumberOfElements(inputs[0]);
     int const outs = std::max(nargout, 1);
     std::vector<ArrayPtr> results(outs);
-    for (int o = 0; o < outs; ++o) {
-        if (uniform) results[o].reset(vxCreateDoubleMatrix(0, 0, vxREAL));
-        else results[o].reset(vxCreateCellArray(dims.size(), dims.data()));
-    }
-    if (uniform) {
-        for (int o = 0; o < outs; ++o) results[o] = zerosOf(vxDOUBLE_CLASS, dims);
-    }
+    // Uniform results start as doubles and take the class of the first value.
+    for (int o = 0; o < outs; ++o)
+        results[o] = uniform ? zerosOf(vxDOUBLE_CLASS, dims) : ArrayPtr(vxCreateCellArray(dims.size(), dims.data()));
     std::vector<vxClassID> classes(outs, vxUNKNOWN_CLASS);
     for (size_t k = 0; k < n; ++k) {
         if ((k & 1023) == 1023 && uvIsInterruptPending()) uvLongjmpIfInterruptPending();
@@ -346,7 +342,7 @@ void applyOver(Interp& in, char const* name, bool cells, int nargout, Values& ou
             ArrayPtr tmp;
             vxArray const* v = r[o].view(tmp);
             vxClassID const c = vxGetClassID(v);
-            if (vxGetNumberOfElements(v) != 1 || !(hasNumbers(c) || c == vxSTRUCT_CLASS) || c == vxSTRUCT_CLASS)
+            if (vxGetNumberOfElements(v) != 1 || !hasNumbers(c))
                 vxErrMsgId("Calyx:notUniform",
                            "The function given to %s returned a value that is not a scalar (element %zu); use 'UniformOutput', false.",
                            name, k + 1);
