@@ -567,6 +567,40 @@ void fnError(Interp&, int, Values&, Values& args) {
     throw vx::Error(id, message);
 }
 
+// warning(msg), warning(id, fmt, args...), warning(fmt, args...);
+// warning('off', id), warning('on', id), warning off all. A warning prints
+// "Warning: " and its message on the error stream and never stops anything.
+void fnWarning(Interp& in, int, Values&, Values& args) {
+    if (args.empty()) return;
+    std::string const first = textOf(args[0], "warning", "its message");
+    if (first == "off" || first == "on") {
+        std::string const id = args.size() > 1 ? textOf(args[1], "warning", "an identifier") : "all";
+        if (id == "all") {
+            in.warningsOff.clear();
+            in.allWarningsOff = first == "off";
+        } else if (first == "off") {
+            in.warningsOff.insert(id);
+        } else {
+            in.warningsOff.erase(id);
+        }
+        return;
+    }
+    std::string id, message;
+    if (args.size() == 1) {
+        message = first;
+    } else {
+        size_t fmt = 0;
+        if (looksLikeIdentifier(first)) id = first, fmt = 1;
+        std::string const format = textOf(args[fmt], "warning", "its format");
+        std::vector<ArrayPtr> tmps(args.size());
+        std::vector<vxArray const*> rest;
+        for (size_t k = fmt + 1; k < args.size(); ++k) rest.push_back(args[k].view(tmps[k]));
+        message = kernels::formatText(format, rest);
+    }
+    if (message.empty() || in.allWarningsOff || (!id.empty() && in.warningsOff.count(id))) return;
+    vxWarningMsgId(id.c_str(), "%s", message.c_str());
+}
+
 void fnRethrow(Interp& in, int n, Values& out, Values& args) {
     argCount("rethrow", args, 1, 1);
     if (args[0].classId() != vxSTRUCT_CLASS) vxErrMsgId("Calyx:badArgument", "rethrow needs the structure of an error.");
@@ -601,7 +635,7 @@ LangFunction findLangFunction(std::string const& name) {
         {"whos", &fnWhos},         {"exist", &fnExist},         {"tic", &fnTic},
         {"toc", &fnToc},           {"pause", &fnPause},         {"error", &fnError},
         {"rethrow", &fnRethrow},   {"lasterr", &fnLasterr},     {"lastwarn", &fnLastwarn},
-        {"pi", &fnPi},
+        {"pi", &fnPi},             {"warning", &fnWarning},
     };
     auto it = table.find(name);
     return it == table.end() ? nullptr : it->second;
