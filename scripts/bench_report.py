@@ -32,6 +32,11 @@ TARGETS = {
     "BM_CatRead_ContainerReader / BM_CatRead_PlainReader": (3.0, "CAT member read at most 3x the plain read"),
     "BM_CatRead_ContainerReader / BM_CatRead_LibarchiveZip": (1.0, "CAT member read faster than libarchive"),
     "PrintWrapped / Fold": (2.0, "wrapping at least half of fold's throughput"),
+    "KernelsTimesPlus / NumpyTimesPlus": (1.0, "z = x .* y + x on 1e7 doubles at most numpy's time"),
+    "KernelsSum / NumpySum": (1.0, "sum(x) on 1e7 doubles at most numpy's time"),
+    "KernelsMTimes / DirectDgemm": (1.1, "1000x1000 A * B within 1.1x a direct cblas_dgemm"),
+    "ScalarLoop / ScalarLoopCPython": (1.0, "s = s + k over 1:1e6 faster than CPython 3.11's loop"),
+    "ElementLoop / ElementLoopCPython": (1.0, "x(k) = k over 1e6 elements at most CPython's list loop"),
 }
 
 # Found anywhere in a line: the console table may leave its last row unterminated.

@@ -20,7 +20,6 @@
 #include "Terminal.hpp"
 #include "TerminalSink.hpp"
 
-#include <qzlang/Lexer.hpp>
 #include <qzlang/Session.hpp>
 #include <qzservices/qzservices.hpp>
 #include <uv/uv.hpp>
@@ -101,14 +100,16 @@ void clearInterrupt(Orrery::System::InterruptException const& e) {
     if (e.isFromCtrlC()) services::io::CmdWinSinkHandle::ctrlCProcessed();
 }
 
-// One statement, which may run over several lines while a bracket is open.
+// One statement, which may run over several lines while a bracket is open,
+// a line ends in "...", or a block (if, for, while, switch, try) waits for
+// its end; the later lines get no prompt of their own, as a continuation.
 // False at the end of input with nothing read.
 bool readStatement(std::string& text, bool interactive) {
     std::string const prompt = interactive ? std::string(services::PromptHolder::getString()) + " " : std::string();
     std::string line;
     if (!qzconsole::readLine(line, prompt.c_str())) return false;
     text = line;
-    while (qzlang::needsMoreInput(text)) {
+    while (!qzlang::Session::isComplete(text)) {
         if (!qzconsole::readLine(line, "")) break;  // the end of input: the statement's error shows
         text += "\n" + line;
     }
