@@ -1,5 +1,6 @@
-// The "container" switch: while it is on, the path manager looks into CAT
-// files. The one instance also holds the head of the path-walking machine.
+/// @file
+/// The "container" switch: while it is on, the path manager looks into CAT
+/// files. The one instance also holds the head of the path-walking machine.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/containers/ContainerState.hpp"

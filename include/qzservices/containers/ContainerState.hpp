@@ -1,7 +1,8 @@
-// The machine that walks paths. A state stands for a kind of container and
-// its successors, in priority order, say what the next component may be; the
-// walker reads a path component by component and builds the chain of
-// containers as it goes. The machine is built once and never changes.
+/// @file
+/// The machine that walks paths. A state stands for a kind of container and
+/// its successors, in priority order, say what the next component may be; the
+/// walker reads a path component by component and builds the chain of
+/// containers as it goes. The machine is built once and never changes.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/containers/svFile.hpp"

@@ -1,8 +1,9 @@
-// Source-file readers: each loads a whole file into one zero-terminated
-// buffer. The plain reader goes to the file system and allocates from the
-// caller's memory context; the container reader goes through the container
-// model (so a file may lie inside a CAT file) and allocates with uvCalloc;
-// the switchable reader asks its chooser which of two readers to use.
+/// @file
+/// Source-file readers: each loads a whole file into one zero-terminated
+/// buffer. The plain reader goes to the file system and allocates from the
+/// caller's memory context; the container reader goes through the container
+/// model (so a file may lie inside a CAT file) and allocates with uvCalloc;
+/// the switchable reader asks its chooser which of two readers to use.
 #pragma once
 #include "qzservices/export.hpp"
 #include <boost/function.hpp>

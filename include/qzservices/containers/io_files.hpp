@@ -1,7 +1,8 @@
-// The io* file helpers: opening with tilde expansion and a search of the
-// path, directory listings as packed name lists, and questions about paths.
-// The ErrorChk forms raise a catalogue error for a failed open; the others
-// return null or a status code and leave errno as the failure left it.
+/// @file
+/// The io* file helpers: opening with tilde expansion and a search of the
+/// path, directory listings as packed name lists, and questions about paths.
+/// The ErrorChk forms raise a catalogue error for a failed open; the others
+/// return null or a status code and leave errno as the failure left it.
 #pragma once
 #include "qzservices/export.hpp"
 #include <cstdio>

@@ -1,6 +1,7 @@
-// The five functions through which the path manager asks about the file
-// system, in two sets: the plain set sees only the operating system, the
-// container-aware set sees into CAT files. The "container" feature chooses.
+/// @file
+/// The five functions through which the path manager asks about the file
+/// system, in two sets: the plain set sees only the operating system, the
+/// container-aware set sees into CAT files. The "container" feature chooses.
 #pragma once
 #include "qzservices/export.hpp"
 #include <px/px.hpp>

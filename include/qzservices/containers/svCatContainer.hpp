@@ -1,12 +1,13 @@
-// The CAT family: a read-only archive of a directory tree, read as
-// containers. The root of the file is the magic ("CATF" big-endian, "FTAC"
-// little-endian) and a directory block; a block is its header length, an
-// entry count (ignored), the packed entries, then the entries' contents in
-// order. A subdirectory's content is again a block; offsets are relative to
-// the block. Every byte comes through the base stream on the CAT file.
-//
-// The reader trusts nothing: a header, an entry or a content that would run
-// past the file is reported as "fileCorrupt" (3), a short read as 2.
+/// @file
+/// The CAT family: a read-only archive of a directory tree, read as
+/// containers. The root of the file is the magic ("CATF" big-endian, "FTAC"
+/// little-endian) and a directory block; a block is its header length, an
+/// entry count (ignored), the packed entries, then the entries' contents in
+/// order. A subdirectory's content is again a block; offsets are relative to
+/// the block. Every byte comes through the base stream on the CAT file.
+///
+/// The reader trusts nothing: a header, an entry or a content that would run
+/// past the file is reported as "fileCorrupt" (3), a short read as 2.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/containers/svFile.hpp"

@@ -1,8 +1,9 @@
-// The container model: a path runs through directories and containers
-// (svContainer) to a leaf (svContainerFile), each an svFile that keeps its
-// error as state. A look-up returns the deepest object it reached, which owns
-// the whole chain: deleting it (once) releases every object of the chain.
-// Objects belong to the thread that made them; nothing here locks.
+/// @file
+/// The container model: a path runs through directories and containers
+/// (svContainer) to a leaf (svContainerFile), each an svFile that keeps its
+/// error as state. A look-up returns the deepest object it reached, which owns
+/// the whole chain: deleting it (once) releases every object of the chain.
+/// Objects belong to the thread that made them; nothing here locks.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/containers/svIoStream.hpp"

@@ -1,8 +1,9 @@
-// Streams of the container model. Every byte of a file or a container is
-// reached through an svIoStream; streams layered on a backing file name it as
-// their `base`, and an error on the base shows through every layer above it.
-// Errors are kept as state (`streamAccess`), never thrown, except where a
-// file stream is told to raise (returnOnError).
+/// @file
+/// Streams of the container model. Every byte of a file or a container is
+/// reached through an svIoStream; streams layered on a backing file name it as
+/// their `base`, and an error on the base shows through every layer above it.
+/// Errors are kept as state (`streamAccess`), never thrown, except where a
+/// file stream is told to raise (returnOnError).
 #pragma once
 #include "qzservices/export.hpp"
 #include <string>

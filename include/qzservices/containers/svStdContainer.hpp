@@ -1,6 +1,7 @@
-// The plain family: operating-system directories and files seen through the
-// container model. Every walk starts here, and a plain file stream is the
-// base under every CAT file.
+/// @file
+/// The plain family: operating-system directories and files seen through the
+/// container model. Every walk starts here, and a plain file stream is the
+/// base under every CAT file.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/containers/svFile.hpp"

@@ -1,6 +1,7 @@
-// The requests of the main-thread callback service, first in, first out.
-// Any thread appends; only the main thread takes them out and runs them.
-// Its lock covers one deque operation and nothing else.
+/// @file
+/// The requests of the main-thread callback service, first in, first out.
+/// Any thread appends; only the main thread takes them out and runs them.
+/// Its lock covers one deque operation and nothing else.
 #pragma once
 #include "qzservices/export.hpp"
 #include <uv/CriticalSection.hpp>

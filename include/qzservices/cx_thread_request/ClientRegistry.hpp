@@ -1,11 +1,12 @@
-// The live tokens of the main-thread callback service: a flat array in order
-// of registration, searched linearly, sized for a handful of clients. Its
-// capacity moves between 16 and twice the peak count.
-//
-// The lock guards the array and is deliberately held while a callback runs
-// (see CallbackQueue::serviceCallbackRequests), so that removing a client
-// waits for its running callback, and no callback of that client starts
-// afterwards. It is recursive: a callback may register or remove clients.
+/// @file
+/// The live tokens of the main-thread callback service: a flat array in order
+/// of registration, searched linearly, sized for a handful of clients. Its
+/// capacity moves between 16 and twice the peak count.
+///
+/// The lock guards the array and is deliberately held while a callback runs
+/// (see CallbackQueue::serviceCallbackRequests), so that removing a client
+/// waits for its running callback, and no callback of that client starts
+/// afterwards. It is recursive: a callback may register or remove clients.
 #pragma once
 #include "qzservices/export.hpp"
 #include <uv/CriticalSection.hpp>

@@ -1,10 +1,11 @@
-// The event-loop road of the main-thread callback service, ready made: it
-// connects the service (mtInitializeCallbackServiceFromEventLoop) to the user
-// event queue. Afterwards a callback that another thread queues with
-// mtCallbackAdd posts a user event, and runs on the thread that waits in
-// UserEventQueue::getNextEventOrBlock() or flushEventsOrBlock(), as long as
-// bit 1 of the feature "ThreadServiceRequest" is set
-// (svSetFeatureValue("ThreadServiceRequest", 2), or 3 for both roads).
+/// @file
+/// The event-loop road of the main-thread callback service, ready made: it
+/// connects the service (mtInitializeCallbackServiceFromEventLoop) to the user
+/// event queue. Afterwards a callback that another thread queues with
+/// mtCallbackAdd posts a user event, and runs on the thread that waits in
+/// UserEventQueue::getNextEventOrBlock() or flushEventsOrBlock(), as long as
+/// bit 1 of the feature "ThreadServiceRequest" is set
+/// (svSetFeatureValue("ThreadServiceRequest", 2), or 3 for both roads).
 #pragma once
 #include "qzservices/export.hpp"
 

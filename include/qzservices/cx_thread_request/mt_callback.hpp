@@ -1,12 +1,13 @@
-// The main-thread callback service: any thread asks for a plain function to
-// run on the main thread (the interpreter's). A client registers for a token,
-// queues callbacks under it, and removes the token when it goes away; what it
-// had queued and not yet run is then skipped, and no callback of it can start
-// once mtCallbackRemoveClient has returned.
-//
-// The callbacks run in one of two places, as the feature "ThreadServiceRequest"
-// says (bit 0: between statements, "interlaced"; bit 1: from the event loop).
-// Until the feature sets a bit, mtCallbackAdd drops its requests silently.
+/// @file
+/// The main-thread callback service: any thread asks for a plain function to
+/// run on the main thread (the interpreter's). A client registers for a token,
+/// queues callbacks under it, and removes the token when it goes away; what it
+/// had queued and not yet run is then skipped, and no callback of it can start
+/// once mtCallbackRemoveClient has returned.
+///
+/// The callbacks run in one of two places, as the feature "ThreadServiceRequest"
+/// says (bit 0: between statements, "interlaced"; bit 1: from the event loop).
+/// Until the feature sets a bit, mtCallbackAdd drops its requests silently.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/cx_thread_request/CallbackQueue.hpp"

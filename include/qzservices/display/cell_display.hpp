@@ -1,9 +1,10 @@
-// The page writers of cell arrays and function-handle arrays. A cell page
-// shows one line per row: short values inline ("'abc'", "[5]", "@sin") and
-// everything else as a summary such as "[3x4 double]" whose separator, class
-// name and closing bracket line up down the column. Columns differ in width,
-// so a page of columns is measured cell by cell. All scratch space stands on
-// the stack: an interrupt may leave at any row start.
+/// @file
+/// The page writers of cell arrays and function-handle arrays. A cell page
+/// shows one line per row: short values inline ("'abc'", "[5]", "@sin") and
+/// everything else as a summary such as "[3x4 double]" whose separator, class
+/// name and closing bracket line up down the column. Columns differ in width,
+/// so a page of columns is measured cell by cell. All scratch space stands on
+/// the stack: an interrupt may leave at any row start.
 #pragma once
 #include "qzservices/export.hpp"
 #include <vx/array.hpp>

@@ -1,9 +1,10 @@
-// The text form of arrays as a user reads it in the command window: the
-// dispatch by class, the numeric matrix printer and the character printer.
-// Everything goes through uvPrintf (16-bit text through a uout stream) into
-// CXOut. Display never owns the arrays it is given. At each row start a
-// display may leave by Orrery::System::InterruptException (a pending
-// interrupt), or end early when the more prompt's stop flag is set.
+/// @file
+/// The text form of arrays as a user reads it in the command window: the
+/// dispatch by class, the numeric matrix printer and the character printer.
+/// Everything goes through uvPrintf (16-bit text through a uout stream) into
+/// CXOut. Display never owns the arrays it is given. At each row start a
+/// display may leave by Orrery::System::InterruptException (a pending
+/// interrupt), or end early when the more prompt's stop flag is set.
 #pragma once
 #include "qzservices/export.hpp"
 

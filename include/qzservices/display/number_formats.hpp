@@ -1,5 +1,6 @@
-// Numbers as a user sees them: NaN, Inf and zero in a field, engineering
-// notation, the rational approximation, and one element as text.
+/// @file
+/// Numbers as a user sees them: NaN, Inf and zero in a field, engineering
+/// notation, the rational approximation, and one element as text.
 #pragma once
 #include "qzservices/export.hpp"
 #include <vx/array.hpp>

@@ -1,7 +1,8 @@
-// The process-wide display settings: the print format, the blank line of
-// loose spacing, the one-shot suppression of the next heading, and the
-// callback that names an array for the one-argument display forms.
-// Plain data without a lock: display runs on the interpreter's thread only.
+/// @file
+/// The process-wide display settings: the print format, the blank line of
+/// loose spacing, the one-shot suppression of the next heading, and the
+/// callback that names an array for the one-argument display forms.
+/// Plain data without a lock: display runs on the interpreter's thread only.
 #pragma once
 #include "qzservices/export.hpp"
 

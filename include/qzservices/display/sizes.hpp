@@ -1,5 +1,6 @@
-// Short texts that several displays share: the size of an array, its
-// bracketed summary, and help links.
+/// @file
+/// Short texts that several displays share: the size of an array, its
+/// bracketed summary, and help links.
 #pragma once
 #include "qzservices/export.hpp"
 #include <cstddef>

@@ -1,6 +1,7 @@
-// The pieces of structure display: the aligned field list of a scalar
-// structure, and the one-line forms of field values ("[1 2 3]", "'text'",
-// "{[1]  'a'}") that fall back to a size summary when they do not fit.
+/// @file
+/// The pieces of structure display: the aligned field list of a scalar
+/// structure, and the one-line forms of field values ("[1 2 3]", "'text'",
+/// "{[1]  'a'}") that fall back to a size summary when they do not fit.
 #pragma once
 #include "qzservices/export.hpp"
 #include <vx/array.hpp>

@@ -1,10 +1,11 @@
-// The process-wide queue by which any thread hands an event to the thread
-// that runs the event loop. A handle: each operation forwards to the
-// implementation (see UserEventQueueImpl.hpp for the contract of each).
-//
-// The event loop calls getNextEventOrBlock() or flushEventsOrBlock() in a
-// loop; the read end of the wake pipe is one of the watched descriptors, with
-// the handler ReadPipe, so queued events run among the other descriptors'.
+/// @file
+/// The process-wide queue by which any thread hands an event to the thread
+/// that runs the event loop. A handle: each operation forwards to the
+/// implementation (see UserEventQueueImpl.hpp for the contract of each).
+///
+/// The event loop calls getNextEventOrBlock() or flushEventsOrBlock() in a
+/// loop; the read end of the wake pipe is one of the watched descriptors, with
+/// the handler ReadPipe, so queued events run among the other descriptors'.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/eventqueue/UserEventQueueBlockedException.hpp"

@@ -1,6 +1,7 @@
-// What a poster meets when the wake byte cannot be written: the pipe stayed
-// full for about a second, or the write failed otherwise. Thrown by pointer:
-// the catcher receives a UserEventQueueBlockedException* and deletes it.
+/// @file
+/// What a poster meets when the wake byte cannot be written: the pipe stayed
+/// full for about a second, or the write failed otherwise. Thrown by pointer:
+/// the catcher receives a UserEventQueueBlockedException* and deletes it.
 #pragma once
 #include "qzservices/export.hpp"
 #include <string>

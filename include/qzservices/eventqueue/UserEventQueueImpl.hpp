@@ -1,13 +1,14 @@
-// The user event queue behind its handle: an in-memory list of events paired
-// with one wake byte "E" in an anonymous pipe, and the table of watched file
-// descriptors that the event loop waits on with one select.
-//
-// Invariant: the pipe holds one byte exactly while the queue is not empty.
-// Every write of the byte, and every read of it, happens with the mutex held.
-//
-// Threads: push() from any thread. Everything else belongs to the thread of
-// the event loop: the waits, pop, flush, the inputs map and the timer, which
-// the mutex does not cover. Handlers run without the mutex, so they may push.
+/// @file
+/// The user event queue behind its handle: an in-memory list of events paired
+/// with one wake byte "E" in an anonymous pipe, and the table of watched file
+/// descriptors that the event loop waits on with one select.
+///
+/// Invariant: the pipe holds one byte exactly while the queue is not empty.
+/// Every write of the byte, and every read of it, happens with the mutex held.
+///
+/// Threads: push() from any thread. Everything else belongs to the thread of
+/// the event loop: the waits, pop, flush, the inputs map and the timer, which
+/// the mutex does not cover. Handlers run without the mutex, so they may push.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/eventqueue/UserEventRecord.hpp"

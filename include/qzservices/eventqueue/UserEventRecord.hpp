@@ -1,5 +1,6 @@
-// One event of the user event queue: two opaque data words and the handler
-// that acts on them. The queue never looks inside the data; the handler does.
+/// @file
+/// One event of the user event queue: two opaque data words and the handler
+/// that acts on them. The queue never looks inside the data; the handler does.
 #pragma once
 #include "qzservices/export.hpp"
 #include <cstdint>

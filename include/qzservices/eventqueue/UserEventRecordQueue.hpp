@@ -1,8 +1,9 @@
-// First in, first out, in one ring of memory that grows by doubling. Taking
-// from the front frees nothing and appending allocates nothing once the ring
-// is big enough, and two queues swap in constant time: the event queue hands
-// its whole content to the flush queue by a swap, and gets the drained ring
-// back, so that a busy queue runs without touching the allocator.
+/// @file
+/// First in, first out, in one ring of memory that grows by doubling. Taking
+/// from the front frees nothing and appending allocates nothing once the ring
+/// is big enough, and two queues swap in constant time: the event queue hands
+/// its whole content to the flush queue by a swap, and gets the drained ring
+/// back, so that a busy queue runs without touching the allocator.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/eventqueue/UserEventRecord.hpp"

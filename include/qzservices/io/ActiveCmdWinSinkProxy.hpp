@@ -1,11 +1,12 @@
-// The sink that streams write into at run time. It has no destination of its
-// own: at every write it looks up the current command-window sink, copies the
-// text to the service log, the diary and the sink text events, keeps it while
-// no sink exists, and pages it line by line under the more rule.
-//
-// No lock of its own; the only lock on the path is CmdWinSinkHandle's, taken
-// shared per lookup and released before text moves on. The writer is blocked
-// in its own call while the "--more--" prompt stands.
+/// @file
+/// The sink that streams write into at run time. It has no destination of its
+/// own: at every write it looks up the current command-window sink, copies the
+/// text to the service log, the diary and the sink text events, keeps it while
+/// no sink exists, and pages it line by line under the more rule.
+///
+/// No lock of its own; the only lock on the path is CmdWinSinkHandle's, taken
+/// shared per lookup and released before text moves on. The writer is blocked
+/// in its own call while the "--more--" prompt stands.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"

@@ -1,4 +1,5 @@
-// A sink that accepts every character and drops it: silence for a scope.
+/// @file
+/// A sink that accepts every character and drops it: silence for a scope.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"

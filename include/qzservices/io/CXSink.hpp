@@ -1,6 +1,7 @@
-// The base of every sink: a narrow and a UTF-16 stream buffer, one primary and
-// the other an adaptor over it, plus the yes-or-no properties by which the
-// pipeline asks what this destination can do. Not thread-safe: one writer.
+/// @file
+/// The base of every sink: a narrow and a UTF-16 stream buffer, one primary and
+/// the other an adaptor over it, plus the yes-or-no properties by which the
+/// pipeline asks what this destination can do. Not thread-safe: one writer.
 #pragma once
 #include "qzservices/export.hpp"
 #include <boost/shared_ptr.hpp>

@@ -1,9 +1,10 @@
-// The two global narrow text streams, CXOut and CXErr. Each has a stack of
-// sinks whose top decides where text goes. At the first push the wrapped
-// standard stream (std::cout, std::cerr) is redirected into the CXStream, so
-// that everything printed with it takes the same road.
-//
-// No lock: sink stacks change on the signal thread only, by convention.
+/// @file
+/// The two global narrow text streams, CXOut and CXErr. Each has a stack of
+/// sinks whose top decides where text goes. At the first push the wrapped
+/// standard stream (std::cout, std::cerr) is redirected into the CXStream, so
+/// that everything printed with it takes the same road.
+///
+/// No lock: sink stacks change on the signal thread only, by convention.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"

@@ -1,5 +1,6 @@
-// A sink that captures text in memory, as UTF-16 (default) or as narrow bytes.
-// Reading does not consume: the text stays in the buffer.
+/// @file
+/// A sink that captures text in memory, as UTF-16 (default) or as narrow bytes.
+/// Reading does not consume: the text stays in the buffer.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"

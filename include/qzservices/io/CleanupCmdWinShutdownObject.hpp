@@ -1,5 +1,6 @@
-// Flushes both streams when the process asks whether it may exit and when it
-// closes its windows, so no text is left on its way to the command window.
+/// @file
+/// Flushes both streams when the process asks whether it may exit and when it
+/// closes its windows, so no text is left on its way to the command window.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/state/ShutdownRegistry.hpp"

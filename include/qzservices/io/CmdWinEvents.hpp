@@ -1,5 +1,6 @@
-// Events that a front end publishes to clear the command window (CLCEvent) or
-// move its cursor home (HomeEvent); the handle passes them to the current sink.
+/// @file
+/// Events that a front end publishes to clear the command window (CLCEvent) or
+/// move its cursor home (HomeEvent); the handle passes them to the current sink.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/archive_fwd.hpp"

@@ -1,5 +1,6 @@
-// The command window as a sink. A host derives its own and installs it through
-// a factory; the library asks it for paging, beeps, echo, and when to prompt.
+/// @file
+/// The command window as a sink. A host derives its own and installs it through
+/// a factory; the library asks it for paging, beeps, echo, and when to prompt.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"

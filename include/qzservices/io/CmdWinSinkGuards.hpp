@@ -1,6 +1,7 @@
-// Scope guards that point a command-window sink at other buffers for a while
-// and put back exactly the kind of buffer (narrow or UTF-16) that was primary.
-// On a null sink they do nothing at either end. Not copyable.
+/// @file
+/// Scope guards that point a command-window sink at other buffers for a while
+/// and put back exactly the kind of buffer (narrow or UTF-16) that was primary.
+/// On a null sink they do nothing at either end. Not copyable.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/CmdWinSink.hpp"

@@ -1,10 +1,11 @@
-// The one global choice of the command window: a host installs a factory of
-// its own sinks, and every write of the proxies looks the sink up anew, so a
-// new factory redirects text at once without touching any sink stack.
-//
-// Lock: sMutex, shared per lookup, exclusive for a factory change. Operations
-// that call into the sink (doClc, doHome, ctrlCProcessed, requestInput) run
-// with it held shared, so a sink must not install a factory from them.
+/// @file
+/// The one global choice of the command window: a host installs a factory of
+/// its own sinks, and every write of the proxies looks the sink up anew, so a
+/// new factory redirects text at once without touching any sink stack.
+///
+/// Lock: sMutex, shared per lookup, exclusive for a factory change. Operations
+/// that call into the sink (doClc, doHome, ctrlCProcessed, requestInput) run
+/// with it held shared, so a sink must not install a factory from them.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/CmdWinSink.hpp"

@@ -1,6 +1,7 @@
-// An object interface beside the callback tables: a host offers its IOProxy
-// once with setProxy, and users fetch it with getProxy. The base operations are
-// the neutral behaviour of a session without a host.
+/// @file
+/// An object interface beside the callback tables: a host offers its IOProxy
+/// once with setProxy, and users fetch it with getProxy. The base operations are
+/// the neutral behaviour of a session without a host.
 #pragma once
 #include "qzservices/export.hpp"
 

@@ -1,6 +1,7 @@
-// A command-window sink that hands its text, as C strings, to a function.
-// Text collects in a fixed 8,090-character area and is handed on at sync or
-// when the area overflows (then in pieces of 8,091): no allocation per write.
+/// @file
+/// A command-window sink that hands its text, as C strings, to a function.
+/// Text collects in a fixed 8,090-character area and is handed on at sync or
+/// when the area overflows (then in pieces of 8,091): no allocation per write.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/CmdWinSink.hpp"

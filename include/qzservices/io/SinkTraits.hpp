@@ -1,4 +1,5 @@
-// A snapshot of a sink's seven properties, in a form that can be archived.
+/// @file
+/// A snapshot of a sink's seven properties, in a form that can be archived.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"

@@ -1,7 +1,8 @@
-// UTF-16 output that follows the tops of CXOut and CXErr. The manager holds
-// the current UTF-16 buffer of each stream (set by CXStream at every push and
-// pop); uout and uerr fetch it anew at every call, so objects made before a
-// push follow the new top at once.
+/// @file
+/// UTF-16 output that follows the tops of CXOut and CXErr. The manager holds
+/// the current UTF-16 buffer of each stream (set by CXStream at every push and
+/// pop); uout and uerr fetch it anew at every call, so objects made before a
+/// push follow the new top at once.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"

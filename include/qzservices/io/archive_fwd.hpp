@@ -1,5 +1,6 @@
-// The six Boost archive classes that the event records are written to and read
-// from, declared so that classes can name their serializeExplicit overloads.
+/// @file
+/// The six Boost archive classes that the event records are written to and read
+/// from, declared so that classes can name their serializeExplicit overloads.
 #pragma once
 #include "qzservices/export.hpp"
 

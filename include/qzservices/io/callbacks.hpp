@@ -1,11 +1,12 @@
-// The tables through which the library asks its host for what only the host
-// can do (beep, sleep, read a key, talk to the command window), with their
-// setters and the thin functions that call through them.
-//
-// Every entry holds a neutral default from load on, so the library works with
-// no host. No lock: the host fills the tables during start, before other
-// threads call through them; each call reads its pointer anew. The calling
-// functions add nothing: no null test, no lock.
+/// @file
+/// The tables through which the library asks its host for what only the host
+/// can do (beep, sleep, read a key, talk to the command window), with their
+/// setters and the thin functions that call through them.
+///
+/// Every entry holds a neutral default from load on, so the library works with
+/// no host. No lock: the host fills the tables during start, before other
+/// threads call through them; each call reads its pointer anew. The calling
+/// functions add nothing: no null test, no lock.
 #pragma once
 #include "qzservices/export.hpp"
 

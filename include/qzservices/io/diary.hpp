@@ -1,11 +1,12 @@
-// The diary: a file that receives a copy of what passes through the command
-// window (the output proxy writes it through CXStream::diaryStreamPtr_, in
-// the native encoding, appended to what the file held), its name, the
-// switching on and off, and the date stamps of a session's history.
-//
-// Process-wide state without a lock: the diary is switched on the
-// interpreter's thread; its buffer is written by the thread that runs the
-// output proxy.
+/// @file
+/// The diary: a file that receives a copy of what passes through the command
+/// window (the output proxy writes it through CXStream::diaryStreamPtr_, in
+/// the native encoding, appended to what the file held), its name, the
+/// switching on and off, and the date stamps of a session's history.
+///
+/// Process-wide state without a lock: the diary is switched on the
+/// interpreter's thread; its buffer is written by the thread that runs the
+/// output proxy.
 #pragma once
 #include "qzservices/export.hpp"
 #include <cstdio>

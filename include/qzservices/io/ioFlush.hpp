@@ -1,5 +1,6 @@
-// C-level entry points of the streams: flushing, and a registry of functions
-// that a host runs with ioFlushStreams (which flushes nothing by itself).
+/// @file
+/// C-level entry points of the streams: flushing, and a registry of functions
+/// that a host runs with ioFlushStreams (which flushes nothing by itself).
 #pragma once
 #include "qzservices/export.hpp"
 

@@ -1,7 +1,8 @@
-// The terminal keyboard: the terminal's modes (canonical or not), the keypad,
-// and function-key escape sequences turned into single key codes. For a
-// process whose standard input is a terminal; with any other input the
-// functions pass characters through. Plain data, no locks: one input thread.
+/// @file
+/// The terminal keyboard: the terminal's modes (canonical or not), the keypad,
+/// and function-key escape sequences turned into single key codes. For a
+/// process whose standard input is a terminal; with any other input the
+/// functions pass characters through. Plain data, no locks: one input thread.
 #pragma once
 #include "qzservices/export.hpp"
 #include <termios.h>

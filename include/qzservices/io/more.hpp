@@ -1,6 +1,7 @@
-// More paging: the on/off flag, the line counters, suspension, the stop
-// flag with which "q" ends a running display, and the built-in `more`.
-// Plain process-wide data: no locks, no atomics.
+/// @file
+/// More paging: the on/off flag, the line counters, suspension, the stop
+/// flag with which "q" ends a running display, and the built-in `more`.
+/// Plain process-wide data: no locks, no atomics.
 #pragma once
 #include "qzservices/export.hpp"
 // flushRead and deleteCurrentLine, the key wait of the prompt, stand with the callback table.

@@ -1,7 +1,8 @@
-// Characters typed ahead of their reader, the reading of one character, and
-// character tests that do not depend on the locale.
-// The queue is a ring of 4096 characters, plain data without a lock: it is
-// used on the main thread only.
+/// @file
+/// Characters typed ahead of their reader, the reading of one character, and
+/// character tests that do not depend on the locale.
+/// The queue is a ring of 4096 characters, plain data without a lock: it is
+/// used on the main thread only.
 #pragma once
 #include "qzservices/export.hpp"
 #include <cstddef>

@@ -1,6 +1,7 @@
-// The size of the command window as every display sees it, the eighty-column
-// mode, and the beep. Plain process-wide values without a lock: set on the
-// main thread by the front end, the terminal check or a user command.
+/// @file
+/// The size of the command window as every display sees it, the eighty-column
+/// mode, and the beep. Plain process-wide values without a lock: set on the
+/// main thread by the front end, the terminal check or a user command.
 #pragma once
 #include "qzservices/export.hpp"
 #include <cstddef>

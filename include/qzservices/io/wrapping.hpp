@@ -1,12 +1,13 @@
-// Word wrapping of warnings and errors, hot links, and a small column printer.
-//
-// ioPrintWrapped re-flows a message to the command window's width between the
-// markers the front end recognises ("[\b" ... "]\b \n" for warnings, "{\b" ...
-// "}\b \n" for errors): it breaks at blanks, indents continuation lines like
-// the first word of their line, measures a hot link by its visible text only,
-// expands tabs for measuring only, and drops each unit that a backspace
-// deletes. Everything goes out through uvPrintf and uvPuts, that is CXOut.
-// Main thread only: the switches below are plain data.
+/// @file
+/// Word wrapping of warnings and errors, hot links, and a small column printer.
+///
+/// ioPrintWrapped re-flows a message to the command window's width between the
+/// markers the front end recognises ("[\b" ... "]\b \n" for warnings, "{\b" ...
+/// "}\b \n" for errors): it breaks at blanks, indents continuation lines like
+/// the first word of their line, measures a hot link by its visible text only,
+/// expands tabs for measuring only, and drops each unit that a backspace
+/// deletes. Everything goes out through uvPrintf and uvPuts, that is CXOut.
+/// Main thread only: the switches below are plain data.
 #pragma once
 #include "qzservices/export.hpp"
 #include <cstddef>

@@ -1,4 +1,5 @@
-// The exception of a user interrupt: a ctrl-C, or "q" at the more prompt.
+/// @file
+/// The exception of a user interrupt: a ctrl-C, or "q" at the more prompt.
 #pragma once
 #include "qzservices/export.hpp"
 #include <exception>

@@ -1,4 +1,5 @@
-// Who is waiting for the user's input. One process-wide value, 0 at load.
+/// @file
+/// Who is waiting for the user's input. One process-wide value, 0 at load.
 #pragma once
 #include "qzservices/export.hpp"
 #include <cstdint>

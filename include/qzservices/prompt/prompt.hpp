@@ -1,6 +1,7 @@
-// What the system waits for when it waits for the user: the present input
-// requester (with a guard that sets it for a scope and may announce it), the
-// prompt text with its three states, and the keyboard-reading flag.
+/// @file
+/// What the system waits for when it waits for the user: the present input
+/// requester (with a guard that sets it for a scope and may announce it), the
+/// prompt text with its three states, and the keyboard-reading flag.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/archive_fwd.hpp"

@@ -1,10 +1,11 @@
-// Everything that takes part in leaving the program derives from ShutdownObject
-// and hands itself to ShutdownRegistry, which owns it from then on. The driver
-// of the exit walks the registry in up to four phases, newest object first.
-//
-// Locks: a plain list mutex for changes of the list (never held during a
-// callback) and a recursive phase mutex held for a whole phase, so that an
-// object may unregister itself, or start a nested phase, from its own callback.
+/// @file
+/// Everything that takes part in leaving the program derives from ShutdownObject
+/// and hands itself to ShutdownRegistry, which owns it from then on. The driver
+/// of the exit walks the registry in up to four phases, newest object first.
+///
+/// Locks: a plain list mutex for changes of the list (never held during a
+/// callback) and a recursive phase mutex held for a whole phase, so that an
+/// object may unregister itself, or start a nested phase, from its own callback.
 #pragma once
 #include "qzservices/export.hpp"
 #include <cstddef>

@@ -1,10 +1,11 @@
-// The feature table: the process-wide registry of named, switchable
-// behaviours. Names compare without regard to case; every successful look-up
-// counts. Features only appear: there is no removal.
-//
-// The table has no lock. Registration happens during static initialisation;
-// look-ups count without atomics, so counts may be lost under concurrency (by
-// design: nothing may wait on this table).
+/// @file
+/// The feature table: the process-wide registry of named, switchable
+/// behaviours. Names compare without regard to case; every successful look-up
+/// counts. Features only appear: there is no removal.
+///
+/// The table has no lock. Registration happens during static initialisation;
+/// look-ups count without atomics, so counts may be lost under concurrency (by
+/// design: nothing may wait on this table).
 #pragma once
 #include "qzservices/export.hpp"
 #include <cstdint>

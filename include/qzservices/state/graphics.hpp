@@ -1,12 +1,13 @@
-// What the graphics system needs to know before it exists: whether there is a
-// display, whether figure windows may open, the graphics version and its
-// features, hooks for the deployment runtime and native extensions, and the
-// factory control font.
-//
-// Two notions of display differ on purpose: svGraphicsHasDisplay asks the
-// native display library, while the no-figures state needs DISPLAY set and a
-// running Java with the AWT. Both questions can be answered by functions a
-// host or a test installs. No locks: everything is set on the main thread.
+/// @file
+/// What the graphics system needs to know before it exists: whether there is a
+/// display, whether figure windows may open, the graphics version and its
+/// features, hooks for the deployment runtime and native extensions, and the
+/// factory control font.
+///
+/// Two notions of display differ on purpose: svGraphicsHasDisplay asks the
+/// native display library, while the no-figures state needs DISPLAY set and a
+/// running Java with the AWT. Both questions can be answered by functions a
+/// host or a test installs. No locks: everything is set on the main thread.
 #pragma once
 #include "qzservices/export.hpp"
 #include <boost/function.hpp>

@@ -1,7 +1,8 @@
-// Setting the Java support level: the command-line words, the resolution of
-// conflicts between them, and the lowering of the level when Java or a display
-// turns out to be missing. The level cell and its tests are in
-// session_modes.hpp. Plain cells, used during start on the main thread.
+/// @file
+/// Setting the Java support level: the command-line words, the resolution of
+/// conflicts between them, and the lowering of the level when Java or a display
+/// turns out to be missing. The level cell and its tests are in
+/// session_modes.hpp. Plain cells, used during start on the main thread.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/state/session_modes.hpp"

@@ -1,9 +1,10 @@
-// The session's message language and default character set, the report of
-// the locale found at start, and the registration of the library's numbered
-// message tables with the utility layer.
-//
-// The language is a plain static cell for the main thread. The character set
-// is per thread, kept by the character-set converter.
+/// @file
+/// The session's message language and default character set, the report of
+/// the locale found at start, and the registration of the library's numbered
+/// message tables with the utility layer.
+///
+/// The language is a plain static cell for the main thread. The character set
+/// is per thread, kept by the character-set converter.
 #pragma once
 #include "qzservices/export.hpp"
 

@@ -1,7 +1,8 @@
-// The machine configuration: a thread-safe store of facts about this process
-// (version, system, processor, root, encoding, C library), filled at first use
-// and open to additions, printed into diagnostics. Beside it, the host's
-// window-system query hooks.
+/// @file
+/// The machine configuration: a thread-safe store of facts about this process
+/// (version, system, processor, root, encoding, C library), filled at first use
+/// and open to additions, printed into diagnostics. Beside it, the host's
+/// window-system query hooks.
 #pragma once
 #include "qzservices/export.hpp"
 #include <iosfwd>

@@ -1,7 +1,8 @@
-// Preferences: reading a key of "calyx.prf" and rewriting an integer in it,
-// the cache preference, the preferences directories (from the settings
-// layer, as local text), the toolbox cache file names, and the user's work
-// folder. No lock: the file may be rewritten by another writer meanwhile.
+/// @file
+/// Preferences: reading a key of "calyx.prf" and rewriting an integer in it,
+/// the cache preference, the preferences directories (from the settings
+/// layer, as local text), the toolbox cache file names, and the user's work
+/// folder. No lock: the file may be rewritten by another writer meanwhile.
 #pragma once
 #include "qzservices/export.hpp"
 #include <boost/any.hpp>

@@ -1,7 +1,8 @@
-// Who and where this process is: the installation root, the version texts,
-// the platform names, the graphics status word and the interpreter's runtime
-// interface. Static cells, filled on first use (an early call on the main
-// thread is expected to do that), no lock.
+/// @file
+/// Who and where this process is: the installation root, the version texts,
+/// the platform names, the graphics status word and the interpreter's runtime
+/// interface. Static cells, filled on first use (an early call on the main
+/// thread is expected to do that), no lock.
 #pragma once
 #include "qzservices/export.hpp"
 

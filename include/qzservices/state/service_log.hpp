@@ -1,8 +1,9 @@
-// The service log: a copy of the command window's output in a file or on a
-// standard descriptor. Choosing a target (svLogToFile, svLogToOutput) only
-// records it; svOpenLog opens it and publishes the stream in
-// services::io::CXStream::logStreamPtr_, where the active output proxy writes.
-// No lock: callers keep these apart from the writing of output.
+/// @file
+/// The service log: a copy of the command window's output in a file or on a
+/// standard descriptor. Choosing a target (svLogToFile, svLogToOutput) only
+/// records it; svOpenLog opens it and publishes the stream in
+/// services::io::CXStream::logStreamPtr_, where the active output proxy writes.
+/// No lock: callers keep these apart from the writing of output.
 #pragma once
 #include "qzservices/export.hpp"
 #include <boost/shared_ptr.hpp>

@@ -1,4 +1,5 @@
-// The mode the process runs in and its Java support level: plain cells, no lock.
+/// @file
+/// The mode the process runs in and its Java support level: plain cells, no lock.
 #pragma once
 #include "qzservices/export.hpp"
 

@@ -1,6 +1,7 @@
-// Three slots around the process's signal handling, which this library does
-// not install itself: the function that sets up the handlers, the handler
-// that sees a signal first, and the mode for fatal errors. Plain cells, no lock.
+/// @file
+/// Three slots around the process's signal handling, which this library does
+/// not install itself: the function that sets up the handlers, the handler
+/// that sees a signal first, and the mode for fatal errors. Plain cells, no lock.
 #pragma once
 #include "qzservices/export.hpp"
 #include <boost/function.hpp>

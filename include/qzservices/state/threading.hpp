@@ -1,10 +1,11 @@
-// The number of computational threads the numeric libraries may use: one
-// process-wide record under one mutex, the math library's callback, oneTBB's
-// scheduler, and the features "NumCores", "MaxNumThreads" and "NumThreads".
-//
-// Thread-safe: every access to the record is under its mutex, and its creation
-// goes through boost::call_once. A math-library callback runs with the mutex
-// held, so it must not call back into these functions.
+/// @file
+/// The number of computational threads the numeric libraries may use: one
+/// process-wide record under one mutex, the math library's callback, oneTBB's
+/// scheduler, and the features "NumCores", "MaxNumThreads" and "NumThreads".
+///
+/// Thread-safe: every access to the record is under its mutex, and its creation
+/// goes through boost::call_once. A math-library callback runs with the mutex
+/// held, so it must not call back into these functions.
 #pragma once
 #include "qzservices/export.hpp"
 

@@ -1,5 +1,6 @@
-// Posting to the front end: a user event through the host's posting function,
-// and the request to hide the splash screen through the event manager.
+/// @file
+/// Posting to the front end: a user event through the host's posting function,
+/// and the request to hide the splash screen through the event manager.
 #pragma once
 #include "qzservices/export.hpp"
 #include <cxutil/eventmgr/BaseEvent.hpp>

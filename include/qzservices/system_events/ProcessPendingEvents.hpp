@@ -1,13 +1,14 @@
-// The pending-event pump. Event sources register hooks; one call of
-// svWS_ProcessPendingEvents starts them, polls them in passes until all report
-// done (or an interrupt is pending), and ends them. Between passes it waits up
-// to 1 ms on the registered condition, if there is one.
-//
-// The registry may be changed from any thread; a pump works on a snapshot and
-// skips hooks that have gone. A registration returns a token
-// (boost::shared_ptr<void>), the only strong reference to the hook: releasing
-// it ends the hook. There is no re-entry guard: a pump called from inside a
-// hook starts and ends the hooks again for itself.
+/// @file
+/// The pending-event pump. Event sources register hooks; one call of
+/// svWS_ProcessPendingEvents starts them, polls them in passes until all report
+/// done (or an interrupt is pending), and ends them. Between passes it waits up
+/// to 1 ms on the registered condition, if there is one.
+///
+/// The registry may be changed from any thread; a pump works on a snapshot and
+/// skips hooks that have gone. A registration returns a token
+/// (boost::shared_ptr<void>), the only strong reference to the hook: releasing
+/// it ends the hook. There is no re-entry guard: a pump called from inside a
+/// hook starts and ends the hooks again for itself.
 #pragma once
 #include "qzservices/export.hpp"
 #include <boost/date_time/posix_time/posix_time_types.hpp>

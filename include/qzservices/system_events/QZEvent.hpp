@@ -1,7 +1,8 @@
-// A process-wide one-shot signal by which a waiting thread learns that a user
-// event was posted. svWS_PostUserEvent is the only setter; a waiter (outside
-// this library) waits on `condition` with `mutex` held and clears `signalled`
-// itself.
+/// @file
+/// A process-wide one-shot signal by which a waiting thread learns that a user
+/// event was posted. svWS_PostUserEvent is the only setter; a waiter (outside
+/// this library) waits on `condition` with `mutex` held and clears `signalled`
+/// itself.
 #pragma once
 #include "qzservices/export.hpp"
 #include <boost/shared_ptr.hpp>

@@ -1,8 +1,9 @@
-// A small profiler for the event pump and the update path: for each of eight
-// fixed timers, how often the timed stretch ran and how long it took in all.
-// Off by default; a guard then costs one test. The features
-// "WSPPEProfileClear", "WSPPEProfileEnable" and "WSPPEProfileReport" drive it.
-// Main-thread use only: the profiler has no lock.
+/// @file
+/// A small profiler for the event pump and the update path: for each of eight
+/// fixed timers, how often the timed stretch ran and how long it took in all.
+/// Off by default; a guard then costs one test. The features
+/// "WSPPEProfileClear", "WSPPEProfileEnable" and "WSPPEProfileReport" drive it.
+/// Main-thread use only: the profiler has no lock.
 #pragma once
 #include "qzservices/export.hpp"
 #include <map>

@@ -1,6 +1,7 @@
-// Commit and expose hooks: plain functions that bring changes to the display
-// (commit) or repaint what was exposed (expose), and the single gate that
-// says whether an earlier update has finished. Main thread only: no lock.
+/// @file
+/// Commit and expose hooks: plain functions that bring changes to the display
+/// (commit) or repaint what was exposed (expose), and the single gate that
+/// says whether an earlier update has finished. Main thread only: no lock.
 #pragma once
 #include "qzservices/export.hpp"
 #include <boost/function.hpp>

@@ -1,5 +1,6 @@
-// The utility layer: text output into the command window's streams, memory,
-// and the interrupt state.
+/// @file
+/// The utility layer: text output into the command window's streams, memory,
+/// and the interrupt state.
 #pragma once
 #include "uv/uv_export.hpp"
 #include <cstddef>

@@ -1,7 +1,8 @@
-// Arrays of the array library: a class number, at least two dimensions, and
-// real (plus optional imaginary) data in column-major order.
-// Arrays made by the vxCreate* functions belong to the caller, who frees them
-// with vxDestroyArray. Not thread-safe: an array has one user at a time.
+/// @file
+/// Arrays of the array library: a class number, at least two dimensions, and
+/// real (plus optional imaginary) data in column-major order.
+/// Arrays made by the vxCreate* functions belong to the caller, who frees them
+/// with vxDestroyArray. Not thread-safe: an array has one user at a time.
 #pragma once
 #include "vx/vx_export.hpp"
 #include <cstddef>

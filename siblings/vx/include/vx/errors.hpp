@@ -1,5 +1,6 @@
-// Errors and warnings of the array library. An error "does not return": it is
-// thrown as vx::Error, which carries the identifier and the English text.
+/// @file
+/// Errors and warnings of the array library. An error "does not return": it is
+/// thrown as vx::Error, which carries the identifier and the English text.
 #pragma once
 #include "vx/vx_export.hpp"
 #include "msg/message.hpp"
