@@ -11,9 +11,9 @@
 
 QZSERVICES_API_BEGIN
 
-// Main thread, before the first callback is queued; a second call changes
-// nothing. A host with an event loop of its own connects the service to it
-// with mtInitializeCallbackServiceFromEventLoop instead.
+/// Main thread, before the first callback is queued; a second call changes
+/// nothing. A host with an event loop of its own connects the service to it
+/// with mtInitializeCallbackServiceFromEventLoop instead.
 void mtConnectCallbackServiceToUserEventQueue();
 
 QZSERVICES_API_END

@@ -10,12 +10,12 @@ QZSERVICES_API_BEGIN
 
 namespace eventqueue {
 
-// Thrown (by pointer) when an event was queued but its wake byte could not be written.
+/// Thrown (by pointer) when an event was queued but its wake byte could not be written.
 class UserEventQueueBlockedException {
 public:
-    UserEventQueueBlockedException();  // empty identifier and text
-    virtual ~UserEventQueueBlockedException();  // released by the catcher with delete
-    // The addresses of the identifier and of the text; both are empty strings.
+    UserEventQueueBlockedException();  ///< empty identifier and text
+    virtual ~UserEventQueueBlockedException();  ///< released by the catcher with delete
+    /// The addresses of the identifier and of the text; both are empty strings.
     virtual std::string const* GetID() const;
     virtual std::string const* GetMessageTxt() const;
 

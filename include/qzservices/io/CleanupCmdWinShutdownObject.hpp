@@ -9,12 +9,12 @@ QZSERVICES_API_BEGIN
 
 namespace services { namespace io {
 
-// Registered with the shutdown registry by the library at load.
+/// Registered with the shutdown registry by the library at load.
 class CleanupCmdWinShutdownObject : public ShutdownObject {
 public:
-    CleanupCmdWinShutdownObject() : ShutdownObject(nullptr) {}  // an unnamed shutdown object
-    bool isOkToExit() const override;       // flushes CXOut, then CXErr; true
-    bool closeAllWindows() const override;  // the same
+    CleanupCmdWinShutdownObject() : ShutdownObject(nullptr) {}  ///< an unnamed shutdown object
+    bool isOkToExit() const override;  ///< flushes CXOut, then CXErr; true
+    bool closeAllWindows() const override;  ///< the same
 };
 
 }} // namespace services::io

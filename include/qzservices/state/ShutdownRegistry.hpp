@@ -15,28 +15,28 @@ QZSERVICES_API_BEGIN
 
 namespace services { namespace state { class ShutdownRegistryImpl; } }
 
-// One participant in the exit: each phase calls its hook, which a derived
-// class overrides where it has work to do.
+/// One participant in the exit: each phase calls its hook, which a derived
+/// class overrides where it has work to do.
 class ShutdownObject {
 public:
-    explicit ShutdownObject(char const* name);  // null means the empty name
-    ShutdownObject(ShutdownObject const& other);  // copies the name
+    explicit ShutdownObject(char const* name);  ///< null means the empty name
+    ShutdownObject(ShutdownObject const& other);  ///< copies the name
     virtual ~ShutdownObject();
 
-    virtual bool isOkToExit() const;       // base: true
-    virtual bool closeAllWindows() const;  // base: true
-    virtual void preTerminate() const;     // base: nothing
-    virtual void terminate() const;        // base: nothing
+    virtual bool isOkToExit() const;  ///< base: true
+    virtual bool closeAllWindows() const;  ///< base: true
+    virtual void preTerminate() const;  ///< base: nothing
+    virtual void terminate() const;  ///< base: nothing
 
-    // The name the registry finds the object by; null sets the empty name.
+    /// The name the registry finds the object by; null sets the empty name.
     std::string const& getName() const { return name; }
     void init_name(std::string const& newName) { name = newName; }
     void init_name(char const* newName) { name = newName ? newName : ""; }
 
-    // Frees the memory without running the destructor.
+    /// Frees the memory without running the destructor.
     static void Dealloc(ShutdownObject* object);
 
-    // Objects live in the utility layer's heap.
+    /// Objects live in the utility layer's heap.
     static void* operator new(std::size_t size);
     static void operator delete(void* p);
 
@@ -44,19 +44,19 @@ private:
     std::string name;
 };
 
-// The process-wide list of participants, walked newest first in each phase.
+/// The process-wide list of participants, walked newest first in each phase.
 class ShutdownRegistry {
 public:
-    // Takes ownership, unless an object of the same non-empty name is already
-    // registered: then nothing happens and the object stays the caller's.
+    /// Takes ownership, unless an object of the same non-empty name is already
+    /// registered: then nothing happens and the object stays the caller's.
     static void RegisterObject(ShutdownObject* object);
-    // Removes and destroys the first object of that name; waits first for a
-    // phase running on another thread. Unknown names do nothing.
+    /// Removes and destroys the first object of that name; waits first for a
+    /// phase running on another thread. Unknown names do nothing.
     static void UnregisterObject(char const* name);
 
-    static bool IsOkToExit();                  // stops at the first refusal
-    static bool CloseAllAppWindows(bool force);  // with force: asks all, answers true
-    // The last two phases: every object's preTerminate, then every terminate.
+    static bool IsOkToExit();  ///< stops at the first refusal
+    static bool CloseAllAppWindows(bool force);  ///< with force: asks all, answers true
+    /// The last two phases: every object's preTerminate, then every terminate.
     static void PreTerminateApps();
     static void TerminateApps();
 

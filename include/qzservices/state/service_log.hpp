@@ -12,20 +12,20 @@
 
 QZSERVICES_API_BEGIN
 
-// Mode 2 (appended) with `append`, else 1 (truncated at open).
+/// Mode 2 (appended) with `append`, else 1 (truncated at open).
 void svLogToFile(std::string const& name, bool append);
-// Mode 4 (standard error) with the argument true, else 3 (standard output).
+/// Mode 4 (standard error) with the argument true, else 3 (standard output).
 void svLogToOutput(bool toStandardError);
-// Opens the chosen target: 0 on success or with nothing chosen; -1, with the
-// choice dropped as by svReleaseLog, when it cannot be opened.
+/// Opens the chosen target: 0 on success or with nothing chosen; -1, with the
+/// choice dropped as by svReleaseLog, when it cannot be opened.
 int svOpenLog();
-// Ends the log: no stream, mode 0, no name.
+/// Ends the log: no stream, mode 0, no name.
 void svReleaseLog();
-// Installs a stream (flushing the one before). A stream with any of its
-// error bits set is refused: nothing is installed then.
+/// Installs a stream (flushing the one before). A stream with any of its
+/// error bits set is refused: nothing is installed then.
 void svSetLogStream(boost::shared_ptr<std::ostream> stream);
-boost::shared_ptr<std::ostream> svGetLogStream();  // null while there is no log
-// "stdout" in mode 3, "stderr" in mode 4, otherwise the recorded file name.
+boost::shared_ptr<std::ostream> svGetLogStream();  ///< null while there is no log
+/// "stdout" in mode 3, "stderr" in mode 4, otherwise the recorded file name.
 std::string svGetLogFileName();
 
 QZSERVICES_API_END

@@ -15,22 +15,22 @@ namespace services {
 
 class QZEvent {  // the flag, its mutex and its condition
 public:
-    QZEvent() : signalled(false) {}  // not signalled
-    QZEvent(QZEvent const&) = delete;  // one per process: not copyable
-    QZEvent& operator=(QZEvent const&) = delete;  // nor assignable
+    QZEvent() : signalled(false) {}  ///< not signalled
+    QZEvent(QZEvent const&) = delete;  ///< one per process: not copyable
+    QZEvent& operator=(QZEvent const&) = delete;  ///< nor assignable
 
-    // Sets the flag and wakes one waiter.
+    /// Sets the flag and wakes one waiter.
     void signal();
 
-    bool signalled;  // guarded by mutex
-    boost::mutex mutex;  // guards signalled
-    boost::condition_variable_any condition;  // notified by signal()
+    bool signalled;  ///< guarded by mutex
+    boost::mutex mutex;  ///< guards signalled
+    boost::condition_variable_any condition;  ///< notified by signal()
 };
 
 } // namespace services
 
-// The one instance, made on the first call (from any thread). If making it
-// throws, the next call tries again.
+/// The one instance, made on the first call (from any thread). If making it
+/// throws, the next call tries again.
 boost::shared_ptr<services::QZEvent> getUserEventQueueEvent();
 
 QZSERVICES_API_END
