@@ -9,7 +9,7 @@ packages=(
   libboost-iostreams-dev libboost-date-time-dev libboost-regex-dev
   libtbb-dev libncurses-dev libicu-dev libedit-dev
   libgtest-dev libgmock-dev libbenchmark-dev libarchive-dev
-  tmux abigail-tools dpkg-dev python3
+  tmux abigail-tools dpkg-dev python3 doxygen
 )
 # The fuzz targets need clang and its libFuzzer runtime.
 if [ "${1:-}" = "fuzz" ]; then
