@@ -38,9 +38,11 @@ FILE* ioFopenPathName(char const* name, char const* mode, char* outPath, int* ou
 FILE* ioFopenPath(char const* name, char const* mode);
 /// As ioFopen; a failure raises, except a missing file, which returns null.
 FILE* ioFopenErrorChk(char const* name, char const* mode);
+///@{
 /// As ioFopenPath and ioFopenPathName; every failure raises.
 FILE* ioFopenErrorChkPath(char const* name, char const* mode);
 FILE* ioFopenErrorChkPathName(char const* name, char const* mode, char* outPath);
+///@}
 /// fclose, for files opened by the functions above.
 int ioFclose(FILE* file);
 /// `name` with "~" expanded, into `buffer` (IO_PATH_BUFFER bytes).

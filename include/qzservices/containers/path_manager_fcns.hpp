@@ -13,6 +13,7 @@ void svSetPathManagerDefaultIOFcns();
 /// Hands it the plain set.
 void svSetPathManagerDefaultIOFcnsOrig();
 
+///@{
 /// The plain set: a listing (a packed name list, `*modes` the entries' type
 /// bits), a directory's accessibility, whether a path is a readable file or a
 /// directory, and a file's modification time.
@@ -21,13 +22,16 @@ pxDirAccessibility svPlainDirAccessibility(pxPath path, char const* dir);
 bool svPlainIsReadableFile(char const* file);
 bool svPlainIsDirectory(pxPath path, char const* dir);
 long svPlainModificationTime(pxPath path, char const* file);
+///@}
 
+///@{
 /// The container-aware set: the same questions, answered inside CAT files too.
 char* svContainerListDirectory(pxPath path, char const* dir, unsigned int** modes);
 pxDirAccessibility svContainerDirAccessibility(pxPath path, char const* dir);
 bool svContainerIsReadableFile(char const* file);
 bool svContainerIsDirectory(pxPath path, char const* dir);
 long svContainerModificationTime(pxPath path, char const* file);
+///@}
 
 /// The names in `dir` as a packed list (".", ".." and the entries), and in
 /// `*streamAccess` how the listing ended: 0 when it is whole, otherwise the

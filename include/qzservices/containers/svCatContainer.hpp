@@ -107,9 +107,11 @@ class svCatContainer : public svContainer {
 public:
     /// A CAT is readable once it was opened.
     bool access(int mode) override;
+    ///@{
     /// Finds the entry named as the object in its directory's block.
     bool stat() override;
     char* getFullPath() override;
+    ///@}
     /// Steps to `name`: at the CAT file's own root, reads its magic first.
     bool enter(char const* name, int len) override;
     bool enter(char const* name, int len, bool statIt) override;

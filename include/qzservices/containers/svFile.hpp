@@ -52,11 +52,13 @@ public:
     svFile(svFile const&) = delete;
     svFile& operator=(svFile const&) = delete;
 
+    ///@{
     /// access(mode) asks the object's family whether it may be used with the
     /// access(2) bits of mode; stat() records its type, size and time. Both
     /// set the object's error state on failure.
     virtual bool access(int mode) = 0;
     virtual bool stat() = 0;
+    ///@}
     /// The state questions answer from the type the last stat recorded.
     virtual bool exist() { return getFileType() != typeUnknown; }
     virtual bool isDir() { return getFileType() == typeDirectory; }
@@ -94,10 +96,12 @@ public:
     /// Setting takes ownership and deletes the record the slot held.
     QZFileStat* xgetFileStat(int slot) const { return slot == 0 || slot == 1 ? fileStat[slot] : nullptr; }
     void setFileStat(QZFileStat* record, int slot);
+    ///@{
     /// Bracket a trial stat: save keeps only the offset in a fresh record;
     /// recover puts the saved record back.
     void saveFileStat();
     void recoverFileStat();
+    ///@}
 
     /// True when the name is "." (the object stands at its own root).
     bool standsAtDot() const;
@@ -126,10 +130,12 @@ public:
     /// Deletes the directory stream, the file and the parent: the whole chain.
     ~svContainer() override;
 
+    ///@{
     /// Steps the object to the component `name` (`len` bytes); with statIt the
     /// step is checked with a stat. False, with the error kept, when it fails.
     virtual bool enter(char const* name, int len) = 0;
     virtual bool enter(char const* name, int len, bool statIt) = 0;
+    ///@}
     /// Prints nothing in both families; kept for the model's interface.
     virtual void display() = 0;
     /// A directory may be walked once it can be read and searched and stat
@@ -147,9 +153,11 @@ public:
     /// Joins the current name to the partial path (unless it is unset or "."),
     /// then takes `newName` as the name: the one way to step.
     void updateFullPath(char const* newName);
+    ///@{
     /// Joins `text` (or its first `len` bytes) to the partial path as a subdirectory.
     void appendToPartialPath(char const* text);
     void appendToPartialPath(char const* text, int len);
+    ///@}
 
     /// The links of the chain. The owned ones (stream, parent, file) are
     /// deleted by the setters when replaced; resetFile forgets the file

@@ -26,10 +26,12 @@ public:
     svIoStream(svIoStream const&) = delete;
     svIoStream& operator=(svIoStream const&) = delete;
 
+    ///@{
     /// Open and close the stream on its object; false with streamAccess set.
     virtual bool open() = 0;
     virtual bool open(char const* mode) = 0;
     virtual bool close() = 0;
+    ///@}
     /// Whether the stream's code is an error (a layered stream asks its base).
     virtual bool hasErrorOnStream() const;
 
@@ -52,10 +54,12 @@ public:
     /// The byte order of the machine the code runs on.
     Endianness getComputerEndianness() const;
     static bool isError(StreamAccessReturnValue value) { return value >= 1 && value < 12; }
+    ///@{
     /// Neither checks its range (callers pass 0 to 11).
     /// The English message and the identifier's last part for a code.
     static std::string getStreamAccessStrings(int value);
     static std::string getStreamAccessMnenomics(int value);
+    ///@}
     /// Copies four bytes, reversed when the stream's byte order is not the computer's.
     void memcpyFourBytes(void* dst, void const* src) const;
 
@@ -80,10 +84,12 @@ public:
     /// uvCalloc, which the caller owns (allocated even when the read fails);
     /// returns the number of bytes read.
     virtual unsigned long read(unsigned char** buffer, unsigned long count) = 0;
+    ///@{
     /// The position in the file's bytes; setpos is false when it cannot go there.
     virtual long getpos() = 0;
     virtual bool setpos(long position) = 0;
     bool hasErrorOnStream() const override;
+    ///@}
 
     /// The stream on the backing file this one reads through, or null.
     svContainerFileIoStream* getBase() const { return base; }
@@ -102,6 +108,7 @@ public:
     /// A packed list ("." and ".." first, then the names, one more zero byte)
     /// from uvCalloc, freed by the caller with uvFree; may be null.
     virtual char* getDirList() = 0;
+    ///@{
     /// The current entry's name, type, size and offset; null or 0 where the
     /// stream keeps no entry record.
     virtual char const* getEntryName() const = 0;
@@ -109,6 +116,7 @@ public:
     virtual unsigned long getEntrySize() const = 0;
     virtual long getEntryOffset() const = 0;
     bool hasErrorOnStream() const override;
+    ///@}
 
     /// The stream on the file that holds the directory, or null.
     svContainerFileIoStream* getBase() const { return base; }

@@ -34,11 +34,13 @@ public:
     OSDir(OSDir const&) = delete;
     OSDir& operator=(OSDir const&) = delete;
 
+    ///@{
     /// opendir (closing what was open), readdir to the next entry, closedir;
     /// each false when the call fails or, for read, no entry is left.
     bool open(char* p);
     bool read();
     bool close();
+    ///@}
     /// The current entry's name, null before the first read and after the last.
     char const* getName() const { return entry ? entry->d_name : nullptr; }
     char* getPath() const { return path; }
@@ -63,12 +65,14 @@ class svStdContainerDirIoStream : public svContainerDirIoStream {
 public:
     svStdContainerDirIoStream();
     ~svStdContainerDirIoStream() override;
+    ///@{
     /// The directory stream's operations on the object's full path.
     bool open() override;
     bool open(char const* mode) override;
     bool close() override;
     bool read() override;
     char* getDirList() override;
+    ///@}
     /// The plain stream keeps no entry record.
     char const* getEntryName() const override { return nullptr; }
     int getEntryType() const override { return 0; }
@@ -101,10 +105,12 @@ public:
     /// known of it.
     FILE* getStream() const { return stream; }
     void setStream(FILE* s);
+    ///@{
     /// The length and modification time of the open file (one fstat per
     /// open, shared by both), or -1.
     long getLength();
     long getModificationTime();
+    ///@}
     /// The code for an errno; with returnOnError set it raises
     /// containerStreamError instead (but for a missing file when
     /// continueNotFound is set).
@@ -142,12 +148,16 @@ public:
 /// An operating-system file on the path.
 class svStdContainerFile : public svContainerFile {
 public:
+    ///@{
     /// access(2) and stat(2) of the full path, their failure kept as the error.
     bool access(int mode) override;
     bool stat() override;
+    ///@}
+    ///@{
     /// The size the last stat found; 0 before any stat.
     long size() override;
     char* getFullPath() override;
+    ///@}
 };
 
 QZSERVICES_API_END

@@ -32,9 +32,11 @@ public:
     /// The caller holds the lock for these.
     /// Appends a token; false if the array has no room (it could not grow).
     bool insert_token(unsigned int token);
+    ///@{
     /// 1 if found and removed (the later tokens keep their order), else 0.
     int delete_token(unsigned int token);
     bool query_token(unsigned int token) const;  ///< whether the token is live
+    ///@}
     /// When full: 16 elements for an empty array, otherwise twice the count.
     /// False if the memory could not be had; the old array stays.
     bool grow_client_tokens_if_necessary();

@@ -17,9 +17,11 @@
 
 QZSERVICES_API_BEGIN
 
+///@{
 /// From any thread.
 unsigned int mtCallbackRegisterClient();
 int mtCallbackRemoveClient(unsigned int token);  ///< 1 if the token was live, else 0
+///@}
 /// Queues a request and, once an event loop is connected, posts it a wake-up.
 void mtCallbackAdd(unsigned int token, int (*callback)(void*), void* argument);
 

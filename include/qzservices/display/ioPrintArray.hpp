@@ -22,11 +22,13 @@ void ioPrintArray(vxArray_tag const* array);
 /// The bare values: ioPrintArray(NULL, array).
 void ioPrintMatrixCompact(vxArray_tag const* array);
 
+///@{
 /// A numeric, logical or sparse array of at most two dimensions, and every
 /// empty-array message. A class without a number form (void, cell, ...) raises
 /// error number 15 before anything is written.
 void ioPrintMatrix(char const* name, vxArray_tag const* array);
 void ioPrintMatrix(vxArray_tag const* array);  ///< named by ioGetArrayName
+///@}
 
 /// A character array as its rows, each page of a many-dimensional array as a
 /// block. pageName, when given, is shown instead of name.

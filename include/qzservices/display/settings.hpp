@@ -44,10 +44,12 @@ char* GetNewline();
 /// The next numeric display writes no heading; the one after writes one
 /// again. (The single p is the interface's own spelling.)
 void ioSupressName();
+///@{
 /// The name of an array for the one-argument forms of the printers. Must be set
 /// before the first one-argument display; until then ioGetArrayName raises
 /// "CALYX:services:noArrayNameCallback".
 void ioSetArrayNameCallback(char const* (*callback)(vxArray_tag const*));
 char const* ioGetArrayName(vxArray_tag const* array);  ///< the callback's name for `array`
+///@}
 
 QZSERVICES_API_END

@@ -25,9 +25,11 @@ std::string ioSizeOrEmptyDisplay(vxArray_tag const* array);
 /// True when all n values are zero, and when n is 0.
 bool ioIsAllZero(size_t n, size_t const* values);
 
+///@{
 /// A help link around text when output is hot (uvPrintfIsHot), else the text.
 /// Neither argument is escaped.
 std::string ioCreateHelpHotlink(std::string const& text, std::string const& topic);
 std::string ioCreateBoldHelpHotlink(std::string const& text, std::string const& topic);  ///< the same, in bold
+///@}
 
 QZSERVICES_API_END

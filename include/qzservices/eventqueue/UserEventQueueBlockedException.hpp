@@ -15,9 +15,11 @@ class UserEventQueueBlockedException {
 public:
     UserEventQueueBlockedException();  ///< empty identifier and text
     virtual ~UserEventQueueBlockedException();  ///< released by the catcher with delete
+    ///@{
     /// The addresses of the identifier and of the text; both are empty strings.
     virtual std::string const* GetID() const;
     virtual std::string const* GetMessageTxt() const;
+    ///@}
 
 private:
     std::string id_;

@@ -53,10 +53,12 @@ public:
     double getTimer() const;
     int getTimerSec() const { return timerSec_; }  ///< the timeout's whole seconds; negative: none
     int getTimerUSec() const { return timerUSec_; }  ///< the timeout's microseconds
+    ///@{
     /// The timeout of every later wait. Below zero: none. Otherwise whole
     /// seconds and the floor of the fraction in microseconds.
     void setTimer(double seconds);
     void setTimer(int seconds, int microseconds);  ///< stored as given
+    ///@}
 
     /// Replaces the handler of `fd`; the previous one, or null. A descriptor
     /// that select cannot watch (negative, or not below FD_SETSIZE) raises
@@ -65,12 +67,14 @@ public:
     /// The removed handler, or null for a descriptor that is not watched.
     UserEventInputHandler removeInput(int fd);
 
+    ///@{
     /// One wait on all watched descriptors; each ready one's handler runs,
     /// lowest descriptor first, told not to flush (or to flush). The result is
     /// select's count less one per handler that returned false (never below
     /// 0): 0 when the timer ran out, -1 when select failed and nothing ran.
     int getNextEventOrBlock();
     int flushEventsOrBlock();
+    ///@}
 
     /// Whether the read end becomes readable within `seconds`. -1.0 waits
     /// without limit; any other negative value answers false at once. Takes

@@ -23,15 +23,19 @@ public:
     bool useLogging() const override;  ///< false while isInEvalC_
     ~CmdWinSink() override;  ///< nothing of its own to release
 
+    ///@{
     /// After an interrupt was handled: one line feed, synced, so that the next
     /// prompt stands on a fresh line; marks the sink dirty.
     virtual void ctrlCProcessed();
     virtual void doClc();  ///< clears the window (CLCEvent); does nothing here
     virtual void doHome();  ///< homes the cursor (HomeEvent); does nothing here
+    ///@}
+    ///@{
     /// One key is wanted; does nothing here.
     virtual void keyStrokeRequested(services::prompt::InputRequester const& requester) const;
     virtual bool isInputRequestNecessary() = 0;  ///< whether the host must be asked for input
     virtual void requestInput() = 0;  ///< asks the host for input
+    ///@}
 
     /// Requests input from the host if it says a request is necessary.
     void inputRequested();

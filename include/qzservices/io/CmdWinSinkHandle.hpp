@@ -49,18 +49,22 @@ public:
     /// Previous becomes current, and previous is forgotten.
     static void restorePreviousFactory();
 
+    ///@{
     /// These act on the current output sink; with no factory they do nothing
     /// (isDirty answers false).
     static bool isDirty();
     static void setDirty(bool dirty);  ///< sets the current sink's dirty flag
     static void ctrlCProcessed();  ///< tells the current sink that an interrupt was handled
     static void keyStrokeRequested(services::prompt::InputRequester const& requester);  ///< tells it one key is wanted
+    ///@}
 
+    ///@{
     /// Event handlers.
     /// Asks the sink for input.
     static void inputRequestedEventHappened(services::prompt::InputRequestEvent const& event);
     static void handleClc(CLCEvent const& event);  ///< clears the current sink's window
     static void handleHome(HomeEvent const& event);  ///< homes the current sink's cursor
+    ///@}
 
     static void invariants() {}  ///< a hook for checks; none here
 
@@ -97,10 +101,12 @@ private:
     static boost::once_flag flag;
 };
 
+///@{
 /// Registers one more object that flushes both streams when the process asks
 /// whether it may exit and when it closes its windows. One is registered at load.
 void registerShutdownObject();
 void initialize();  ///< registers one more such object
+///@}
 
 }} // namespace services::io
 

@@ -53,6 +53,7 @@ extern "C" _svIoCallbacks _sv_iocb;  ///< the table itself, with C linkage for h
 /// may pass a partly filled table and call again later to change a few.
 void svSetIoCallbacks(_svIoCallbacks* table);
 
+///@{
 /// Callers of _sv_iocb. svFindFirstFileName answers false while entry 0 is null.
 bool svFindFirstFileName(char const* name, bool flag, char* out);
 unsigned int svSleep(double seconds, bool flag);  ///< entry 2: sleeps through the host
@@ -60,6 +61,7 @@ int svIOGetLineProtocol();  ///< entry 11: the host's line protocol
 void svIOSetupLineProtocol();  ///< entry 12: the host sets its line protocol up
 void svWriterThreadPassThrough(bool on);  ///< entry 22: passes text straight through, or not
 void svWriterThreadAddCommandText(char* text);  ///< entry 23: adds command text
+///@}
 
 namespace services { namespace io {
 int flushRead();  ///< waits for one key and returns its code; -1 with no host
@@ -103,9 +105,11 @@ void svWS_BringCALYXToFront();  ///< calls the host's bring-to-front function
 enum XlateContextEnum { XLATE_CONTEXT_DEFAULT = 0 };  ///< where a text is used
 enum XlateWindowEnum { XLATE_WINDOW_DEFAULT = 0 };  ///< which window shows it
 
+///@{
 /// No translation is installed: each returns `text` itself.
 char const* svXlate(char const* text);
 char const* ioXlate(char const* text);
 char const* ioXlateContextWindow(char const* text, XlateContextEnum context, XlateWindowEnum window);
+///@}
 
 QZSERVICES_API_END

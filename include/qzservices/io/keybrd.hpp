@@ -37,12 +37,14 @@ int ioGetLineProtocol();  ///< 1 canonical, 0 non-canonical
 void ioSetLineProtocol(int protocol);  ///< records the mode without touching the terminal
 /// Non-canonical input with the keypad on (and the window size read again), on a terminal only.
 void ioSetupLineProtocol();
+///@{
 /// Back to canonical input if needed; the keypad off in either case.
 void ioResetLineProtocol();
 int ioSetCanonicalMode();  ///< the terminal as found, line by line; 1
 int ioSetNonCanonicalMode();  ///< also builds the key tables
 void ioEnableKeypadMode();  ///< writes the terminal's keypad-on sequence, if known
 void ioDisableKeypadMode();  ///< writes its keypad-off sequence, if known
+///@}
 
 /// One key: the character typed, or one code for a whole known sequence. A
 /// sequence that turns out unknown gives its first character, and the rest

@@ -9,10 +9,12 @@
 
 QZSERVICES_API_BEGIN
 
+///@{
 /// Adds at the back and then calls the post-add hook; false when full, and then
 /// nothing changes and the hook is not called.
 bool ioAddTypeAheadChar(char c);
 size_t ioGetTypeAheadCount();  ///< characters waiting in the queue
+///@}
 /// Takes the front. Unchecked: the caller asks ioGetTypeAheadCount first.
 char ioGetTypeAheadChar();
 /// Puts a character back at the front; false when full.

@@ -20,9 +20,11 @@ public:
     [[noreturn]] virtual void rethrow() const { throw *this; }  ///< throws a copy of this exception
 
     bool isFromCtrlC() const { return fromCtrlC_; }  ///< whether a ctrl-C raised it
+    ///@{
     /// "InterruptException(ctrl-c)" when it came from a ctrl-C, else "InterruptException".
     std::basic_string<unsigned short> ToUstringImpl() const;
     char const* what() const noexcept override;  ///< the same text as ToUstringImpl, narrow
+    ///@}
 
 private:
     bool fromCtrlC_;

@@ -79,10 +79,12 @@ class PromptHolder {
 public:
     enum State { NORMAL = 0, EMERGENCY = 1, EMERGENCY_QUESTION = 2 };  ///< the prompt's three states
     static void setState(State state);  ///< changes the state under the mutex
+    ///@{
     /// ">>", "[Please exit and restart CALYX]>>", "Attempt to restart CALYX? [y or n]>>".
     static char const* getString();
     static bool isQuestion();  ///< state 2
     static bool isEmergency();  ///< state 1 or 2
+    ///@}
 
 private:
     static State state_;

@@ -36,9 +36,11 @@ public:
     /// Frees the memory without running the destructor.
     static void Dealloc(ShutdownObject* object);
 
+    ///@{
     /// Objects live in the utility layer's heap.
     static void* operator new(std::size_t size);
     static void operator delete(void* p);
+    ///@}
 
 private:
     std::string name;
@@ -56,9 +58,11 @@ public:
 
     static bool IsOkToExit();  ///< stops at the first refusal
     static bool CloseAllAppWindows(bool force);  ///< with force: asks all, answers true
+    ///@{
     /// The last two phases: every object's preTerminate, then every terminate.
     static void PreTerminateApps();
     static void TerminateApps();
+    ///@}
 
     ~ShutdownRegistry();
 

@@ -64,12 +64,14 @@ private:
     Map features_;
 };
 
+///@{
 /// Registration, with the callbacks each form takes (the others null);
 /// a name registered before throws FeatureTable::DuplicateFeatureException.
 void svRegisterFeature(char const* name, int value, void (*callback)(int), svFeatureBuiltin builtin);
 void svRegisterNoArg(char const* name, int value, void (*callback)());
 void svRegisterBuiltin(char const* name, int value, svFeatureBuiltin builtin);
 void svRegisterOneArg(char const* name, int value, void (*callback)(int));
+///@}
 
 /// The stored record, or null. Records never move, so the pointer may be kept.
 svFeature* svFindFeatureEntry(char const* name);
@@ -85,6 +87,7 @@ bool svIsFeatureRegistered(char const* name);
 /// has that name. Main thread, like every writer of the table.
 bool svSetFeatureValue(char const* name, int value);
 
+///@{
 /// Built-ins for the command-language layer: the list of features as a
 /// structure array (counting nothing), one feature's count (its own look-up
 /// included), every count printed as "name=count", every count cleared.
@@ -92,6 +95,7 @@ void svListFeatures(int outCount, vxArray_tag** outArgs, int inCount, vxArray_ta
 void featureCallCount(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 void printFeatureCounts(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 void clearFeatureCounts(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
+///@}
 
 /// Registers "memmgr", the memory-manager report, once; called at load.
 int init_registerMemCounterFeatures(int);

@@ -37,10 +37,12 @@ void svSysBeep();
 bool svGraphicsGetNoFigures();  ///< marks the state as queried
 /// Forces figures off (or lifts the force) and updates the feature's value.
 void svGraphicsSetNoFigures(bool forced);
+///@{
 /// No force, flags cleared, the production display question put back.
 void svGraphicsResetNoFigures();
 bool svGraphicsHasDisplayStub();  ///< DISPLAY is set, whatever its text
 bool graphicsHasDisplayProductionImpl();  ///< the stub, Java enabled, and the AWT in use
+///@}
 
 // ---- graphics version and state ----
 int pgGetDefaultVersion();  ///< 1
@@ -48,6 +50,7 @@ bool pgGetDefaultSingleGraphics();  ///< false
 int pgGetVersion();  ///< 1 or 2
 /// Accepts 1 and 2; anything else warns and leaves the version.
 void pgSetVersion(int version);
+///@{
 /// The flags of the graphics state, plain data until pgValidateFeatures
 /// copies them into the features: initialised (never cleared but by
 /// initializePGState), single graphics, production.
@@ -59,20 +62,26 @@ bool pgIsProduction();
 void pgSetProduction(bool production);
 bool pgUsingCalyxClasses();  ///< version 2
 bool pgIsMixedMode();  ///< not single graphics
+///@}
 /// Once initialised, copies the state into the four graphics features' values.
 void pgValidateFeatures();
+///@{
 /// The names of the four graphics features.
 char const* UsePG2Str();
 char const* UseGBT2Str();
 char const* PGUsingCALYXClassesStr();
 char const* CALYXUsingSingleGraphicsStr();
+///@}
 
+///@{
 /// The root language: equal texts (ignoring case, over 32 characters) change
 /// nothing; otherwise the text is stored cut at 32 characters, lowered unless
 /// it is exactly "C", and ioLanguageSwitcher is told the text as given.
 char const* svGetRootLanguage();
 void svSetRootLanguage(char const* text);
+///@}
 
+///@{
 /// Built-ins of the features, each returning a logical. The display one asks
 /// the display function; the four graphics ones validate the features first,
 /// and all but "UsePG2" refuse an argument as read-only.
@@ -82,12 +91,15 @@ void isPG2Enabled(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag*
 void isGBT2Enabled(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 void isPGUsingCALYXClasses(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 void isCALYXUsingSingleGraphics(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
+///@}
 
+///@{
 /// Registration of "HasDisplay", "NoFigureWindows" and the four graphics
 /// features; each runs once, at load.
 int init_registerGraphicsDisplayFeatures(int);
 int init_graphicsNoFiguresInit(int);
 int init_registerPGFeatures(int);
+///@}
 
 namespace services { namespace Graphics {
 
@@ -98,20 +110,24 @@ bool getNoFigures();
 void setHasDisplayFcn(boost::function<bool()> fcn);
 /// Writes getNoFigures() into the "NoFigureWindows" record.
 void updateFeatureValue();
+///@{
 /// Set by the queries and setters above, cleared by the resets; kept for
 /// diagnostics, nothing in this library decides on them.
 bool displayQueried();
 bool displayOverridden();
 bool noFiguresQueried();
 bool noFiguresOverridden();
+///@}
 
 namespace State {
 /// The start state: not initialised, version 1, not single graphics,
 /// production, no root language.
 void initializePGState();
+///@{
 /// Whether no root language is stored, and forgetting it (no switcher call).
 bool isLanguageEmpty();
 void clearLanguage();
+///@}
 } // namespace State
 
 namespace FactoryFont {
@@ -145,6 +161,7 @@ void resetCxrCallbacks();
 /// Bridges of native extensions to figure properties; an unset bridge throws
 /// boost::bad_function_call.
 namespace VxeHooks {
+///@{
 /// The setter and getter of a property, installed together (null unsets),
 /// called through the bridges, read back, and unset by the reset.
 typedef int (*SetFcn)(double handle, char const* property, vxArray_tag* value);
@@ -155,6 +172,7 @@ vxArray_tag* vxeGetBridge(double handle, char const* property);
 SetFcn getVxeSetFcn();
 GetFcn getVxeGetFcn();
 void resetCallbacks();
+///@}
 } // namespace VxeHooks
 
 }} // namespace services::Graphics

@@ -59,9 +59,11 @@ enum : unsigned int {
     SERVICES_CONFIG_OPENDIR_ERROR = 0x4d0007,
 };
 
+///@{
 /// Register "Locale"; and "DefaultCharacterSet" with the two message tables.
 /// Each runs once, at load.
 int init_regLocaleFeatures(int);
 int init_regCharsetFeatures(int);
+///@}
 
 QZSERVICES_API_END

@@ -32,6 +32,7 @@ int svGetCachePreference();
 /// per-thread cell and stay valid until the same thread calls the same
 /// function again; null when the settings layer gives none.
 char const* svGetPreferencesDirectory(bool create);  ///< the folder in use, made with `create`
+///@{
 /// Makes `dir` (and its parents) the folder in use; empty or null goes back to
 /// the default. False, with the folder in use kept, when it cannot be made.
 bool svSetPreferencesDirectory(char const* dir);
@@ -41,6 +42,7 @@ char const* svGetPreviousPreferencesDirectory();  ///< the newest earlier releas
 std::string svCalyxDefaultPrefDirPrefix();  ///< the home folder and a slash
 std::string svCalyxDefaultPrefDirSuffix(char const* text);  ///< ".calyx/" and the release `text`
 char const* svGetTimestampFileName();  ///< "calyx.timestamp" in the folder in use
+///@}
 
 /// "<preferences directory>/toolbox_cache-3.4.0-<hash of the root>-linux64.xml",
 /// the directory created if needed; null without one. Static buffer.

@@ -26,10 +26,12 @@ char const* svCalyxSplashArch();  ///< "64-bit (linux64)"
 char const* svCalyxRelease();  ///< "2031b"
 char const* svCalyxDescription();  ///< ""
 
+///@{
 /// The directory of this library, resolved, and the installation root above
 /// its "bin" component.
 char const* svGetBinArchDir();
 char const* svCalyxRoot();
+///@}
 /// Overrides the root, with a warning that this is for unit tests. Returns the
 /// root buffer.
 char* svSetCXRoot(char const* root);
@@ -42,29 +44,35 @@ typedef struct pxPathObject* pxPath;
 /// when the list is unchanged, reads all listings again.
 void svSetStartupPath(pxPath path);
 
+///@{
 /// The graphics status word. Set and clear touch only the low three bits and
 /// return the previous word; get always shows bit 6 (64).
 int svSetPGStatus(int bits);
 int svClearPGStatus(int bits);
 int svGetPGStatus();
+///@}
 
 /// The interface the interpreter hands over. Until it does, a static instance
 /// of this base answers every call with 0.
 class svCXRuntime {
 public:
     virtual ~svCXRuntime();
+    ///@{
     /// Whether code is running, who asks for input, and the stream in use,
     /// as the interpreter knows them.
     virtual int GetCodeBlockStatus();
     virtual int GetInputRequester();
     virtual int GetActiveStreamID();
+    ///@}
 };
 
 /// Only the first non-null runtime is taken; later ones and null are ignored.
 void svSetRuntimeInstance(svCXRuntime* runtime);
+///@{
 /// The runtime's answers.
 int svGetCodeBlockStatus();
 int svGetInputRequester();
+///@}
 
 #include <string>
 

@@ -21,10 +21,12 @@ void svLogToOutput(bool toStandardError);
 int svOpenLog();
 /// Ends the log: no stream, mode 0, no name.
 void svReleaseLog();
+///@{
 /// Installs a stream (flushing the one before). A stream with any of its
 /// error bits set is refused: nothing is installed then.
 void svSetLogStream(boost::shared_ptr<std::ostream> stream);
 boost::shared_ptr<std::ostream> svGetLogStream();  ///< null while there is no log
+///@}
 /// "stdout" in mode 3, "stderr" in mode 4, otherwise the recorded file name.
 std::string svGetLogFileName();
 

@@ -5,11 +5,14 @@
 
 QZSERVICES_API_BEGIN
 
+///@{
 /// 3 is standalone (the start value), 1 the ordinary interactive session.
 void svSetCXMode(int mode);
 int svGetCXMode();
 bool svIsStandaloneMode();  ///< mode 3
+///@}
 
+///@{
 /// Flags of the kind of process: a worker of a parallel pool (any non-zero
 /// is on), its debug variant, an engine evaluating for a host, a profiler
 /// running.
@@ -21,6 +24,7 @@ int svSetEngineEvalMode(int on);  ///< returns the previous value
 bool svIsEngineEvalMode();
 void svSetProfilerStatus(bool on);
 bool svGetProfilerStatus();
+///@}
 
 /// Ordered: each level includes the ones below it.
 enum svJavaSupportLevel {
@@ -36,6 +40,7 @@ enum svJavaSupportLevel {
 /// "Unspecified", "None", "JVM", "AWT", "Swing", "QZT", "Desktop"; null outside 0..6.
 char const* svJavaSupportLevelName(int level);
 
+///@{
 /// The level, and whether it reaches a given level (each svJavaUse* names one).
 int svJavaGetSupport();
 bool svJavaUseJVM();
@@ -44,10 +49,13 @@ bool svJavaUseSwing();
 bool svJavaUseQZT();
 bool svJavaUseDesktop();
 bool svJavaUseLevel(int level);
+///@}
 
+///@{
 /// Says that Java actually runs; independent of the level, set from outside.
 void svSetJavaEnabled(bool on);
 bool svIsJavaEnabled();
+///@}
 
 QZSERVICES_DETAIL_BEGIN
 namespace services { namespace state { namespace detail {

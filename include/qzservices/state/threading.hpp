@@ -21,12 +21,14 @@ typedef void (*MathLibraryCallback)(bool multithreadingEnabled, unsigned long nu
 unsigned long getNumProcessors();  ///< the core count of the machine
 unsigned long getMaxNumComputationalThreads();  ///< 512
 unsigned long getNumComputationalThreads();  ///< the count in force
+///@{
 /// Stores n, cut to 512; once initialised, tells the math library (with
 /// (unsigned long)-1 for the count while multithreading is off) and limits
 /// oneTBB's parallelism to the new number.
 void setNumComputationalThreads(unsigned long n);
 bool isCALYXThreadingEnabled();  ///< started with multithreading allowed
 bool isMathLibraryThreadingEnabled();  ///< a callback is set
+///@}
 /// Stores the callback; true when it will be called later, at initialisation.
 bool setMathLibraryCallback(MathLibraryCallback callback);
 
@@ -47,6 +49,7 @@ private:
     Guts* guts_;
 };
 
+///@{
 /// The features' built-ins: the core count; the largest thread count; and
 /// the thread count, set from one input (0 means one per core, refused while
 /// multithreading is off), with a second output saying whether the math
@@ -54,6 +57,7 @@ private:
 void numCores(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 void maxNumThreads(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
 void numThreads(int outCount, vxArray_tag** outArgs, int inCount, vxArray_tag** inArgs);
+///@}
 
 }} // namespace services::threading
 

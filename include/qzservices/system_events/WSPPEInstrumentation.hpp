@@ -37,9 +37,11 @@ public:
     void setDebug(bool debug) { debug_ = debug; }  ///< turns the debug switch on or off
     bool isDebug() const { return debug_; }  ///< whether the debug switch is on
 
+    ///@{
     /// Starts a stretch; false (and nothing counted) when off or already running.
     bool start_method(ID id);
     void finish_method(ID id);  ///< ends a running stretch, adding its time and count
+    ///@}
     /// One line per timer that ran, under a heading; nothing if none ran.
     void printReport();
 

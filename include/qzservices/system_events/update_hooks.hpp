@@ -16,10 +16,12 @@ enum svCommitDatabaseUpdatesType {  // the kinds of commit the hooks are told of
     svCommitDatabaseUpdatesType_3 = 3  ///< what the event pump commits with
 };
 
+///@{
 /// Runs the commit hooks with `type`, or with 1 while the gate says an earlier
 /// update has not completed.
 void svWS_CommitDatabaseUpdates(svCommitDatabaseUpdatesType type);
 void svWS_ProcessExposeEvents();  ///< runs the enabled expose hooks in order
+///@}
 
 namespace sysq {
 
@@ -33,16 +35,20 @@ struct wsfcn_proxy {
 typedef wsfcn_proxy<void (*)(svCommitDatabaseUpdatesType)> CommitHookProxy;  ///< a commit hook
 typedef wsfcn_proxy<void (*)()> ExposeHookProxy;  ///< an expose hook
 
+///@{
 /// Null for a null function.
 CommitHookProxy* addCommitDatabaseUpdateHook(void (*fcn)(svCommitDatabaseUpdatesType));
 ExposeHookProxy* addProcessExposeEventsHook(void (*fcn)());  ///< appends an expose hook; null for null
 void removeCommitDatabaseUpdatesHook(CommitHookProxy const* proxy);  ///< unlinks a commit hook
 void removeProcessExposeEventsHook(ExposeHookProxy const* proxy);  ///< unlinks an expose hook
+///@}
 
+///@{
 /// Sets the gate; the caller keeps the token, whose release ends the gate. An
 /// empty function clears the gate and yields an empty token.
 boost::shared_ptr<void> addPreviousUpdatesCompleteFcn(boost::function<bool()> const& fcn);
 void removePreviousUpdatesCompleteFcn(boost::shared_ptr<void>& token);  ///< empties the token, ending its gate
+///@}
 
 } // namespace sysq
 

@@ -21,24 +21,30 @@ private:
     std::string identifier_;
 };
 
+///@{
 /// The last warning issued, for callers that report or test it.
 std::string lastWarningIdentifier();
 std::string lastWarningMessage();
+///@}
 
 } // namespace vx
 
 /// printf-style text under an explicit identifier.
 [[noreturn]] void vxErrMsgId(char const* identifier, char const* format, ...)
     __attribute__((format(printf, 2, 3)));
+///@{
 /// A catalogue message, under its own identifier or under an explicit one.
 [[noreturn]] void vxErrMsgId(msg_core::Message const& message);
 [[noreturn]] void vxErrMsgId(char const* identifier, msg_core::Message const& message);
+///@}
 /// An error of the older numbered kind.
 [[noreturn]] void vxErrMsg(int errorNumber);
 
+///@{
 /// Warnings print "Warning: <text>" on the error stream and are remembered.
 void vxWarningMsgId(char const* identifier, char const* format, ...) __attribute__((format(printf, 2, 3)));
 void vxWarningMsgId(msg_core::Message const& message);
+///@}
 
 namespace vxm { namespace detail {
 [[noreturn]] void error_maxlhs();  ///< too many outputs asked of a built-in
