@@ -24,7 +24,7 @@ public:
 
     /// Only the state: the built-in also hands the path manager its functions.
     ContainerFeatureState getState() const { return state; }
-    void setState(ContainerFeatureState s) { state = s; }
+    void setState(ContainerFeatureState s) { state = s; }  ///< stores the state only; no other effect
     /// The UTF-16 names "off" and "on"; null for a state other than 0 and 1.
     static unsigned short const* getStateName(ContainerFeatureState s);
     /// Keeps a copy of `text` (null: none) and frees the old name.

@@ -52,6 +52,7 @@ public:
     /// Takes ownership of both readers.
     SwitchableCxfileReader(CxfileReader* first, CxfileReader* second,
                            boost::function1<bool, char const*> const& chooser);
+    /// Takes ownership of both readers; the chooser ignores the path.
     SwitchableCxfileReader(CxfileReader* first, CxfileReader* second, boost::function0<bool> const& chooser);
     /// `first` when the chooser says yes for `path`, otherwise `second`. An
     /// empty chooser throws boost::bad_function_call.

@@ -23,9 +23,9 @@ struct QZFstat {
 
 /// One entry of a directory listing, ordered by name in byte order.
 struct FileItem {
-    std::string name;
-    unsigned int mode;
-    bool operator<(FileItem const& other) const { return name < other.name; }
+    std::string name;  ///< the entry's name, without its folder
+    unsigned int mode;  ///< the entry's type bits, as st_mode
+    bool operator<(FileItem const& other) const { return name < other.name; }  ///< byte order of the names
 };
 
 /// fopen of `name` with "~" expanded; errno as the open left it.

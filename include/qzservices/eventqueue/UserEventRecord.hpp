@@ -11,7 +11,7 @@ namespace eventqueue {
 
 /// Two machine words, copied whole.
 struct UserEventData {
-    std::uint64_t word[2];
+    std::uint64_t word[2];  ///< the payload, opaque to the queue
 };
 
 /// A copyable event: its data words and the handler that runs it.
@@ -43,7 +43,7 @@ public:
     /// Identity, not content: true only for the same record. Intended: two
     /// distinct records never compare equal, even with equal contents.
     bool operator==(UserEventRecord const& other) const { return getEvent() == other.getEvent(); }
-    bool operator!=(UserEventRecord const& other) const { return !(*this == other); }
+    bool operator!=(UserEventRecord const& other) const { return !(*this == other); }  ///< not the same record
 
 private:
     UserEventData data_;

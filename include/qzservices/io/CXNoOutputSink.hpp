@@ -6,12 +6,14 @@
 
 QZSERVICES_API_BEGIN
 
-class CXNoOutputStreamBuffer : public std::streambuf {  // a buffer that takes every character and keeps none
+/// A buffer that takes every character and keeps none.
+class CXNoOutputStreamBuffer : public std::streambuf {
 protected:
     int_type overflow(int_type c) override { return c; }  ///< accepts and drops `c`
 };
 
-class CXNoOutputSink : public services::io::CXSink {  // a sink over that buffer
+/// A sink over a CXNoOutputStreamBuffer: every write succeeds and shows nothing.
+class CXNoOutputSink : public services::io::CXSink {
 public:
     CXNoOutputSink();  ///< narrow primary that drops everything
     ~CXNoOutputSink() override;  ///< nothing of its own to release

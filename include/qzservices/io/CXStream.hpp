@@ -27,11 +27,12 @@ class CVMShutdownEvent;
 /// time, to the CXStream. No put area.
 class ForwardingStreamBuffer : public std::streambuf {
 public:
+    /// `target` is the CXStream's narrow stream; not owned, it outlives the buffer.
     explicit ForwardingStreamBuffer(std::ostream* target) : target_(target) {}
 
 protected:
-    int_type overflow(int_type c) override;
-    int sync() override;
+    int_type overflow(int_type c) override;  ///< writes `c` to the target; end of file does nothing
+    int sync() override;  ///< flushes the target
 
 private:
     std::ostream* target_;

@@ -20,7 +20,8 @@ public:
     explicit SinkTraits(boost::shared_ptr<CXSink> const& sink);  ///< all false for a null sink
     virtual ~SinkTraits();  ///< nothing to release
 
-    bool operator==(SinkTraits const& o) const {  // all seven flags equal
+    /// True when all seven flags are equal.
+    bool operator==(SinkTraits const& o) const {
         return buzz == o.buzz && more == o.more && links == o.links && displayformatting == o.displayformatting &&
                diary == o.diary && echo == o.echo && logging == o.logging;
     }

@@ -42,12 +42,13 @@ private:
 
 /// Holds nothing; each call goes to the manager's current buffer.
 template <bool IsError>
-class forwarding_ustreambuf : public ustreambuf {  // the buffer of uout (false) or uerr (true)
+class forwarding_ustreambuf : public ustreambuf {  // the buffer of uout (IsError false) or uerr (true)
 protected:
     /// Writes `n` units to the current buffer.
     std::streamsize xsputn(char_type const* p, std::streamsize n) override { return current()->sputn(p, n); }
     int sync() override { return current()->pubsync(); }  ///< syncs the current buffer
-    int_type overflow(int_type c) override {  // writes one unit; end of file does nothing
+    /// Writes one unit; end of file does nothing.
+    int_type overflow(int_type c) override {
         if (traits_type::eq_int_type(c, traits_type::eof())) return 0;
         return current()->sputc(traits_type::to_char_type(c));
     }

@@ -15,8 +15,8 @@ class xml_oarchive;
 class xml_iarchive;
 }} // namespace boost::archive
 
-// Declares one serializeExplicit per archive class, each the ordinary
-// serialize for that archive, and the serialize that Boost calls.
+/// Declares one serializeExplicit per archive class, each the ordinary
+/// serialize for that archive, and the serialize that Boost calls.
 #define QZ_DECLARE_SERIALIZE_EXPLICIT                                                         \
 public:                                                                                       \
     void serializeExplicit(boost::archive::text_oarchive& ar, unsigned int version);         \

@@ -102,8 +102,10 @@ void svWS_BringCALYXToFront();  ///< calls the host's bring-to-front function
 
 // ---- translation of user-visible text ----
 
-enum XlateContextEnum { XLATE_CONTEXT_DEFAULT = 0 };  ///< where a text is used
-enum XlateWindowEnum { XLATE_WINDOW_DEFAULT = 0 };  ///< which window shows it
+/// Where a text is used; only the default context exists.
+enum XlateContextEnum { XLATE_CONTEXT_DEFAULT = 0 };
+/// Which window shows a text; only the default window exists.
+enum XlateWindowEnum { XLATE_WINDOW_DEFAULT = 0 };
 
 ///@{
 /// No translation is installed: each returns `text` itself.

@@ -37,7 +37,8 @@ public:
     InputRequestEvent* clone() const override;  ///< a copy the manager owns
 
     InputRequester getRequester() const { return requester_; }  ///< who waits
-    bool operator==(InputRequestEvent const& other) const {  // same types and same requester
+    /// Same event types and same requester.
+    bool operator==(InputRequestEvent const& other) const {
         return BaseEvent::operator==(other) && requester_ == other.requester_;
     }
     bool operator!=(InputRequestEvent const& other) const { return !(*this == other); }  ///< not operator==
@@ -77,7 +78,8 @@ namespace services {
 /// any other value reads as 0. Guarded by a process-wide shared mutex.
 class PromptHolder {
 public:
-    enum State { NORMAL = 0, EMERGENCY = 1, EMERGENCY_QUESTION = 2 };  ///< the prompt's three states
+    /// The prompt's three states.
+    enum State { NORMAL = 0, EMERGENCY = 1, EMERGENCY_QUESTION = 2 };
     static void setState(State state);  ///< changes the state under the mutex
     ///@{
     /// ">>", "[Please exit and restart CALYX]>>", "Attempt to restart CALYX? [y or n]>>".

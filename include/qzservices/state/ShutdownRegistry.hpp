@@ -28,10 +28,12 @@ public:
     virtual void preTerminate() const;  ///< base: nothing
     virtual void terminate() const;  ///< base: nothing
 
+    ///@{
     /// The name the registry finds the object by; null sets the empty name.
     std::string const& getName() const { return name; }
     void init_name(std::string const& newName) { name = newName; }
     void init_name(char const* newName) { name = newName ? newName : ""; }
+    ///@}
 
     /// Frees the memory without running the destructor.
     static void Dealloc(ShutdownObject* object);

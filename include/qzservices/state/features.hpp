@@ -26,8 +26,8 @@ struct svFeature {
     char const* name;  ///< not copied: registrants pass literals or static text
     int value;  ///< the owner may rewrite it through svFindFeatureEntry
     void (*oneArgCallback)(int);  ///< what the registrant gave, null where none
-    void (*noArgCallback)();
-    svFeatureBuiltin builtin;
+    void (*noArgCallback)();  ///< what the registrant gave, null where none
+    svFeatureBuiltin builtin;  ///< what the registrant gave, null where none
     std::uint64_t callCount;  ///< successful look-ups since registration or the last clear
 };
 
@@ -36,12 +36,12 @@ class FeatureTable {
 public:
     /// Compares byte by byte after tolower, so "ab" and "AB" are one name.
     struct icase_less {
-        bool operator()(std::string const& a, std::string const& b) const;
+        bool operator()(std::string const& a, std::string const& b) const;  ///< a before b, ignoring case
     };
     /// A second registration of a name, in any case.
     class DuplicateFeatureException : public std::exception {
     public:
-        char const* what() const noexcept override { return "duplicate feature"; }
+        char const* what() const noexcept override { return "duplicate feature"; }  ///< "duplicate feature"
     };
 
     /// Made on the first call, from whichever static initialiser comes first,
@@ -110,6 +110,7 @@ namespace services {
 template <class T>
 class static_manager {
 public:
+    /// Builds the T the first time (1 on a nested call); the argument is ignored.
     static int instance(int /*ignored*/) {
         static bool entered = false;
         if (entered) return 1;

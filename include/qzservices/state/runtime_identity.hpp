@@ -38,6 +38,7 @@ char* svSetCXRoot(char const* root);
 /// "<root>/toolbox", made once.
 char const* svGetToolboxPrefix();
 
+/// A search path of the path library (opaque here).
 typedef struct pxPathObject* pxPath;
 /// Sets the directories of `path` to CALYXPATH when that is set and not empty,
 /// else to "<root>/toolbox/local", without warnings for missing directories;

@@ -38,7 +38,7 @@ bool setMathLibraryCallback(MathLibraryCallback callback);
 /// stays off. The destructor stops the scheduler again.
 class ComputationalThreadsInit {
 public:
-    explicit ComputationalThreadsInit(bool allowed);
+    explicit ComputationalThreadsInit(bool allowed);  ///< starts them; `allowed` false keeps one thread
     ~ComputationalThreadsInit();
     ComputationalThreadsInit(ComputationalThreadsInit const&) = delete;
     ComputationalThreadsInit& operator=(ComputationalThreadsInit const&) = delete;

@@ -13,7 +13,8 @@ QZSERVICES_API_BEGIN
 
 namespace services {
 
-class QZEvent {  // the flag, its mutex and its condition
+/// A flag, its mutex and its condition variable.
+class QZEvent {
 public:
     QZEvent() : signalled(false) {}  ///< not signalled
     QZEvent(QZEvent const&) = delete;  ///< one per process: not copyable

@@ -15,7 +15,8 @@ namespace services { namespace system_events {
 /// The pump's profiler: per timer, the count and total time of the stretches it measured.
 class WSPPEInstrumentation {
 public:
-    enum ID {  // the timers, one per measured stage of the pump
+    /// The timers, one per measured stage of the pump.
+    enum ID {
         WSPPE_TOTAL = 0,
         WSPPE_START_FCN = 1,
         WSPPE_END_FCN = 2,

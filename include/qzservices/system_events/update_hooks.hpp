@@ -9,7 +9,8 @@
 
 QZSERVICES_API_BEGIN
 
-enum svCommitDatabaseUpdatesType {  // the kinds of commit the hooks are told of
+/// The kinds of commit the hooks are told of.
+enum svCommitDatabaseUpdatesType {
     svCommitDatabaseUpdatesType_0 = 0,  ///< an ordinary commit
     svCommitDatabaseUpdatesType_1 = 1,  ///< what a commit becomes while an earlier update is unfinished
     svCommitDatabaseUpdatesType_2 = 2,  ///< passed on as given
@@ -28,8 +29,8 @@ namespace sysq {
 /// One hook. The add operations allocate it; removal leaves it allocated.
 template <class F>
 struct wsfcn_proxy {
-    F fcn;
-    bool enabled;
+    F fcn;  ///< the hook, called with the pump's arguments
+    bool enabled;  ///< false once removed: the pump skips it
 };
 
 typedef wsfcn_proxy<void (*)(svCommitDatabaseUpdatesType)> CommitHookProxy;  ///< a commit hook

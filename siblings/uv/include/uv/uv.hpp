@@ -81,11 +81,11 @@ void* uvReallocWithCheck(void* p, size_t size);
 /// be left by an exception (the event pump and its hooks).
 class uvInterruptMode {
 public:
-    explicit uvInterruptMode(int mode);
-    ~uvInterruptMode();
+    explicit uvInterruptMode(int mode);  ///< sets the calling thread's mode until the destructor
+    ~uvInterruptMode();  ///< restores the mode that was in place
     uvInterruptMode(uvInterruptMode const&) = delete;
     uvInterruptMode& operator=(uvInterruptMode const&) = delete;
-    static int current();
+    static int current();  ///< the calling thread's mode
 
 private:
     int previous_;

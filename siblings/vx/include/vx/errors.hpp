@@ -12,11 +12,13 @@ VX_API_BEGIN
 
 namespace vx {
 
+/// What vxErrMsgId and vxErrMsg throw: the message as what(), with its identifier.
 class Error : public std::runtime_error {
 public:
+    /// An error with `identifier` (such as "CALYX:services:noArrayNameCallback") and its text.
     Error(std::string identifier, std::string const& message)
         : std::runtime_error(message), identifier_(std::move(identifier)) {}
-    std::string const& identifier() const { return identifier_; }
+    std::string const& identifier() const { return identifier_; }  ///< the identifier it was raised under
 private:
     std::string identifier_;
 };
