@@ -24,8 +24,9 @@ public:
         ~DirEntry();
         DirEntry(DirEntry const&) = delete;
         DirEntry& operator=(DirEntry const&) = delete;
-        char const* getName() const { return name; }
+        char const* getName() const { return name; }  ///< owned by the entry; null before setName
         void setName(char* n);  ///< takes a uvCalloc buffer, frees the old
+        ///@{
         /// The type, size and offset as the entry gives them.
         svFile::FileType getType() const { return type; }
         void setType(svFile::FileType t) { type = t; }
@@ -33,6 +34,7 @@ public:
         void setSize(unsigned long s) { size = s; }
         long getOffset() const { return offset; }
         void setOffset(long o) { offset = o; }
+        ///@}
 
     private:
         char* name;
@@ -61,6 +63,7 @@ public:
     /// The directory streams' code for an errno.
     StreamAccessReturnValue getStreamAccessFromErr(int err);
 
+    ///@{
     /// The block being read: its entry count and header, where the next entry
     /// starts in the header, and the current entry. The setters of owned
     /// parts free what they held before.
@@ -74,6 +77,7 @@ public:
     void setNextEntryInHeader(unsigned char* p) { nextEntryInHeader = p; }
     DirEntry* getEntry() const { return entry; }
     void setEntry(DirEntry* e);
+    ///@}
 
 private:
     /// The length of the CAT file, from the stat of its plain file; -1 unknown.

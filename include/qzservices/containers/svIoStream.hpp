@@ -35,13 +35,16 @@ public:
     /// Whether the stream's code is an error (a layered stream asks its base).
     virtual bool hasErrorOnStream() const;
 
+    ///@{
     /// The last result code and the object the stream reads.
     StreamAccessReturnValue getStreamAccess() const { return streamAccess; }
     void setStreamAccess(StreamAccessReturnValue value) { streamAccess = value; }
     svFile* getStreamFile() const { return streamFile; }
+    ///@}
     /// Deletes the previous non-null file, even when it is the same one: a
     /// stream's file is set once, on a fresh stream (intended, keep it so).
     void setStreamFile(svFile* file);
+    ///@{
     /// The byte order of the data, and the error policy: with returnOnError a
     /// failure raises; with continueNotFound a missing file still does not.
     Endianness getEndianness() const { return endianness; }
@@ -50,10 +53,11 @@ public:
     void setReturnOnError(bool on) { returnOnError = on; }
     bool getContinueNotFound() const { return continueNotFound; }
     void setContinueNotFound(bool on) { continueNotFound = on; }
+    ///@}
 
     /// The byte order of the machine the code runs on.
     Endianness getComputerEndianness() const;
-    static bool isError(StreamAccessReturnValue value) { return value >= 1 && value < 12; }
+    static bool isError(StreamAccessReturnValue value) { return value >= 1 && value < 12; }  ///< codes 1 to 11
     ///@{
     /// Neither checks its range (callers pass 0 to 11).
     /// The English message and the identifier's last part for a code.
@@ -63,17 +67,19 @@ public:
     /// Copies four bytes, reversed when the stream's byte order is not the computer's.
     void memcpyFourBytes(void* dst, void const* src) const;
 
+    ///@{
     /// The platform's parts of two messages: "" after the permission text,
     /// "Unix" in "Reserved Unix device".
     static char const* const fio_maxopen_extra_text;
     static char const* const fio_reserved_device_platform;
+    ///@}
 
 protected:
-    StreamAccessReturnValue streamAccess;
+    StreamAccessReturnValue streamAccess;  ///< the last result code; -1 before any
     svFile* streamFile;  ///< not owned but through setStreamFile
-    Endianness endianness;
-    bool returnOnError;
-    bool continueNotFound;
+    Endianness endianness;  ///< the data's byte order
+    bool returnOnError;  ///< a failure raises an error
+    bool continueNotFound;  ///< a missing file does not raise, even with returnOnError
 };
 
 /// A stream over the bytes of one file.
@@ -88,12 +94,12 @@ public:
     /// The position in the file's bytes; setpos is false when it cannot go there.
     virtual long getpos() = 0;
     virtual bool setpos(long position) = 0;
-    bool hasErrorOnStream() const override;
     ///@}
+    bool hasErrorOnStream() const override;  ///< the base stream's answer when there is a base
 
     /// The stream on the backing file this one reads through, or null.
     svContainerFileIoStream* getBase() const { return base; }
-    void setBase(svContainerFileIoStream* b) { base = b; }
+    void setBase(svContainerFileIoStream* b) { base = b; }  ///< not owned: the caller keeps `b` alive
 
 protected:
     svContainerFileIoStream* base;  ///< not owned
@@ -115,12 +121,12 @@ public:
     virtual int getEntryType() const = 0;
     virtual unsigned long getEntrySize() const = 0;
     virtual long getEntryOffset() const = 0;
-    bool hasErrorOnStream() const override;
     ///@}
+    bool hasErrorOnStream() const override;  ///< the base stream's answer when there is a base
 
     /// The stream on the file that holds the directory, or null.
     svContainerFileIoStream* getBase() const { return base; }
-    void setBase(svContainerFileIoStream* b) { base = b; }
+    void setBase(svContainerFileIoStream* b) { base = b; }  ///< not owned: the caller keeps `b` alive
 
 protected:
     svContainerFileIoStream* base;  ///< not owned
