@@ -18,9 +18,9 @@ class OSFileStat {
 public:
     /// stat(2) of `path`; false for null or a failed stat (errno as it left it).
     bool getOSFileStat(char* path);
-    long getTime() const { return static_cast<long>(st.st_mtime); }
-    svFile::FileType getType() const { return S_ISDIR(st.st_mode) ? 2 : 1; }
-    long getSize() const { return S_ISDIR(st.st_mode) ? 0 : static_cast<long>(st.st_size); }
+    long getTime() const { return static_cast<long>(st.st_mtime); }  ///< the modification time, in seconds
+    svFile::FileType getType() const { return S_ISDIR(st.st_mode) ? 2 : 1; }  ///< 2 a directory, 1 anything else
+    long getSize() const { return S_ISDIR(st.st_mode) ? 0 : static_cast<long>(st.st_size); }  ///< bytes; 0 for a directory
 
 private:
     struct stat st {};
@@ -43,11 +43,13 @@ public:
     ///@}
     /// The current entry's name, null before the first read and after the last.
     char const* getName() const { return entry ? entry->d_name : nullptr; }
-    char* getPath() const { return path; }
+    char* getPath() const { return path; }  ///< the path given to setPath, owned by the OSDir; may be null
     void setPath(char* p);  ///< takes ownership, frees the old text
+    ///@{
     /// The size of the list buffer that reAlloc grows.
     unsigned long getBufsize() const { return bufsize; }
     void setBufsize(unsigned long n) { bufsize = n; }
+    ///@}
     /// Grows the list buffer by one step of 1024 bytes.
     char* reAlloc(char* buffer);
     /// The list as it is: every list built here is already valid.
@@ -73,15 +75,19 @@ public:
     bool read() override;
     char* getDirList() override;
     ///@}
-    /// The plain stream keeps no entry record.
+    ///@{
+    /// The plain stream keeps no entry record: null and zeros.
     char const* getEntryName() const override { return nullptr; }
     int getEntryType() const override { return 0; }
     unsigned long getEntrySize() const override { return 0; }
     long getEntryOffset() const override { return 0; }
+    ///@}
 
-    /// The open directory; setting closes and deletes the one before.
+    ///@{
+    /// The open directory, owned by the stream; setting closes and deletes the one before.
     OSDir* getStream() const { return stream; }
     void setStream(OSDir* s);
+    ///@}
     /// The directory streams' code for an errno.
     StreamAccessReturnValue getStreamAccessFromErr(int err);
 
@@ -101,10 +107,12 @@ public:
     long getpos() override;
     bool setpos(long position) override;
 
-    /// The open file; setting closes the one before and forgets what was
-    /// known of it.
+    ///@{
+    /// The open file, owned by the stream; setting closes the one before and
+    /// forgets what was known of it.
     FILE* getStream() const { return stream; }
     void setStream(FILE* s);
+    ///@}
     ///@{
     /// The length and modification time of the open file (one fstat per
     /// open, shared by both), or -1.

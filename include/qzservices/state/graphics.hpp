@@ -134,7 +134,7 @@ namespace FactoryFont {
 char const* getFactoryControlFontName();  ///< null until set
 void setFactoryControlFontName(char const* name);  ///< copies; frees the old text
 double getFactoryControlFontSize();  ///< 0 until set
-void setFactoryControlFontSize(double size);
+void setFactoryControlFontSize(double size);  ///< the size in points, stored as given
 void resetFactoryControlfont();  ///< no name, size 0
 } // namespace FactoryFont
 
@@ -144,18 +144,19 @@ namespace CxrHooks {
 /// The hooks' types, the setter of all six (null unsets one), a caller for
 /// each, and the reset that unsets them all.
 typedef void* (*GetCurrentFcn)();
-typedef void (*ActivationFcn)(void*);
-typedef void (*FigureFcn)(void*);
-typedef void* (*CxrFromFigureFcn)(void*);
+typedef void (*ActivationFcn)(void*);  ///< the push and pop hooks: take a runtime
+typedef void (*FigureFcn)(void*);  ///< the register and unregister hooks: take a figure
+typedef void* (*CxrFromFigureFcn)(void*);  ///< the hook that finds a figure's runtime
+/// Installs all six hooks at once; a null argument unsets that hook.
 void pg_set_cxr_hooks(GetCurrentFcn getCurrent, ActivationFcn pushActivation, ActivationFcn popActivation,
                       FigureFcn registerFigure, FigureFcn unregisterFigure, CxrFromFigureFcn getCxrFromFigure);
-void* getCurrentCxrFcn();
-void pushActivationFcn(void* cxr);
-void popActivationFcn(void* cxr);
-void registerFigureFcn(void* figure);
+void* getCurrentCxrFcn();  ///< calls the getCurrent hook: the runtime in use
+void pushActivationFcn(void* cxr);  ///< calls the pushActivation hook with `cxr`
+void popActivationFcn(void* cxr);  ///< calls the popActivation hook with `cxr`
+void registerFigureFcn(void* figure);  ///< calls the registerFigure hook with `figure`
 void unregisteFigureFcn(void* figure);  ///< one "r" short, as the hook has always been named
-void* getCxrFromFigureFcn(void* figure);
-void resetCxrCallbacks();
+void* getCxrFromFigureFcn(void* figure);  ///< calls the getCxrFromFigure hook: `figure`'s runtime
+void resetCxrCallbacks();  ///< unsets all six hooks
 } // namespace CxrHooks
 
 /// Bridges of native extensions to figure properties; an unset bridge throws
