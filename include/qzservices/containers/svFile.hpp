@@ -30,6 +30,9 @@ public:
     /// (type 0) for what is not known.
     class QZFileStat {
     public:
+        ///@{
+        /// The four fields: modification time, type, size in bytes, offset in
+        /// the backing file; the setters store what they are given.
         long getTime() const { return time; }
         void setTime(long t) { time = t; }
         FileType getType() const { return type; }
@@ -38,6 +41,7 @@ public:
         void setSize(long s) { size = s; }
         long getOffset() const { return offset; }
         void setOffset(long o) { offset = o; }
+        ///@}
 
     private:
         long time = -1;
@@ -59,29 +63,36 @@ public:
     virtual bool access(int mode) = 0;
     virtual bool stat() = 0;
     ///@}
+    ///@{
     /// The state questions answer from the type the last stat recorded.
     virtual bool exist() { return getFileType() != typeUnknown; }
     virtual bool isDir() { return getFileType() == typeDirectory; }
     virtual bool isFile() { return getFileType() == typeFile; }
     virtual bool isAccessible() = 0;
     virtual bool isReadable() { return access(4); }
+    ///@}
     /// The size in bytes; 0 for a directory.
     virtual long size() = 0;
     /// A SV_PATH_BUFFER_SIZE buffer from uvCalloc; the caller frees it with uvFree.
     virtual char* getFullPath() = 0;
 
+    ///@{
     /// Whether a code is one of the errors 3 to 6, and whether this object has one.
     static bool isError(FileAccessReturnValue value) { return value >= 3 && value < 7; }
     bool hasErrorOnFile() const { return isError(fileAccess); }
+    ///@}
 
+    ///@{
     /// The name is a copy of `text` (or of its first `len` bytes); null text,
     /// or a negative len, leaves no name.
     char const* getName() const { return name; }
     void setName(char const* text);
     void setName(char const* text, int len);
-    FileAccessReturnValue getFileAccess() const { return fileAccess; }
-    void setFileAccess(FileAccessReturnValue value) { fileAccess = value; }
+    ///@}
+    FileAccessReturnValue getFileAccess() const { return fileAccess; }  ///< the error code the object keeps as its state
+    void setFileAccess(FileAccessReturnValue value) { fileAccess = value; }  ///< sets the kept error code
 
+    ///@{
     /// The fields of the current record.
     long getOffset() const { return fileStat[0]->getOffset(); }
     void setOffset(long o) { fileStat[0]->setOffset(o); }
@@ -91,11 +102,14 @@ public:
     void setFileType(FileType t) { fileStat[0]->setType(t); }
     long getTime() const { return fileStat[0]->getTime(); }
     void setTime(long t) { fileStat[0]->setTime(t); }
+    ///@}
 
+    ///@{
     /// The record of slot 0 (current) or 1 (saved); null for another slot.
     /// Setting takes ownership and deletes the record the slot held.
     QZFileStat* xgetFileStat(int slot) const { return slot == 0 || slot == 1 ? fileStat[slot] : nullptr; }
     void setFileStat(QZFileStat* record, int slot);
+    ///@}
     ///@{
     /// Bracket a trial stat: save keeps only the offset in a fresh record;
     /// recover puts the saved record back.
@@ -108,7 +122,7 @@ public:
 
 protected:
     char* name;  ///< owned, uvCalloc
-    FileAccessReturnValue fileAccess;
+    FileAccessReturnValue fileAccess;  ///< the last error code of this object; 0 clean
     QZFileStat* fileStat[2];  ///< owned: 0 current, 1 saved
 };
 
@@ -124,7 +138,7 @@ class svContainer : public svFile {
 public:
     /// 0 none, 1 plain directory, 2 CAT.
     typedef int ContainerType;
-    typedef svIoStream::StreamAccessReturnValue StreamAccessReturnValue;
+    typedef svIoStream::StreamAccessReturnValue StreamAccessReturnValue;  ///< the codes of svIoStream
 
     svContainer();
     /// Deletes the directory stream, the file and the parent: the whole chain.
@@ -143,8 +157,8 @@ public:
     bool isAccessible() override { return access(5) && stat() && isDir(); }
     long size() override { return 0; }
 
-    ContainerType getType() const { return type; }
-    void setType(ContainerType t) { type = t; }
+    ContainerType getType() const { return type; }  ///< 0 none, 1 plain directory, 2 CAT
+    void setType(ContainerType t) { type = t; }  ///< records the family; no other effect
     /// The path walked up to this object, without its own name.
     char* getPartialPath() const { return partialPath; }
     /// Stores `p`; frees the old text only when `p` is null (the joins work in
@@ -159,6 +173,7 @@ public:
     void appendToPartialPath(char const* text, int len);
     ///@}
 
+    ///@{
     /// The links of the chain. The owned ones (stream, parent, file) are
     /// deleted by the setters when replaced; resetFile forgets the file
     /// without deleting it.
@@ -171,7 +186,9 @@ public:
     svContainerFile* getFile() const { return file; }
     void setFile(svContainerFile* f);
     void resetFile() { file = nullptr; }
+    ///@}
 
+    ///@{
     /// The first error of the file, then of this object (0 or -1 for none):
     /// the file codes, then the stream codes through every base stream.
     FileAccessReturnValue findFileAccessInError() const;
@@ -179,6 +196,7 @@ public:
     StreamAccessReturnValue findStreamAccessInError() const;
     bool hasStreamError() const;
     bool hasErrorOnContainer() const { return hasStreamError() || hasFileError(); }
+    ///@}
 
     /// The three look-ups. Each returns an object carrying its own error
     /// state, or null when the walk made no object at all; the caller deletes
@@ -186,7 +204,7 @@ public:
     static svContainer* svFindContainer(char const* path);
 
 protected:
-    ContainerType type;
+    ContainerType type;  ///< 0 none, 1 plain directory, 2 CAT
     char* partialPath;  ///< owned, SV_PATH_BUFFER_SIZE bytes
     svContainerDirIoStream* dirStream;  ///< owned
     svContainer* parent;  ///< owned
@@ -204,6 +222,7 @@ public:
     /// A file may be used once it can be read and stat shows a file.
     bool isAccessible() override { return isReadable() && stat() && isFile(); }
 
+    ///@{
     /// The stream over the bytes and the directory, both owned; the setters
     /// delete what they replace; resetDir forgets the directory.
     svContainerFileIoStream* getFileStream() const { return fileStream; }
@@ -211,13 +230,16 @@ public:
     svContainer* getDir() const { return dir; }
     void setDir(svContainer* d);
     void resetDir() { dir = nullptr; }
+    ///@}
 
+    ///@{
     /// The first error of this object, then of its directory, as in svContainer.
     FileAccessReturnValue findFileAccessInError() const;
     bool hasFileError() const;
     svIoStream::StreamAccessReturnValue findStreamAccessInError() const;
     bool hasStreamError() const;
     bool hasErrorOnContainerFile() const { return hasStreamError() || hasFileError(); }
+    ///@}
 
     /// The look-up of a file; a directory at the end gives error 5.
     static svContainerFile* svFindContainerFile(char const* path);
