@@ -29,9 +29,11 @@ public:
     static unsigned short const* getStateName(ContainerFeatureState s);
     /// Keeps a copy of `text` (null: none) and frees the old name.
     static void setStateName(ContainerFeatureState s, unsigned short const* text);
+    ///@{
     /// The machine's head, deleted with the feature; setting it frees nothing.
     ContainerState* getStartRFSM() const { return startRFSM; }
     void setStartRFSM(ContainerState* head) { startRFSM = head; }
+    ///@}
 
 private:
     ContainerFeatureState state;

@@ -19,6 +19,7 @@ public:
     ContainerState(ContainerState const&) = delete;
     ContainerState& operator=(ContainerState const&) = delete;
 
+    ///@{
     /// The successors in priority order; an index out of range reads null and
     /// writes nothing. The size is the room made at construction.
     int getNextSize() const { return nextSize; }
@@ -27,6 +28,7 @@ public:
     void setNext(ContainerState* state, int i) {
         if (i >= 0 && i < nextSize) next[i] = state;
     }
+    ///@}
 
     /// Whether a component with this extension (`len` bytes, not terminated)
     /// can be this state's container.
@@ -35,15 +37,17 @@ public:
     virtual bool isSubDirectoryState() = 0;
     /// A new container of the state's family, or null; the caller owns it.
     virtual svContainer* viewContainer(svContainer* parent) = 0;
+    ///@{
     /// A new leaf object of the family attached to `dir`, taking the name of
     /// `len` bytes (none: the identity the walk left on `dir`).
     /// The two short forms forward to the full one; a family may override them.
     virtual svContainerFile* viewContainerFile() { return viewContainerFile(nullptr, nullptr, 0); }
     virtual svContainerFile* viewContainerFile(svContainer* dir) { return viewContainerFile(dir, nullptr, 0); }
     virtual svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) = 0;
+    ///@}
 
 protected:
-    int nextSize;
+    int nextSize;  ///< the room in `next`
     ContainerState** next;  ///< uvCalloc
 };
 
@@ -109,7 +113,7 @@ public:
     RFSMbuilder() : head(nullptr) {}
     /// Does not delete the head: the machine outlives its builder.
     ~RFSMbuilder() {}
-    ContainerState* getHead() const { return head; }
+    ContainerState* getHead() const { return head; }  ///< the machine last made or set; the destructor leaves it alive
     /// Deletes the head it held before, unless it is `h` again.
     void setHead(ContainerState* h);
     /// A new machine, its head returned; the caller owns it.
@@ -124,14 +128,16 @@ class RFSMwalker {
 public:
     /// Starts in the plain-directory state behind the head of the machine.
     RFSMwalker();
-    explicit RFSMwalker(ContainerState* head);
+    explicit RFSMwalker(ContainerState* head);  ///< the same behind `head`; nothing to walk from for a null head
     ~RFSMwalker() {}
 
+    ///@{
     /// The deepest container reached and the state that made it.
     svContainer* getTail() const { return tail; }
     void setTail(svContainer* t) { tail = t; }
     ContainerState* getLast() const { return last; }
     void setLast(ContainerState* l) { last = l; }
+    ///@}
 
     /// True when the whole path was resolved; `tail` and `last` are valid
     /// either way, and the chain from `tail` belongs to the caller.
