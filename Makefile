@@ -2,7 +2,7 @@
 PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
 
-.PHONY: deps run test test-dev test-tsan test-package bench fuzz install package abi-baseline clean
+.PHONY: deps run test test-dev test-tsan test-package test-docs docs bench fuzz install package abi-baseline clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -12,7 +12,7 @@ run: deps
 	cmake --build --preset release --target qzconsole -j $(JOBS)
 	./build/release/apps/qzconsole/qzconsole
 
-test: deps test-dev test-tsan test-package
+test: deps test-docs test-dev test-tsan test-package
 
 test-dev:
 	cmake --preset dev
@@ -23,6 +23,14 @@ test-tsan:
 	cmake --preset tsan
 	cmake --build --preset tsan -j $(JOBS)
 	ctest --preset tsan -j $(JOBS)
+
+# The HTML reference of the public headers, in build/docs/html; fails on a
+# public entity without a /// comment (scripts/docs.sh).
+docs: deps
+	bash scripts/docs.sh
+
+test-docs:
+	bash scripts/docs.sh
 
 # A plain configure with nothing but the build type (tests on, as a newcomer
 # would), built only as far as proving that every library and a test suite

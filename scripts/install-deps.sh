@@ -10,7 +10,7 @@ packages=(
   libtbb-dev libncurses-dev libicu-dev libedit-dev
   libopenblas-dev liblapacke-dev
   libgtest-dev libgmock-dev libbenchmark-dev libarchive-dev
-  tmux abigail-tools dpkg-dev python3
+  tmux abigail-tools dpkg-dev python3 doxygen
 )
 # The fuzz targets need clang and its libFuzzer runtime.
 if [ "${1:-}" = "fuzz" ]; then

@@ -1,6 +1,7 @@
-// Everything a host of the services library uses, with the parts of the
-// sibling libraries that a host meets: uvPrintf, uvFree and the signal thread
-// (uv), the arrays and their errors (vx).
+/// @file
+/// Everything a host of the services library uses, with the parts of the
+/// sibling libraries that a host meets: uvPrintf, uvFree and the signal thread
+/// (uv), the arrays and their errors (vx).
 #pragma once
 #include <uv/uv.hpp>
 #include <vx/array.hpp>

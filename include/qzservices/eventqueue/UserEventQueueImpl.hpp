@@ -1,13 +1,14 @@
-// The user event queue behind its handle: an in-memory list of events paired
-// with one wake byte "E" in an anonymous pipe, and the table of watched file
-// descriptors that the event loop waits on with one select.
-//
-// Invariant: the pipe holds one byte exactly while the queue is not empty.
-// Every write of the byte, and every read of it, happens with the mutex held.
-//
-// Threads: push() from any thread. Everything else belongs to the thread of
-// the event loop: the waits, pop, flush, the inputs map and the timer, which
-// the mutex does not cover. Handlers run without the mutex, so they may push.
+/// @file
+/// The user event queue behind its handle: an in-memory list of events paired
+/// with one wake byte "E" in an anonymous pipe, and the table of watched file
+/// descriptors that the event loop waits on with one select.
+///
+/// Invariant: the pipe holds one byte exactly while the queue is not empty.
+/// Every write of the byte, and every read of it, happens with the mutex held.
+///
+/// Threads: push() from any thread. Everything else belongs to the thread of
+/// the event loop: the waits, pop, flush, the inputs map and the timer, which
+/// the mutex does not cover. Handlers run without the mutex, so they may push.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/eventqueue/UserEventRecord.hpp"
@@ -22,76 +23,80 @@ QZSERVICES_API_BEGIN
 
 namespace eventqueue {
 
-// The handler of a watched descriptor: called with the descriptor and whether
-// the wait asked for a flush. False lowers the count that the wait returns.
+/// The handler of a watched descriptor: called with the descriptor and whether
+/// the wait asked for a flush. False lowers the count that the wait returns.
 typedef bool (*UserEventInputHandler)(int fd, bool flush);
 
-// The queue itself: the wake pipe, the watched descriptors, the timer and the records.
+/// The queue itself: the wake pipe, the watched descriptors, the timer and the records.
 class UserEventQueueImpl {
 public:
-    // Makes the pipe (CALYX:services:UserEventQueuePipeCreationFailed with the
-    // errno if it cannot), sets the write end non-blocking and watches the
-    // read end with ReadPipe. No timeout.
+    /// Makes the pipe (CALYX:services:UserEventQueuePipeCreationFailed with the
+    /// errno if it cannot), sets the write end non-blocking and watches the
+    /// read end with ReadPipe. No timeout.
     UserEventQueueImpl();
-    // Closes both ends, the read end first, both always; a failed close raises
-    // CALYX:services:UserEventQueueFileDescriptorCloseFailed with the errno.
+    /// Closes both ends, the read end first, both always; a failed close raises
+    /// CALYX:services:UserEventQueueFileDescriptorCloseFailed with the errno.
     ~UserEventQueueImpl() noexcept(false);
-    UserEventQueueImpl(UserEventQueueImpl const&) = delete;  // owns descriptors: not copyable
-    UserEventQueueImpl& operator=(UserEventQueueImpl const&) = delete;  // nor assignable
+    UserEventQueueImpl(UserEventQueueImpl const&) = delete;  ///< owns descriptors: not copyable
+    UserEventQueueImpl& operator=(UserEventQueueImpl const&) = delete;  ///< nor assignable
 
-    // The wake pipe's read end. Whoever holds it may take the wake byte off
-    // the pipe behind the queue's back, so from then on a push looks in the pipe.
+    /// The wake pipe's read end. Whoever holds it may take the wake byte off
+    /// the pipe behind the queue's back, so from then on a push looks in the pipe.
     int getReadFd() const {
         readEndShared_.store(true);
         return readFd_;
     }
-    int getWriteFd() const { return writeFd_; }  // the wake pipe's write end, non-blocking
+    int getWriteFd() const { return writeFd_; }  ///< the wake pipe's write end, non-blocking
 
-    // Seconds, or -1.0 when the timer's seconds are below 1. Intended: a timer
-    // of less than a second is in force and yet reads as -1.0.
+    /// Seconds, or -1.0 when the timer's seconds are below 1. Intended: a timer
+    /// of less than a second is in force and yet reads as -1.0.
     double getTimer() const;
-    int getTimerSec() const { return timerSec_; }  // the timeout's whole seconds; negative: none
-    int getTimerUSec() const { return timerUSec_; }  // the timeout's microseconds
-    // The timeout of every later wait. Below zero: none. Otherwise whole
-    // seconds and the floor of the fraction in microseconds.
+    int getTimerSec() const { return timerSec_; }  ///< the timeout's whole seconds; negative: none
+    int getTimerUSec() const { return timerUSec_; }  ///< the timeout's microseconds
+    ///@{
+    /// The timeout of every later wait. Below zero: none. Otherwise whole
+    /// seconds and the floor of the fraction in microseconds.
     void setTimer(double seconds);
-    void setTimer(int seconds, int microseconds);  // stored as given
+    void setTimer(int seconds, int microseconds);  ///< stored as given
+    ///@}
 
-    // Replaces the handler of `fd`; the previous one, or null. A descriptor
-    // that select cannot watch (negative, or not below FD_SETSIZE) raises
-    // CALYX:services:UserEventQueueBadFileDescriptor and changes nothing.
+    /// Replaces the handler of `fd`; the previous one, or null. A descriptor
+    /// that select cannot watch (negative, or not below FD_SETSIZE) raises
+    /// CALYX:services:UserEventQueueBadFileDescriptor and changes nothing.
     UserEventInputHandler addInput(int fd, UserEventInputHandler handler);
-    // The removed handler, or null for a descriptor that is not watched.
+    /// The removed handler, or null for a descriptor that is not watched.
     UserEventInputHandler removeInput(int fd);
 
-    // One wait on all watched descriptors; each ready one's handler runs,
-    // lowest descriptor first, told not to flush (or to flush). The result is
-    // select's count less one per handler that returned false (never below
-    // 0): 0 when the timer ran out, -1 when select failed and nothing ran.
+    ///@{
+    /// One wait on all watched descriptors; each ready one's handler runs,
+    /// lowest descriptor first, told not to flush (or to flush). The result is
+    /// select's count less one per handler that returned false (never below
+    /// 0): 0 when the timer ran out, -1 when select failed and nothing ran.
     int getNextEventOrBlock();
     int flushEventsOrBlock();
+    ///@}
 
-    // Whether the read end becomes readable within `seconds`. -1.0 waits
-    // without limit; any other negative value answers false at once. Takes
-    // no lock.
+    /// Whether the read end becomes readable within `seconds`. -1.0 waits
+    /// without limit; any other negative value answers false at once. Takes
+    /// no lock.
     bool eventPending(double seconds);
-    bool eventPending() { return eventPending(0.0); }  // whether the read end is readable now
-    bool waitForEvent(double seconds) { return eventPending(seconds); }  // the same, waiting up to `seconds`
+    bool eventPending() { return eventPending(0.0); }  ///< whether the read end is readable now
+    bool waitForEvent(double seconds) { return eventPending(seconds); }  ///< the same, waiting up to `seconds`
 
-    // Queues a copy of the record and makes sure that the wake byte is there.
-    // Throws UserEventQueueBlockedException* when the byte cannot be written;
-    // the event stays queued in every case.
+    /// Queues a copy of the record and makes sure that the wake byte is there.
+    /// Throws UserEventQueueBlockedException* when the byte cannot be written;
+    /// the event stays queued in every case.
     void push(UserEventRecord const& record);
-    // Reads the wake byte (blocking: call it when the pipe is readable), takes
-    // the first event, dispatches it without the mutex and returns it. With an
-    // empty queue: a default record, nothing dispatched.
+    /// Reads the wake byte (blocking: call it when the pipe is readable), takes
+    /// the first event, dispatches it without the mutex and returns it. With an
+    /// empty queue: a default record, nothing dispatched.
     UserEventRecord pop();
-    // Reads the wake byte and dispatches every queued event, without the mutex.
+    /// Reads the wake byte and dispatches every queued event, without the mutex.
     void flush();
 
 private:
     int selectFcn(bool flush);
-    void readWakeByte();  // with the mutex held
+    void readWakeByte();  ///< with the mutex held
 
     int readFd_;
     int writeFd_;
@@ -101,13 +106,13 @@ private:
     int timerSec_;
     int timerUSec_;
     boost::mutex mutex_;
-    // True while a byte that this queue wrote is known to be in the pipe, so
-    // that a push to a non-empty queue needs no system call. Only ever true
-    // when the pipe really holds a byte (reads and writes of the byte happen
-    // under the mutex); false means "look".
+    /// True while a byte that this queue wrote is known to be in the pipe, so
+    /// that a push to a non-empty queue needs no system call. Only ever true
+    /// when the pipe really holds a byte (reads and writes of the byte happen
+    /// under the mutex); false means "look".
     bool wakeByteInPipe_;
-    // Set once the read end was handed out: the byte may then vanish without
-    // a read of ours, and wakeByteInPipe_ is no longer enough to skip the look.
+    /// Set once the read end was handed out: the byte may then vanish without
+    /// a read of ours, and wakeByteInPipe_ is no longer enough to skip the look.
     mutable std::atomic<bool> readEndShared_{false};
 };
 

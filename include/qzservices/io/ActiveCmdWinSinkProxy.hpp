@@ -1,11 +1,12 @@
-// The sink that streams write into at run time. It has no destination of its
-// own: at every write it looks up the current command-window sink, copies the
-// text to the service log, the diary and the sink text events, keeps it while
-// no sink exists, and pages it line by line under the more rule.
-//
-// No lock of its own; the only lock on the path is CmdWinSinkHandle's, taken
-// shared per lookup and released before text moves on. The writer is blocked
-// in its own call while the "--more--" prompt stands.
+/// @file
+/// The sink that streams write into at run time. It has no destination of its
+/// own: at every write it looks up the current command-window sink, copies the
+/// text to the service log, the diary and the sink text events, keeps it while
+/// no sink exists, and pages it line by line under the more rule.
+///
+/// No lock of its own; the only lock on the path is CmdWinSinkHandle's, taken
+/// shared per lookup and released before text moves on. The writer is blocked
+/// in its own call while the "--more--" prompt stands.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"
@@ -27,26 +28,26 @@ class CmdWinSinkUseInitialBuffer;
 
 namespace services { namespace io {
 
-// The stream buffer inside the proxy. No put area: every write arrives at once.
-// The library makes only the unsigned short form; the char form differs in
-// using the sink's narrow buffer and copying bytes to log and diary unconverted.
+/// The stream buffer inside the proxy. No put area: every write arrives at once.
+/// The library makes only the unsigned short form; the char form differs in
+/// using the sink's narrow buffer and copying bytes to log and diary unconverted.
 template <class CharT, class Traits = std::char_traits<CharT>>
-// The proxy's buffer for characters of CharT.
+/// The proxy's buffer for characters of CharT.
 class ActiveCmdWinSinkBufferProxyT : public std::basic_streambuf<CharT, Traits> {
 public:
-    typedef typename Traits::int_type int_type;  // a character or end of file
-    typedef std::basic_streambuf<CharT, Traits> buffer_type;  // a sink buffer of the same width
+    typedef typename Traits::int_type int_type;  ///< a character or end of file
+    typedef std::basic_streambuf<CharT, Traits> buffer_type;  ///< a sink buffer of the same width
 
-    explicit ActiveCmdWinSinkBufferProxyT(cxutil::io::StreamTypeEnum type);  // the buffer of the output or error stream
-    ~ActiveCmdWinSinkBufferProxyT() override;  // releases its converter and event buffer
+    explicit ActiveCmdWinSinkBufferProxyT(cxutil::io::StreamTypeEnum type);  ///< the buffer of the output or error stream
+    ~ActiveCmdWinSinkBufferProxyT() override;  ///< releases its converter and event buffer
 
-    // Text kept while no command-window sink existed (without bound).
+    /// Text kept while no command-window sink existed (without bound).
     std::vector<CharT> const& pending() const { return pending_; }
 
 protected:
-    std::streamsize xsputn(CharT const* p, std::streamsize n) override;  // sends `n` characters on at once
-    int_type overflow(int_type c) override;  // sends one character on
-    int sync() override;  // sends kept text on and syncs the sink
+    std::streamsize xsputn(CharT const* p, std::streamsize n) override;  ///< sends `n` characters on at once
+    int_type overflow(int_type c) override;  ///< sends one character on
+    int sync() override;  ///< sends kept text on and syncs the sink
 
 private:
     std::streamsize send_to_sink(CharT const* text, std::streamsize n);
@@ -55,7 +56,7 @@ private:
     void logIt(CharT const* text, std::streamsize n);
     void flush_logs();
     boost::shared_ptr<CmdWinSink> currentSink() const;
-    // The sink's buffer of this width; valid while the caller holds the sink.
+    /// The sink's buffer of this width; valid while the caller holds the sink.
     static boost::shared_ptr<buffer_type> const& bufferOf(boost::shared_ptr<CmdWinSink> const& sink);
 
     cxutil::io::StreamTypeEnum type_;
@@ -63,45 +64,45 @@ private:
     std::vector<CharT> pending_;
     std::unique_ptr<fd::i18n::stream_codecvt_ustring_to_string> codecvt_;
     bool hasUnsyncedText_;
-    bool publishSinkText_;  // latched copy of the global switch
+    bool publishSinkText_;  ///< latched copy of the global switch
 };
 
-typedef ActiveCmdWinSinkBufferProxyT<unsigned short> ActiveCmdWinSinkBufferProxy;  // the UTF-16 proxy buffer
+typedef ActiveCmdWinSinkBufferProxyT<unsigned short> ActiveCmdWinSinkBufferProxy;  ///< the UTF-16 proxy buffer
 
 // The global switch for sink text events. A buffer takes the new value only at
 // a sync that finds nothing to send or no sink.
-void enableSinkTextEventPublishing();  // turns the switch on
-void disableSinkTextEventPublishing();  // turns the switch off
+void enableSinkTextEventPublishing();  ///< turns the switch on
+void disableSinkTextEventPublishing();  ///< turns the switch off
 
-// The sink of each standard stream at run time; each property is the current sink's, or false with none.
+/// The sink of each standard stream at run time; each property is the current sink's, or false with none.
 class ActiveCmdWinSinkProxy : public CXSink {
 public:
-    explicit ActiveCmdWinSinkProxy(cxutil::io::StreamTypeEnum type);  // the proxy of the output or error stream
-    ~ActiveCmdWinSinkProxy() override;  // nothing of its own to release
+    explicit ActiveCmdWinSinkProxy(cxutil::io::StreamTypeEnum type);  ///< the proxy of the output or error stream
+    ~ActiveCmdWinSinkProxy() override;  ///< nothing of its own to release
 
-    void activate() override;    // sync of the UTF-16 buffer
-    void deactivate() override;  // the same
-    bool isDirty() const override;  // always true
-    void setDirty(bool dirty) override;  // passed to the current sink, if any
-    bool supportsBuzz() const override;  // the current sink's answer
-    bool supportsMore() const override;  // the current sink's answer
-    bool supportsHotlinks() const override;  // the current sink's answer
-    bool needsFormattingForDisplay() const override;  // the current sink's answer
-    bool useDiary() const override;    // true with no sink
-    bool useEcho() const override;  // the current sink's answer
-    bool useLogging() const override;  // true with no sink
+    void activate() override;  ///< sync of the UTF-16 buffer
+    void deactivate() override;  ///< the same
+    bool isDirty() const override;  ///< always true
+    void setDirty(bool dirty) override;  ///< passed to the current sink, if any
+    bool supportsBuzz() const override;  ///< the current sink's answer
+    bool supportsMore() const override;  ///< the current sink's answer
+    bool supportsHotlinks() const override;  ///< the current sink's answer
+    bool needsFormattingForDisplay() const override;  ///< the current sink's answer
+    bool useDiary() const override;  ///< true with no sink
+    bool useEcho() const override;  ///< the current sink's answer
+    bool useLogging() const override;  ///< true with no sink
 
-    // The output proxy for 0, the error proxy for 1, null otherwise.
+    /// The output proxy for 0, the error proxy for 1, null otherwise.
     static boost::shared_ptr<ActiveCmdWinSinkProxy> getInstance(cxutil::io::StreamTypeEnum type);
-    // The single road to the current command-window sink of this stream.
+    /// The single road to the current command-window sink of this stream.
     boost::shared_ptr<CmdWinSink> getSink() const;
 
 private:
     static void initInstances();
 
     cxutil::io::StreamTypeEnum type_;
-    boost::shared_ptr<CXSink> unused_;  // stays null
-    SinkTraits traits_;                 // all false: the answers with no sink
+    boost::shared_ptr<CXSink> unused_;  ///< stays null
+    SinkTraits traits_;  ///< all false: the answers with no sink
 
     static boost::shared_ptr<ActiveCmdWinSinkProxy> outACWSP_;
     static boost::shared_ptr<ActiveCmdWinSinkProxy> errACWSP_;
@@ -110,15 +111,15 @@ private:
 
 }} // namespace services::io
 
-// Puts both streams on the command window for the length of a scope: the
-// sinks return to their initial buffers, and the proxies go on the stacks.
-// On any thread but the signal thread it does nothing.
+/// Puts both streams on the command window for the length of a scope: the
+/// sinks return to their initial buffers, and the proxies go on the stacks.
+/// On any thread but the signal thread it does nothing.
 class CXPushDefaultSink {
 public:
-    explicit CXPushDefaultSink(bool outToError = false);  // true sends the output stream to the error sink too
-    ~CXPushDefaultSink();  // pops both streams and restores the sinks' buffers
-    CXPushDefaultSink(CXPushDefaultSink const&) = delete;  // one per scope: not copyable
-    CXPushDefaultSink& operator=(CXPushDefaultSink const&) = delete;  // nor assignable
+    explicit CXPushDefaultSink(bool outToError = false);  ///< true sends the output stream to the error sink too
+    ~CXPushDefaultSink();  ///< pops both streams and restores the sinks' buffers
+    CXPushDefaultSink(CXPushDefaultSink const&) = delete;  ///< one per scope: not copyable
+    CXPushDefaultSink& operator=(CXPushDefaultSink const&) = delete;  ///< nor assignable
 
 private:
     boost::shared_ptr<CmdWinSinkUseInitialBuffer> outGuard_;

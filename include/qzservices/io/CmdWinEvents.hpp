@@ -1,5 +1,6 @@
-// Events that a front end publishes to clear the command window (CLCEvent) or
-// move its cursor home (HomeEvent); the handle passes them to the current sink.
+/// @file
+/// Events that a front end publishes to clear the command window (CLCEvent) or
+/// move its cursor home (HomeEvent); the handle passes them to the current sink.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/archive_fwd.hpp"
@@ -12,23 +13,23 @@ QZSERVICES_API_BEGIN
 
 namespace services { namespace io {
 
-// The request to clear the command window.
+/// The request to clear the command window.
 class CLCEvent : public cxutil::eventmgr::BaseEvent {
 public:
-    static char const* staticTypeName() { return "CLCEvent"; }  // the type name subscribers match
-    CLCEvent() : BaseEvent(appendType(staticTypeName())) {}  // an event with its type list
-    ~CLCEvent() override;  // nothing of its own to release
-    CLCEvent* clone() const override { return new CLCEvent(*this); }  // a copy the manager owns
+    static char const* staticTypeName() { return "CLCEvent"; }  ///< the type name subscribers match
+    CLCEvent() : BaseEvent(appendType(staticTypeName())) {}  ///< an event with its type list
+    ~CLCEvent() override;  ///< nothing of its own to release
+    CLCEvent* clone() const override { return new CLCEvent(*this); }  ///< a copy the manager owns
     QZ_DECLARE_SERIALIZE_EXPLICIT
 };
 
-// The request to move the command window's cursor home.
+/// The request to move the command window's cursor home.
 class HomeEvent : public cxutil::eventmgr::BaseEvent {
 public:
-    static char const* staticTypeName() { return "HomeEvent"; }  // the type name subscribers match
-    HomeEvent() : BaseEvent(appendType(staticTypeName())) {}  // an event with its type list
-    ~HomeEvent() override;  // nothing of its own to release
-    HomeEvent* clone() const override { return new HomeEvent(*this); }  // a copy the manager owns
+    static char const* staticTypeName() { return "HomeEvent"; }  ///< the type name subscribers match
+    HomeEvent() : BaseEvent(appendType(staticTypeName())) {}  ///< an event with its type list
+    ~HomeEvent() override;  ///< nothing of its own to release
+    HomeEvent* clone() const override { return new HomeEvent(*this); }  ///< a copy the manager owns
     QZ_DECLARE_SERIALIZE_EXPLICIT
 };
 

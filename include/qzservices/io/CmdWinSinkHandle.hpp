@@ -1,10 +1,11 @@
-// The one global choice of the command window: a host installs a factory of
-// its own sinks, and every write of the proxies looks the sink up anew, so a
-// new factory redirects text at once without touching any sink stack.
-//
-// Lock: sMutex, shared per lookup, exclusive for a factory change. Operations
-// that call into the sink (doClc, doHome, ctrlCProcessed, requestInput) run
-// with it held shared, so a sink must not install a factory from them.
+/// @file
+/// The one global choice of the command window: a host installs a factory of
+/// its own sinks, and every write of the proxies looks the sink up anew, so a
+/// new factory redirects text at once without touching any sink stack.
+///
+/// Lock: sMutex, shared per lookup, exclusive for a factory change. Operations
+/// that call into the sink (doClc, doHome, ctrlCProcessed, requestInput) run
+/// with it held shared, so a sink must not install a factory from them.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/CmdWinSink.hpp"
@@ -21,47 +22,51 @@ QZSERVICES_API_BEGIN
 namespace services { namespace prompt { class InputRequestEvent; } }
 namespace services { namespace io { class CLCEvent; class HomeEvent; } }
 
-// What a host implements to hand the library its command-window sinks.
+/// What a host implements to hand the library its command-window sinks.
 class CmdWinSinkFactory {
 public:
-    virtual ~CmdWinSinkFactory();  // owned by the host
-    virtual boost::shared_ptr<CmdWinSink> getCmdWinSink(bool isErrorStream) const = 0;  // the sink of one stream
+    virtual ~CmdWinSinkFactory();  ///< owned by the host
+    virtual boost::shared_ptr<CmdWinSink> getCmdWinSink(bool isErrorStream) const = 0;  ///< the sink of one stream
 };
 
 namespace services { namespace io {
 
-// Holds the current and previous sink factories; all static.
+/// Holds the current and previous sink factories; all static.
 class CmdWinSinkHandle {
 public:
-    typedef std::pair<CmdWinSinkFactory*, CmdWinSinkFactory*> FactoryPair;  // current, previous; not owned
+    typedef std::pair<CmdWinSinkFactory*, CmdWinSinkFactory*> FactoryPair;  ///< current, previous; not owned
 
-    // The current factory's sink, or null with no factory.
+    /// The current factory's sink, or null with no factory.
     static boost::shared_ptr<CmdWinSink> getInstanceAsCmdWin(bool isErr);
-    // The proxy of that stream (what goes on a stream's stack); safe with no factory.
+    /// The proxy of that stream (what goes on a stream's stack); safe with no factory.
     static boost::shared_ptr<CXSink> getInstance(bool isErr);
 
-    // The given factory becomes current and the current one previous: one level
-    // of undo. The first call subscribes the handle to its events, once.
+    /// The given factory becomes current and the current one previous: one level
+    /// of undo. The first call subscribes the handle to its events, once.
     static void setFactory(CmdWinSinkFactory* factory);
-    // Replaces both pointers and returns the old pair; subscribes to nothing.
+    /// Replaces both pointers and returns the old pair; subscribes to nothing.
     static FactoryPair setFactoryPair(FactoryPair const& pair);
-    // Previous becomes current, and previous is forgotten.
+    /// Previous becomes current, and previous is forgotten.
     static void restorePreviousFactory();
 
-    // These act on the current output sink; with no factory they do nothing
-    // (isDirty answers false).
+    ///@{
+    /// These act on the current output sink; with no factory they do nothing
+    /// (isDirty answers false).
     static bool isDirty();
-    static void setDirty(bool dirty);  // sets the current sink's dirty flag
-    static void ctrlCProcessed();  // tells the current sink that an interrupt was handled
-    static void keyStrokeRequested(services::prompt::InputRequester const& requester);  // tells it one key is wanted
+    static void setDirty(bool dirty);  ///< sets the current sink's dirty flag
+    static void ctrlCProcessed();  ///< tells the current sink that an interrupt was handled
+    static void keyStrokeRequested(services::prompt::InputRequester const& requester);  ///< tells it one key is wanted
+    ///@}
 
-    // Event handlers.
-    // Asks the sink for input.
+    ///@{
+    /// Event handlers.
+    /// Asks the sink for input.
     static void inputRequestedEventHappened(services::prompt::InputRequestEvent const& event);
-    static void handleClc(CLCEvent const& event);  // clears the current sink's window
-    static void handleHome(HomeEvent const& event);  // homes the current sink's cursor
+    static void handleClc(CLCEvent const& event);  ///< clears the current sink's window
+    static void handleHome(HomeEvent const& event);  ///< homes the current sink's cursor
+    ///@}
 
-    static void invariants() {}  // a hook for checks; none here
+    static void invariants() {}  ///< a hook for checks; none here
 
 private:
     static void setSinkImpl();
@@ -76,15 +81,15 @@ private:
     static boost::once_flag sSubscribeOnce;
 };
 
-// The fallback factory: two function sinks that swallow text until the host
-// gives them a function. The same two objects at every call.
+/// The fallback factory: two function sinks that swallow text until the host
+/// gives them a function. The same two objects at every call.
 class DefaultPrintHandlerSinkFactory : public CmdWinSinkFactory {
 public:
-    static DefaultPrintHandlerSinkFactory* instance();  // the one factory, made on first use
-    boost::shared_ptr<CmdWinSink> getCmdWinSink(bool isErrorStream) const override;  // the error or output sink
+    static DefaultPrintHandlerSinkFactory* instance();  ///< the one factory, made on first use
+    boost::shared_ptr<CmdWinSink> getCmdWinSink(bool isErrorStream) const override;  ///< the error or output sink
 
-    boost::shared_ptr<PutsFnSink> const& outputSink() const { return out_; }  // the output stream's sink
-    boost::shared_ptr<PutsFnSink> const& errorSink() const { return err_; }  // the error stream's sink
+    boost::shared_ptr<PutsFnSink> const& outputSink() const { return out_; }  ///< the output stream's sink
+    boost::shared_ptr<PutsFnSink> const& errorSink() const { return err_; }  ///< the error stream's sink
 
 private:
     DefaultPrintHandlerSinkFactory();
@@ -96,10 +101,12 @@ private:
     static boost::once_flag flag;
 };
 
-// Registers one more object that flushes both streams when the process asks
-// whether it may exit and when it closes its windows. One is registered at load.
+///@{
+/// Registers one more object that flushes both streams when the process asks
+/// whether it may exit and when it closes its windows. One is registered at load.
 void registerShutdownObject();
-void initialize();  // registers one more such object
+void initialize();  ///< registers one more such object
+///@}
 
 }} // namespace services::io
 

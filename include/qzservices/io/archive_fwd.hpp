@@ -1,5 +1,6 @@
-// The six Boost archive classes that the event records are written to and read
-// from, declared so that classes can name their serializeExplicit overloads.
+/// @file
+/// The six Boost archive classes that the event records are written to and read
+/// from, declared so that classes can name their serializeExplicit overloads.
 #pragma once
 #include "qzservices/export.hpp"
 
@@ -14,8 +15,8 @@ class xml_oarchive;
 class xml_iarchive;
 }} // namespace boost::archive
 
-// Declares one serializeExplicit per archive class, each the ordinary
-// serialize for that archive, and the serialize that Boost calls.
+/// Declares one serializeExplicit per archive class, each the ordinary
+/// serialize for that archive, and the serialize that Boost calls.
 #define QZ_DECLARE_SERIALIZE_EXPLICIT                                                         \
 public:                                                                                       \
     void serializeExplicit(boost::archive::text_oarchive& ar, unsigned int version);         \
