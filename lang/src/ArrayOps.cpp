@@ -13,10 +13,6 @@ namespace qzlang {
 
 namespace {
 
-// 80 MB of doubles: a console of literals needs no more, and a typo such as
-// zeros(1e5) must fail at once rather than take the memory of the machine.
-size_t gMaxElements = 10000000;
-
 template <class T>
 T saturate(double v) {
     if (std::isnan(v)) return 0;
@@ -96,17 +92,18 @@ void pollInterrupt(size_t k) {
     if ((k & 0xFFFF) == 0xFFFF) uvLongjmpIfInterruptPending();
 }
 
-size_t maxElements() { return gMaxElements; }
-void setMaxElements(size_t n) { gMaxElements = n; }
+size_t maxElements() { return kernels::maxElements(); }
+void setMaxElements(size_t n) { kernels::setMaxElements(n); }
 
 size_t checkedElementCount(std::vector<size_t> const& dims) {
+    size_t const limit = kernels::maxElements();
     size_t count = 1;
     bool zero = false;
     for (size_t d : dims) zero = zero || d == 0;
     if (zero) return 0;
     for (size_t d : dims) {
-        if (d > gMaxElements || count > gMaxElements / d)
-            vxErrMsgId("qzconsole:tooLarge", "The array would have more than %zu elements.", gMaxElements);
+        if (d > limit || count > limit / d)
+            vxErrMsgId("Calyx:tooLarge", "The array would have more than %zu elements.", limit);
         count *= d;
     }
     return count;
@@ -376,8 +373,8 @@ ArrayPtr range(double start, double step, double stop) {
     if (step == 0 || (step > 0 && start > stop) || (step < 0 && start < stop)) return zerosOf(vxDOUBLE_CLASS, {1, 0});
     // A little slack, so that 0:0.1:1 ends at 1 despite rounding.
     double const span = std::floor((stop - start) / step + 1e-10);
-    if (!std::isfinite(span) || span + 1 > static_cast<double>(gMaxElements))
-        vxErrMsgId("qzconsole:tooLarge", "The array would have more than %zu elements.", gMaxElements);
+    if (!std::isfinite(span) || span + 1 > static_cast<double>(maxElements()))
+        vxErrMsgId("Calyx:tooLarge", "The array would have more than %zu elements.", maxElements());
     size_t const n = static_cast<size_t>(span) + 1;
     ArrayPtr out = zerosOf(vxDOUBLE_CLASS, {1, n});
     for (size_t k = 0; k < n; ++k) {

@@ -84,3 +84,30 @@ TEST(KernelTable, DimensionsBeyondTheLastAreSingletons) {
 }
 
 } // namespace
+
+namespace {
+
+// A request past the element limit fails before anything is allocated, in
+// every function that makes a new array, and the limit can be lowered.
+TEST(KernelTable, ArraysPastTheElementLimitAreRefusedBeforeAllocation) {
+    auto idOf = [](char const* name, std::vector<vxArray const*> in) -> std::string {
+        try {
+            call(name, in);
+        } catch (vx::Error const& e) {
+            return e.identifier();
+        }
+        return "";
+    };
+    ArrayPtr big = num(1e6), n3 = num(3), n4 = num(4);
+    EXPECT_EQ(idOf("zeros", {big.get()}), "Calyx:tooLarge");
+    EXPECT_EQ(idOf("rand", {big.get(), big.get()}), "Calyx:tooLarge");
+    std::size_t const old = qzlang::kernels::maxElements();
+    qzlang::kernels::setMaxElements(10);
+    ArrayPtr small = mat(2, 2, {1, 2, 3, 4});
+    EXPECT_EQ(idOf("ones", {n3.get(), n4.get()}), "Calyx:tooLarge");
+    EXPECT_EQ(idOf("repmat", {small.get(), n3.get(), n3.get()}), "Calyx:tooLarge");
+    EXPECT_EQ(idOf("ones", {n3.get(), n3.get()}), "");
+    qzlang::kernels::setMaxElements(old);
+}
+
+} // namespace

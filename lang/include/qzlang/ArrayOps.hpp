@@ -16,7 +16,7 @@ namespace qzlang {
 // an attempt to allocate.
 size_t maxElements();
 void setMaxElements(size_t n);
-// Raises "qzconsole:tooLarge" when the product of dims passes maxElements()
+// Raises "Calyx:tooLarge" when the product of dims passes maxElements()
 // (or overflows).
 size_t checkedElementCount(std::vector<size_t> const& dims);
 

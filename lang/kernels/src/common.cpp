@@ -3,7 +3,9 @@
 #include "internal.hpp"
 
 #include <sys/mman.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstdio>
@@ -87,8 +89,30 @@ void requireArithmetic(vxArray const* a, char const* fname) {
     if (a->is_sparse()) fail("Calyx:sparse", "%s is not defined for sparse arrays here.", fname);
 }
 
+namespace {
+std::size_t defaultMaxElements() {
+    long const pages = sysconf(_SC_PHYS_PAGES), pageSize = sysconf(_SC_PAGESIZE);
+    if (pages <= 0 || pageSize <= 0) return std::size_t(1) << 28;
+    return static_cast<std::size_t>(pages) / 16 * static_cast<std::size_t>(pageSize) / 8;
+}
+std::atomic<std::size_t> gMaxElements{defaultMaxElements()};
+} // namespace
+
+void checkElementCount(Dims const& d) {
+    std::size_t const limit = gMaxElements.load(std::memory_order_relaxed);
+    std::size_t count = 1;
+    for (std::size_t n : d)
+        if (n == 0) return;
+    for (std::size_t n : d) {
+        if (n > limit || count > limit / n)
+            fail("Calyx:tooLarge", "The array would have more than %zu elements.", limit);
+        count *= n;
+    }
+}
+
 ArrayPtr makeArray(vxClassID cls, Dims const& d, bool complex) {
     Dims t = trimDims(d);
+    checkElementCount(t);
     switch (cls) {
     case vxLOGICAL_CLASS: return ArrayPtr(vxCreateLogicalArray(t.size(), t.data()));
     case vxCHAR_CLASS: return ArrayPtr(vxCreateCharArray(t.size(), t.data()));
@@ -294,6 +318,7 @@ void copyElement(vxArray* dst, size_t di, vxArray const* src, size_t si) {
 
 ArrayPtr likeArray(vxArray const* a, Dims const& d) {
     Dims t = trimDims(d);
+    checkElementCount(t);
     vxClassID c = a->class_id();
     if (a->is_sparse()) fail("Calyx:sparse", "This operation is not defined for sparse arrays here.");
     if (c == vxSTRUCT_CLASS) {
@@ -341,3 +366,10 @@ ArrayPtr convertClass(vxArray const* a, vxClassID cls) {
 }
 
 }}} // namespace qzlang::kernels::detail
+
+namespace qzlang { namespace kernels {
+
+std::size_t maxElements() { return detail::gMaxElements.load(std::memory_order_relaxed); }
+void setMaxElements(std::size_t n) { detail::gMaxElements.store(n, std::memory_order_relaxed); }
+
+}} // namespace qzlang::kernels

@@ -19,7 +19,20 @@ size_t countArg(vxArray const* a, char const* fname, char const* what) {
     return v < 0 ? 0 : size_t(v);
 }
 
+namespace {
+Dims sizeArguments(std::vector<vxArray const*> const& in, size_t first, char const* fname, vxClassID* cls);
+} // namespace
+
+// The sizes asked for, refused before anything is allocated when they hold
+// more elements than one array may.
 Dims dimsArgs(std::vector<vxArray const*> const& in, size_t first, char const* fname, vxClassID* cls) {
+    Dims d = sizeArguments(in, first, fname, cls);
+    checkElementCount(d);
+    return d;
+}
+
+namespace {
+Dims sizeArguments(std::vector<vxArray const*> const& in, size_t first, char const* fname, vxClassID* cls) {
     size_t end = in.size();
     if (end > first && in[end - 1]->class_id() == vxCHAR_CLASS) {
         std::string name = textOf(in[end - 1], fname);
@@ -43,6 +56,7 @@ Dims dimsArgs(std::vector<vxArray const*> const& in, size_t first, char const* f
         for (size_t k = 0; k < n; ++k) {
             double v = realAt(a, k);
             if (std::isnan(v) || v != std::trunc(v)) fail("Calyx:notInteger", "%s needs whole-number sizes.", fname);
+            if (v >= 1.8e19) fail("Calyx:tooLarge", "The array would have more than %zu elements.", maxElements());
             d.push_back(v < 0 ? 0 : size_t(v));
         }
         return trimDims(d);
@@ -50,6 +64,7 @@ Dims dimsArgs(std::vector<vxArray const*> const& in, size_t first, char const* f
     for (size_t k = first; k < end; ++k) d.push_back(countArg(in[k], fname, "a size"));
     return trimDims(d);
 }
+} // namespace
 
 size_t firstNonSingleton(Dims const& d) {
     for (size_t k = 0; k < d.size(); ++k)

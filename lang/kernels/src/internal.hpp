@@ -41,6 +41,8 @@ inline bool isVectorShape(Dims const& d) { return d.size() == 2 && (d[0] == 1 ||
 void requireArithmetic(vxArray const* a, char const* fname);
 
 // ---- making arrays ----
+// Raises "Calyx:tooLarge" when the dimensions hold more than maxElements().
+void checkElementCount(Dims const& d);
 ArrayPtr makeArray(vxClassID cls, Dims const& d, bool complex = false);
 ArrayPtr makeDouble(Dims const& d, bool complex = false);
 // A real numeric or logical array whose data the caller overwrites entirely:

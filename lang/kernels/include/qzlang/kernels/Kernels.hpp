@@ -63,6 +63,12 @@ std::vector<std::string> names();
 // remain (the rules of formatted text), escapes applied to the format only.
 std::string formatText(std::string const& format, std::vector<vxArray const*> const& args);
 
+// The most elements one result may hold; a larger request raises
+// "Calyx:tooLarge" instead of trying to allocate. By default a sixteenth of
+// the machine's memory in doubles.
+std::size_t maxElements();
+void setMaxElements(std::size_t n);
+
 // The generator of rand, randn and randi. A session starts at seed 0.
 void seedRandom(std::uint32_t seed);
 
