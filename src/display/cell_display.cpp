@@ -125,25 +125,31 @@ void writeCell(LineBuffer& line, vxArray const* cell, size_t w, size_t leftWidth
     size_t const a = rightLen + leftWidth;
     size_t const b = classLen + rightWidth + 1 - std::min(rightLen, classLen + rightWidth + 1);
     size_t const c = classWidth + 1 - std::min(classLen, classWidth + 1);
+    // "[%*s%*s%*c" by pieces, padded in front to the column's width: the
+    // same bytes as printf, without parsing a format for every cell.
     bool const isCell = cls == vxCELL_CLASS;
-    char format[64];
-    std::snprintf(format, sizeof format, "%c%%%zus%%%zus%%%zuc", isCell ? '{' : '[', a, b, c);
-    char summary[IO_CELL_ITEM_SIZE];
-    int const n = std::snprintf(summary, sizeof summary, format, parts.size, className, isCell ? '}' : ']');
-    if (n < 0) return;
-    if (static_cast<size_t>(n) < sizeof summary) {
-        line.appendRight(summary, oneColumn ? 0 : w);
-        return;
-    }
-    // Longer than the buffer (an object of an enormous class name): written
-    // by pieces, padded the same way.
-    size_t const length = static_cast<size_t>(n);
+    size_t const length = 1 + std::max(a, parts.length) + std::max(b, classLen) + std::max<size_t>(c, 1);
     if (!oneColumn && w > length) line.appendBlanks(w - length);
     line.append(isCell ? "{" : "[", 1);
-    line.appendRight(parts.size, a);
-    line.appendRight(className, b);
-    line.appendBlanks(c > 1 ? c - 1 : 0);
+    if (a > parts.length) line.appendBlanks(a - parts.length);
+    line.append(parts.size, parts.length);
+    if (b > classLen) line.appendBlanks(b - classLen);
+    line.append(className, classLen);
+    if (c > 1) line.appendBlanks(c - 1);
     line.append(isCell ? "}" : "]", 1);
+}
+
+// A string cell's text in the local code page. Text of ASCII alone is the
+// same bytes in every code page a C library's locale can have (they all
+// extend ASCII), so it skips the converter, whose set-up costs more than
+// the rest of the cell's display.
+std::string localText(unsigned short const* units, size_t count) {
+    std::string text(count, '\0');
+    for (size_t i = 0; i < count; ++i) {
+        if (units[i] >= 0x80) return utf16_to_lcp(units, count);
+        text[i] = static_cast<char>(units[i]);
+    }
+    return text;
 }
 
 } // namespace
@@ -162,15 +168,18 @@ bool ioFormatCellItem(vxArray const* cell, char* dst, size_t width, size_t limit
     if (cls == vxCHAR_CLASS && vxGetNumberOfDimensions(cell) == 2 && vxGetM(cell) <= 1 && count >= 1 &&
         count <= longest) {
         auto const units = vxm::detail::get_vxchar_ptr_and_len(cell);
-        std::string text = utf16_to_lcp(units.first, units.second);
-        if (text.find_first_of("\n\r") != std::string::npos) return false;
+        // A line break (the same units in every code page) sends it to its summary.
+        auto const isBreak = [](unsigned short u) { return u == '\n' || u == '\r'; };
+        if (std::any_of(units.first, units.first + units.second, isBreak)) return false;
         if (measureOnly) {
-            text = "''";
-        } else {
-            std::replace(text.begin(), text.end(), '\0', ' ');
-            if (text.size() + 3 > IO_CELL_ITEM_SIZE) return false;  // shown as its summary instead
-            text = "'" + text + "'";
+            putAligned(dst, "", "''", width, true, "");
+            return true;
         }
+        std::string text = localText(units.first, units.second);
+        std::replace(text.begin(), text.end(), '\0', ' ');
+        if (text.size() + 3 > IO_CELL_ITEM_SIZE) return false;  // shown as its summary instead
+        text.insert(text.begin(), '\'');
+        text.push_back('\'');
         putAligned(dst, "", text.c_str(), width, true, "");
         return true;
     }

@@ -32,16 +32,42 @@ size_t dimensionFromDouble(double v) {
     return static_cast<size_t>(v);
 }
 
+// Writes v in decimal at dst, right-aligned in `width`; returns the length.
+// By hand rather than with snprintf: every cell summary asks for a size.
+size_t putDecimal(char* dst, size_t v, size_t width) {
+    char digits[24];
+    size_t n = 0;
+    do {
+        digits[n++] = static_cast<char>('0' + v % 10);
+        v /= 10;
+    } while (v != 0);
+    size_t at = 0;
+    while (at + n < width) dst[at++] = ' ';
+    while (n > 0) dst[at++] = digits[--n];
+    return at;
+}
+
+// "%7zu" then "x%zu" for each further dimension (three at most), or
+// "%7zu-D" past three. Twenty digits a dimension always fit the buffer.
 void formatDimensions(char* dst, size_t n, size_t const* dims) {
+    static_assert(IO_SIZE_STRING_SIZE > 3 * 21 + 7, "the size buffer holds three dimensions");
+    size_t at;
     if (n == 0) {
-        std::snprintf(dst, IO_SIZE_STRING_SIZE, "%7dx%d", 1, 1);
+        at = putDecimal(dst, 1, 7);
+        dst[at++] = 'x';
+        dst[at++] = '1';
     } else if (n <= 3) {
-        int at = std::snprintf(dst, IO_SIZE_STRING_SIZE, "%7zu", dims[0]);
-        for (size_t d = 1; d < n; ++d)
-            at += std::snprintf(dst + at, IO_SIZE_STRING_SIZE - static_cast<size_t>(at), "x%zu", dims[d]);
+        at = putDecimal(dst, dims[0], 7);
+        for (size_t d = 1; d < n; ++d) {
+            dst[at++] = 'x';
+            at += putDecimal(dst + at, dims[d], 0);
+        }
     } else {
-        std::snprintf(dst, IO_SIZE_STRING_SIZE, "%7zu-D", n);
+        at = putDecimal(dst, n, 7);
+        dst[at++] = '-';
+        dst[at++] = 'D';
     }
+    dst[at] = '\0';
 }
 
 // The dimensions the session's size callback gives an object or opaque
