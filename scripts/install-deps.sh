@@ -10,6 +10,7 @@ packages=(
   libtbb-dev libncurses-dev libicu-dev libedit-dev
   libgtest-dev libgmock-dev libbenchmark-dev libarchive-dev
   tmux
+  chromium chromium-driver python3-selenium
 )
 # The fuzz targets need clang and its libFuzzer runtime.
 if [ "${1:-}" = "fuzz" ]; then
