@@ -32,6 +32,8 @@ TARGETS = {
     "BM_CatRead_ContainerReader / BM_CatRead_PlainReader": (3.0, "CAT member read at most 3x the plain read"),
     "BM_CatRead_ContainerReader / BM_CatRead_LibarchiveZip": (1.0, "CAT member read faster than libarchive"),
     "PrintWrapped / Fold": (2.0, "wrapping at least half of fold's throughput"),
+    "BM_DesktopDisplay1000 / BM_ConsoleDisplay1000": (3.0, "1000x1000 display reaching the page at most 3x "
+                                                      "the console's into /dev/null"),
 }
 
 # Found anywhere in a line: the console table may leave its last row unterminated.

@@ -40,6 +40,9 @@ Desktop* Desktop::instance() { return gDesktop; }
 void Desktop::install() {
     mainThread_ = pthread_self();
     inboxKind_ = qzhost::createUserEvent(&takeInboxEvent);
+}
+
+void Desktop::installInterruptSignal() {
     // No SA_RESTART: a wait in the user event queue must wake with EINTR.
     struct sigaction sa {};
     sa.sa_handler = onInterruptSignal;
@@ -56,7 +59,12 @@ void Desktop::handOver(ClientMessage&& message) {
     qzhost::postUserEvent(inboxKind_, 0);
 }
 
-void Desktop::interrupt() { pthread_kill(mainThread_, SIGUSR1); }
+void Desktop::interrupt() {
+    pthread_kill(mainThread_, SIGUSR1);
+    // A signal that lands just before the wait begins would leave the wait
+    // asleep; the wake byte ends it, and the wait then sees the interrupt.
+    qzhost::postUserEvent(inboxKind_, 0);
+}
 
 void Desktop::pageOpened() {
     {

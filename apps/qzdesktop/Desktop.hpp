@@ -35,8 +35,10 @@ public:
     void pageOpened();
 
     // ---- main thread ----
-    // Made kinds of event and the signal handler; from the host's start.
+    // The inbox's kind of user event; from the host's start.
     void install();
+    // The handler of SIGUSR1, the signal by which interrupt() reaches this thread.
+    static void installInterruptSignal();
     // Statements until `exit` is accepted; the exit status.
     int run(qzlang::Session& language);
     // The more prompt's key (the library's flushRead).

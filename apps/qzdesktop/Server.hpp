@@ -45,8 +45,9 @@ public:
     // Sends `message` to every open page.
     void broadcast(std::shared_ptr<std::string const> message);
 
+    struct Impl;  // the network thread's state, in Server.cpp
+
 private:
-    struct Impl;
     std::shared_ptr<Impl> impl_;
 };
 

@@ -95,6 +95,7 @@ int readKey() { return qzdesktop::Desktop::instance()->readKey(); }
 void removeMoreSign() { qzdesktop::Desktop::instance()->outbox().control("M"); }
 void beep() { qzdesktop::Desktop::instance()->outbox().control("b"); }
 void applyWindowSize() { qzdesktop::Desktop::instance()->applyWindowSize(); }
+void installInterruptSignal() { qzdesktop::Desktop::installInterruptSignal(); }
 void installDesktopParts() {
     qzdesktop::Desktop::instance()->install();
     qzhost::installMessagePrinters();
@@ -142,7 +143,7 @@ int main(int argc, char** argv) {
             serverOptions, [&desktop](qzdesktop::ClientMessage&& m) { desktop.handOver(std::move(m)); },
             [&desktop] { desktop.interrupt(); }, [&desktop] { desktop.pageOpened(); }));
     } catch (std::exception const& e) {
-        std::fprintf(stderr, "qzdesktop: cannot listen on 127.0.0.1 port %u: %s\n", options.port, e.what());
+        std::fprintf(stderr, "qzdesktop: cannot listen on 127.0.0.1 port %u: %s\n", unsigned(options.port), e.what());
         return 1;
     }
 
@@ -155,7 +156,9 @@ int main(int argc, char** argv) {
     callbacks.flushCommandWindow = &flushCommandWindow;
     callbacks.clearCommandWindow = &clearCommandWindow;
     callbacks.updateWindowSize = &applyWindowSize;
-    callbacks.installHostParts = &installDesktopParts;  // the interrupt signal among them
+    // SIGUSR1 marks an interrupt as pending: the page's Stop and ctrl-C.
+    callbacks.installSignalHandlers = &installInterruptSignal;
+    callbacks.installHostParts = &installDesktopParts;
     callbacks.factory = &factory;
     qzhost::Host host(callbacks);
     if (!options.log.empty() && !qzhost::Host::openLog(options.log.c_str(), options.append)) {
@@ -169,7 +172,7 @@ int main(int argc, char** argv) {
     qzdesktop::addDesktopCommands(language.commands());
 
     server->start();
-    std::printf("qzdesktop: open http://127.0.0.1:%u/?token=%s\n", server->port(), serverOptions.token.c_str());
+    std::printf("qzdesktop: open http://127.0.0.1:%u/?token=%s\n", unsigned(server->port()), serverOptions.token.c_str());
     std::fflush(stdout);
 
     int const status = desktop.run(language);
