@@ -66,21 +66,11 @@ void Desktop::interrupt() {
     qzhost::postUserEvent(inboxKind_, 0);
 }
 
-void Desktop::pageOpened() {
-    {
-        std::lock_guard<std::mutex> lock(inboxLock_);
-        pageOpenedPending_ = true;
-    }
-    qzhost::postUserEvent(inboxKind_, 0);
-}
-
 void Desktop::takeInboxFromEvent() {
     std::deque<ClientMessage> taken;
-    bool opened = false;
     {
         std::lock_guard<std::mutex> lock(inboxLock_);
         taken.swap(inbox_);
-        std::swap(opened, pageOpenedPending_);
     }
     for (ClientMessage& m : taken) {
         switch (m.kind) {
@@ -103,23 +93,6 @@ void Desktop::takeInboxFromEvent() {
         case ClientKind::Interrupt:
             break;  // the signal has marked it already
         }
-    }
-    if (opened) tellWhatIsAwaited();
-}
-
-void Desktop::tellWhatIsAwaited() {
-    switch (waiting_) {
-    case Waiting::Statement:
-        if (language_ != nullptr) sendReady(*language_);
-        break;
-    case Waiting::Key:
-        outbox_.control("m");
-        break;
-    case Waiting::Line:
-        outbox_.control("n");
-        break;
-    case Waiting::Nothing:
-        break;
     }
 }
 

@@ -31,8 +31,6 @@ public:
     // terminal (a running statement reads no messages, only that flag), and
     // wakes a wait.
     void interrupt();
-    // A page opened: it is told what the session waits for.
-    void pageOpened();
 
     // ---- main thread ----
     // The inbox's kind of user event; from the host's start.
@@ -59,14 +57,12 @@ private:
     void waitOnce();
     void sendReady(qzlang::Session& language);
     void sendHelp(std::string const& topic);
-    void tellWhatIsAwaited();
 
     Outbox& outbox_;
     pthread_t mainThread_;
     int inboxKind_ = -1;
     std::mutex inboxLock_;
     std::deque<ClientMessage> inbox_;  // under inboxLock_
-    bool pageOpenedPending_ = false;   // under inboxLock_
 
     // Main thread only.
     qzlang::Session* language_ = nullptr;

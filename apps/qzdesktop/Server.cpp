@@ -4,8 +4,12 @@
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket.hpp>
+#include <uv/uv.hpp>
 
+#include <atomic>
+#include <condition_variable>
 #include <csignal>
+#include <mutex>
 #include <cstdio>
 #include <deque>
 #include <fstream>
@@ -104,13 +108,20 @@ struct Server::Impl {
     ServerOptions options;
     Deliver deliver;
     std::function<void()> interrupt;
-    std::function<void()> pageOpened;
+    // Network thread only: what a page that opens now is sent first.
+    std::shared_ptr<std::string const> lastVariables;
+    std::shared_ptr<std::string const> lastAwaited;
     net::io_context ioc{1};
     tcp::acceptor acceptor{ioc};
     std::thread thread;
     std::set<std::shared_ptr<WebSocketSession>> pages;  // network thread only
     unsigned nextId = 1;                                 // network thread only
     std::string cookieName;
+    // Bytes broadcast and not yet written to every page (or dropped).
+    std::mutex backlogLock;
+    std::condition_variable backlogShrank;
+    std::size_t backlog = 0;  // under backlogLock
+    std::atomic<std::size_t> openPages{0};
 
     void accept();
     bool authorised(http::request<http::string_body> const& req) const;
@@ -151,7 +162,9 @@ private:
             return;
         }
         server_.pages.insert(shared_from_this());
-        if (server_.pageOpened) server_.pageOpened();
+        server_.openPages = server_.pages.size();
+        if (server_.lastVariables) send(server_.lastVariables);
+        if (server_.lastAwaited) send(server_.lastAwaited);
         readNext();
     }
 
@@ -175,6 +188,10 @@ private:
         std::string why;
         if (!parseClientMessage(data, message, why)) return refuse(why);
         if (message.kind == ClientKind::Interrupt && server_.interrupt) server_.interrupt();
+        // An answer to what the session waited for: it is busy until it says otherwise.
+        if (message.kind == ClientKind::Statement || message.kind == ClientKind::Key ||
+            message.kind == ClientKind::InputLine)
+            server_.lastAwaited.reset();
         server_.deliver(std::move(message));
         readNext();
     }
@@ -190,6 +207,7 @@ private:
     void leave() {
         closing_ = true;
         server_.pages.erase(shared_from_this());
+        server_.openPages = server_.pages.size();
     }
 
     void writeNext() {
@@ -314,13 +332,11 @@ void Server::Impl::accept() {
     });
 }
 
-Server::Server(ServerOptions const& options, Deliver deliver, std::function<void()> interrupt,
-               std::function<void()> pageOpened)
+Server::Server(ServerOptions const& options, Deliver deliver, std::function<void()> interrupt)
     : impl_(std::make_shared<Impl>()) {
     impl_->options = options;
     impl_->deliver = std::move(deliver);
     impl_->interrupt = std::move(interrupt);
-    impl_->pageOpened = std::move(pageOpened);
     tcp::endpoint const endpoint(net::ip::make_address("127.0.0.1"), options.port);
     impl_->acceptor.open(endpoint.protocol());
     impl_->acceptor.set_option(net::socket_base::reuse_address(true));
@@ -354,13 +370,49 @@ void Server::stop() {
         auto pages = impl->pages;
         for (auto const& page : pages) page->close();
         impl->pages.clear();
+        impl->openPages = 0;
         impl->ioc.stop();
     });
     impl_->thread.join();
 }
 
+namespace {
+
+// Holds a broadcast message for as long as a page still has to write it, and
+// takes its size off the backlog when the last one is done with it.
+struct CountedMessage {
+    CountedMessage(std::shared_ptr<std::string const> m, Server::Impl& s) : message(std::move(m)), server(s) {}
+    ~CountedMessage() {
+        std::lock_guard<std::mutex> lock(server.backlogLock);
+        server.backlog -= message->size();
+        server.backlogShrank.notify_all();
+    }
+    std::shared_ptr<std::string const> message;
+    Server::Impl& server;
+};
+
+} // namespace
+
+void Server::waitForBacklogBelow(std::size_t bytes) {
+    std::unique_lock<std::mutex> lock(impl_->backlogLock);
+    while (impl_->backlog > bytes && impl_->openPages.load() > 0 && !uvIsInterruptPending())
+        impl_->backlogShrank.wait_for(lock, std::chrono::milliseconds(5));
+}
+
 void Server::broadcast(std::shared_ptr<std::string const> message) {
+    {
+        std::lock_guard<std::mutex> lock(impl_->backlogLock);
+        impl_->backlog += message->size();
+    }
+    auto holder = std::make_shared<CountedMessage>(std::move(message), *impl_);
+    message = std::shared_ptr<std::string const>(holder, holder->message.get());
     net::post(impl_->ioc, [impl = impl_, message] {
+        if (!message->empty()) {
+            char const kind = (*message)[0];
+            if (kind == 'v') impl->lastVariables = message;
+            if (kind == 'p' || kind == 'm' || kind == 'n' || kind == 'q') impl->lastAwaited = message;
+            if (kind == 'M' && impl->lastAwaited && (*impl->lastAwaited)[0] == 'm') impl->lastAwaited.reset();
+        }
         for (auto const& page : impl->pages) page->send(message);
     });
 }

@@ -32,8 +32,7 @@ public:
     using Deliver = std::function<void(ClientMessage&&)>;
 
     // Binds 127.0.0.1 at once (throws std::system_error when it cannot).
-    Server(ServerOptions const& options, Deliver deliver, std::function<void()> interrupt,
-           std::function<void()> pageOpened);
+    Server(ServerOptions const& options, Deliver deliver, std::function<void()> interrupt);
     ~Server();  // stops the thread
     Server(Server const&) = delete;
     Server& operator=(Server const&) = delete;
@@ -42,8 +41,14 @@ public:
     void start();  // the network thread begins to serve
     void stop();   // closes every connection and joins the thread
 
-    // Sends `message` to every open page.
+    // Sends `message` to every open page. The last variables and the last
+    // word of what the session waits for (a statement, the more key, a line)
+    // are kept, so that a page that opens later is told them.
     void broadcast(std::shared_ptr<std::string const> message);
+    // Blocks while more than `bytes` of broadcast text wait to be written, so
+    // that a display does not run ahead of a slow page without limit. Ends
+    // early when an interrupt is pending or no page is open.
+    void waitForBacklogBelow(std::size_t bytes);
 
     struct Impl;  // the network thread's state, in Server.cpp
 

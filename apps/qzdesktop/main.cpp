@@ -89,6 +89,9 @@ int parseOptions(int argc, char** argv, Options& o) {
     return -1;
 }
 
+// How far the output may run ahead of the slowest page.
+constexpr std::size_t kBacklogLimit = 8 * 1024 * 1024;
+
 // ---- what only the desktop does ----
 
 int readKey() { return qzdesktop::Desktop::instance()->readKey(); }
@@ -131,7 +134,9 @@ int main(int argc, char** argv) {
     // its thread starts once the host stands.
     std::unique_ptr<qzdesktop::Server> server;
     qzdesktop::Outbox outbox([&server](std::shared_ptr<std::string const> message) {
-        if (server) server->broadcast(std::move(message));
+        if (!server) return;
+        server->broadcast(std::move(message));
+        server->waitForBacklogBelow(kBacklogLimit);
     });
     qzdesktop::Desktop desktop(outbox);
     qzdesktop::ServerOptions serverOptions;
@@ -141,7 +146,7 @@ int main(int argc, char** argv) {
         serverOptions.token = qzdesktop::makeToken();
         server.reset(new qzdesktop::Server(
             serverOptions, [&desktop](qzdesktop::ClientMessage&& m) { desktop.handOver(std::move(m)); },
-            [&desktop] { desktop.interrupt(); }, [&desktop] { desktop.pageOpened(); }));
+            [&desktop] { desktop.interrupt(); }));
     } catch (std::exception const& e) {
         std::fprintf(stderr, "qzdesktop: cannot listen on 127.0.0.1 port %u: %s\n", unsigned(options.port), e.what());
         return 1;

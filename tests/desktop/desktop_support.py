@@ -34,7 +34,10 @@ class Desktop:
             except subprocess.TimeoutExpired:
                 self.proc.kill()
                 self.proc.wait()
-        return self.proc.stderr.read()
+        self.proc.stdout.close()
+        log = self.proc.stderr.read()
+        self.proc.stderr.close()
+        return log
 
 
 def http_get(port, target, headers=None):

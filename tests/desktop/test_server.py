@@ -76,6 +76,7 @@ class Server(unittest.TestCase):
                 if reason is not None:
                     self.assertEqual(closed.exception.code, 1008)
                     self.assertEqual(closed.exception.reason, reason)
+                bad.close()
                 # The other page and the session go on.
                 keeper.send("xy = 2;")
                 keeper.until("p")
@@ -91,6 +92,7 @@ class Server(unittest.TestCase):
             while True:
                 bad.recv()
         self.assertEqual(closed.exception.reason, "a binary message")
+        bad.close()
 
 
 if __name__ == "__main__":

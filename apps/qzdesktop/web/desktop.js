@@ -12,7 +12,7 @@
   const statusEl = $("status");
 
   const token = new URLSearchParams(location.search).get("token") || "";
-  const PANE_LIMIT = 4000000;  // characters kept in the pane; the oldest go first
+  const PANE_LIMIT = 1000000;  // characters kept in the pane; the oldest go first
 
   let socket = null;
   let ready = false;       // the session waits for a statement
@@ -107,8 +107,6 @@
     } else {
       appendWithLinks(text, stream);
     }
-    trimPane();
-    pane.scrollTop = pane.scrollHeight;
   }
 
   function appendWithLinks(text, stream) {
@@ -150,15 +148,38 @@
 
   // ---- the session's messages ----
 
+  // Messages are taken in every 15 ms, so that a long display costs one
+  // layout of the pane each time and not one a message. (A timer rather than
+  // animation frames: those stop in a hidden tab.)
+  const arrived = [];
+  let takeAsked = false;
+  let atEnd = true;  // the pane follows its output; home holds it at the top
+
+  function receive(data) {
+    arrived.push(data);
+    if (!takeAsked) {
+      takeAsked = true;
+      setTimeout(takeArrived, 15);
+    }
+  }
+
+  function takeArrived() {
+    takeAsked = false;
+    const batch = arrived.splice(0, arrived.length);
+    for (const data of batch) onMessage(data);
+    trimPane();
+    pane.scrollTop = atEnd ? pane.scrollHeight : 0;
+  }
+
   function onMessage(data) {
     const kind = data[0], body = data.slice(1);
     switch (kind) {
-      case "o": case "e": appendOutput(body, kind); break;
+      case "o": case "e": appendOutput(body, kind); atEnd = true; break;
       case "p": flushCarry(); errorSpan = null; promptText = body; setReady(true); break;
-      case "m": moreSign.hidden = false; pane.scrollTop = pane.scrollHeight; break;
+      case "m": moreSign.hidden = false; break;
       case "M": moreSign.hidden = true; break;
       case "c": pane.textContent = ""; paneLength = 0; carry = ""; errorSpan = null; break;
-      case "H": pane.scrollTop = 0; break;
+      case "H": atEnd = false; break;
       case "n": askForLine(); break;
       case "v": showVariables(body); break;
       case "h": showHelp(body); break;
@@ -255,6 +276,7 @@
     if (text.trim() && history[history.length - 1] !== text) history.push(text);
     historyAt = history.length;
     appendText(promptText + text + "\n");
+    atEnd = true;
     pane.scrollTop = pane.scrollHeight;
     statement.value = "";
     fitEntry();
@@ -343,7 +365,7 @@
   function connect() {
     socket = new WebSocket("ws://" + location.host + "/ws?token=" + encodeURIComponent(token));
     socket.onopen = () => { statusEl.textContent = "connected"; sentSize = ""; sendSize(); };
-    socket.onmessage = (ev) => onMessage(ev.data);
+    socket.onmessage = (ev) => receive(ev.data);
     socket.onclose = (ev) => {
       setReady(false);
       statusEl.textContent = "disconnected" + (ev.reason ? ": " + ev.reason : "");
