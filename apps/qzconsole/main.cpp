@@ -58,16 +58,23 @@ bool isLogOption(char const* word) {
 // The start-up words, handed over without their dash ("-nojvm" is the word
 // "nojvm"); "nodesktop" when none is given.
 void takeStartupWords(int argc, char** argv) {
-    std::vector<std::string> words;
+    std::vector<std::string> words, given;
     for (int i = 1; i < argc; ++i) {
         if (isLogOption(argv[i])) {
             ++i;  // and its file
         } else if (std::strncmp(argv[i], "--", 2) != 0) {
             words.push_back(argv[i][0] == '-' ? argv[i] + 1 : argv[i]);
+            given.push_back(argv[i]);
         }
     }
-    for (std::string const& word : qzhost::Host::takeStartupWords(words, "nodesktop"))
-        std::fprintf(stderr, "qzconsole: the start-up word -%s is not known; it is ignored\n", word.c_str());
+    for (std::string const& word : qzhost::Host::takeStartupWords(words, "nodesktop")) {
+        // Said as it was given, with its dash or without.
+        for (size_t i = 0; i < words.size(); ++i) {
+            if (words[i] != word) continue;
+            std::fprintf(stderr, "qzconsole: the start-up word %s is not known; it is ignored\n", given[i].c_str());
+            break;
+        }
+    }
 }
 
 // What only the console does at start, once the signals stand.

@@ -28,13 +28,18 @@ std::string joined(Words const& w) {
 
 CommandResult leave(Session&, Words const&) { return CommandResult::Exit; }
 
-// Each command's name is a link that opens its help beside the window.
+// Each command's name is a link that opens its help beside the window (with
+// hot links on, as they are at the desktop level).
 CommandResult help(Session& s, Words const&) {
+    bool const links = uvGetHotLinks();
     uvPuts("Statements: name = expression, or an expression (shown as ans); end one with ';' to show nothing.\n"
            "Commands (click one for its help):\n");
     for (auto const& c : s.commands().all()) {
         std::string const rest = c.usage.size() > c.name.size() ? c.usage.substr(c.name.size()) : std::string();
-        uvPrintf("  <a href=\"calyx:helpPopup %s\">%s</a>%s\n", c.name.c_str(), c.name.c_str(), rest.c_str());
+        if (links)
+            uvPrintf("  <a href=\"calyx:helpPopup %s\">%s</a>%s\n", c.name.c_str(), c.name.c_str(), rest.c_str());
+        else
+            uvPrintf("  %s\n", c.usage.c_str());
     }
     return CommandResult::Continue;
 }
@@ -69,7 +74,8 @@ CommandResult dir(Session&, Words const& w) {
         std::string const path = std::string(full) + "/" + name;
         struct stat st;
         // A quote would end the link's address early; such a name stays plain.
-        if (::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && path.find('"') == std::string::npos)
+        if (uvGetHotLinks() && ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) &&
+            path.find('"') == std::string::npos)
             uvPrintf("<a href=\"calyx:opentoline 1 %s\">%s</a>\n", path.c_str(), name.c_str());
         else
             uvPrintf("%s\n", name.c_str());
