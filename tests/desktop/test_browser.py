@@ -162,9 +162,13 @@ class Page(unittest.TestCase):
         self.type("y = 2")
         self.assertEqual(self.pane(), ">> y = 2\n\ny =\n\n     2\n\n")
 
-    def test_6_clc_empties_the_pane(self):
-        self.type("x = 1")
-        self.assertNotEqual(self.pane(), "")
+    def test_6_clc_empties_the_pane_and_home_goes_to_the_top(self):
+        self.type("c = reshape(1:60, 60, 1)")
+        scroll = "return document.getElementById('pane').scrollTop"
+        self.assertGreater(self.driver.execute_script(scroll), 0)
+        self.type("home")
+        self.assertEqual(self.driver.execute_script(scroll), 0)
+        self.assertTrue(self.pane().endswith("    60\n\n>> home\n"))
         self.type("clc")
         self.assertEqual(self.pane(), "")
 
