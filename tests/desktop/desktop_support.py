@@ -6,7 +6,6 @@ import re
 import socket
 import struct
 import subprocess
-import time
 
 
 class Desktop:
