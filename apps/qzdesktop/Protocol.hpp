@@ -5,9 +5,9 @@
 // an input request, "r" and "COLUMNS ROWS", "i" an interrupt, "h" and a help
 // topic. From the host: "o" output text, "e" error text, "p" and the prompt
 // (the session waits for a statement), "m" / "M" the more sign on and off,
-// "c" clear, "H" home, "n" a line is wanted, "v" the variables (one
-// "name\tsize\tclass\n" each), "h" a topic, a line feed and its help text,
-// "b" the bell, "q" the session has ended.
+// "k" one key is wanted, "c" clear, "H" home, "n" a line is wanted, "v" the
+// variables (one "name\tsize\tclass\n" each), "h" a topic, a line feed and
+// its help text, "b" the bell, "q" the session has ended.
 #pragma once
 #include <cstddef>
 #include <string>

@@ -11,6 +11,7 @@
 #include <csignal>
 #include <mutex>
 #include <cstdio>
+#include <cstring>
 #include <deque>
 #include <fstream>
 #include <set>
@@ -410,8 +411,9 @@ void Server::broadcast(std::shared_ptr<std::string const> message) {
         if (!message->empty()) {
             char const kind = (*message)[0];
             if (kind == 'v') impl->lastVariables = message;
-            if (kind == 'p' || kind == 'm' || kind == 'n' || kind == 'q') impl->lastAwaited = message;
-            if (kind == 'M' && impl->lastAwaited && (*impl->lastAwaited)[0] == 'm') impl->lastAwaited.reset();
+            if (std::strchr("pmknq", kind) != nullptr) impl->lastAwaited = message;
+            if (kind == 'M' && impl->lastAwaited && std::strchr("mk", (*impl->lastAwaited)[0]) != nullptr)
+                impl->lastAwaited.reset();
         }
         for (auto const& page : impl->pages) page->send(message);
     });

@@ -12,6 +12,7 @@
   const statusEl = $("status");
 
   const token = new URLSearchParams(location.search).get("token") || "";
+  const MORE_TEXT = "more: space for a page, q to stop, any other key for a line";
   const PANE_LIMIT = 1000000;  // characters kept in the pane; the oldest go first
 
   let socket = null;
@@ -176,7 +177,8 @@
     switch (kind) {
       case "o": case "e": appendOutput(body, kind); atEnd = true; break;
       case "p": flushCarry(); errorSpan = null; promptText = body; setReady(true); break;
-      case "m": moreSign.hidden = false; break;
+      case "m": moreSign.textContent = MORE_TEXT; moreSign.hidden = false; break;
+      case "k": moreSign.textContent = "press a key"; moreSign.hidden = false; break;
       case "M": moreSign.hidden = true; break;
       case "c": pane.textContent = ""; paneLength = 0; carry = ""; errorSpan = null; break;
       case "H": atEnd = false; break;
@@ -315,6 +317,7 @@
   });
 
   // The more sign takes the next key: space a page, q stop, any other a line.
+  // A program that waits for one key shows the same sign with other words.
   document.addEventListener("keydown", (ev) => {
     if (ev.ctrlKey && (ev.key === "c" || ev.key === "C") && !String(window.getSelection())) {
       ev.preventDefault();
