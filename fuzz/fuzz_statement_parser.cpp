@@ -1,8 +1,8 @@
 // The statement language over arbitrary text: every input parses and runs to
 // its end, or stops at one error. Nothing may crash, hang or leak, and a
 // failure must be reported as exactly one line "Error: ..." on the error
-// stream. Output is captured in memory; arrays are kept small so that a
-// display cannot take long.
+// stream. Output is captured in memory; loops stop after a bounded number of
+// passes (so "while true, end" ends as an error) and pause never sleeps.
 #include <qzlang/Session.hpp>
 #include <qzservices/io/CXStream.hpp>
 #include <qzservices/io/CXStringSink.hpp>
@@ -24,9 +24,10 @@ qzlang::Session& session() {
     static qzlang::Session* s = [] {
         qzlang::setMaxElements(10000);
         auto* created = new qzlang::Session;
+        created->limits().maxSteps = 20000;
         // These reach process-wide state that a host owns (the feature
         // table's built-ins, the command window's screen events).
-        for (char const* name : {"feature", "features", "clc", "home"}) created->commands().add({name, name, &nothing});
+        for (char const* name : {"feature", "features", "clc", "home", "more"}) created->commands().add({name, name, &nothing});
         return created;
     }();
     return *s;

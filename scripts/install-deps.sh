@@ -8,6 +8,7 @@ packages=(
   libboost-dev libboost-thread-dev libboost-serialization-dev
   libboost-iostreams-dev libboost-date-time-dev libboost-regex-dev
   libtbb-dev libncurses-dev libicu-dev libedit-dev
+  libopenblas-dev liblapacke-dev
   libgtest-dev libgmock-dev libbenchmark-dev libarchive-dev
   tmux
   chromium chromium-driver python3-selenium

@@ -21,7 +21,6 @@
 #include <qzhost/Host.hpp>
 #include <qzhost/Messages.hpp>
 #include <qzhost/UserEvents.hpp>
-#include <qzlang/Lexer.hpp>
 #include <qzlang/Session.hpp>
 #include <qzservices/qzservices.hpp>
 #include <uv/uv.hpp>
@@ -100,14 +99,16 @@ qzhost::HostCallbacks consoleCallbacks() {
     return c;
 }
 
-// One statement, which may run over several lines while a bracket is open.
+// One statement, which may run over several lines while a bracket is open,
+// a line ends in "...", or a block (if, for, while, switch, try) waits for
+// its end; the later lines get no prompt of their own, as a continuation.
 // False at the end of input with nothing read.
 bool readStatement(std::string& text, bool interactive) {
     std::string const prompt = interactive ? std::string(services::PromptHolder::getString()) + " " : std::string();
     std::string line;
     if (!qzconsole::readLine(line, prompt.c_str())) return false;
     text = line;
-    while (qzlang::needsMoreInput(text)) {
+    while (!qzlang::Session::isComplete(text)) {
         if (!qzconsole::readLine(line, "")) break;  // the end of input: the statement's error shows
         text += "\n" + line;
     }

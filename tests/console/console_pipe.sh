@@ -169,9 +169,9 @@ y =
 
 EOF
 cat >"$work/errors.err" <<'EOF'
-Error: 'undefinedThing' is not a variable or a function.
-Error: The sizes 1x2 and 1x1 do not agree for concatenation along dimension 1.
-Error: The array would have more than 10000000 elements.
+Error: Undefined function or variable 'undefinedThing'.
+Error: Dimensions of arrays being concatenated are not consistent (1x2 and 1x1).
+Error: Requested array exceeds the maximum array size.
 Error: A text is not terminated: a closing ' is missing.
 Error: The statement nests more than 200 levels deep.
 Error: The statement is longer than 100000 characters.
@@ -181,7 +181,7 @@ run errors 1
 # A bracket left open at the end of input is an error, not a hang.
 printf 'v = [1 2\n3 4\n' >"$work/open.in"
 : >"$work/open.out"
-echo "Error: The statement ends too early: a value or a closing bracket is missing." >"$work/open.err"
+echo "Error: The statement ends too early. (line 2, column 4)" >"$work/open.err"
 run open 1
 
 # ---- paging is set but a pipe is never paged; clc and home write no

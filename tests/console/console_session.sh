@@ -84,7 +84,7 @@ printf '%s\n' 'before = 1' 'diary session.txt' 'x = [1 2; 3 4]' 'format long' 'y
 # What was shown after the display of "before" and before that of "after".
 sed -e '1,/^before =$/d' shown.txt | sed -e '1,/^$/d' | sed -e '/^after =$/,$d' | sed -e '$d' >between.txt
 cmp -s between.txt session.txt || { fail "the diary differs from what was shown"; diff -u between.txt session.txt; }
-grep -qx "Error: 'undefinedThing' is not a variable or a function." session.txt || fail "the diary lacks the error line"
+grep -qx "Error: Undefined function or variable 'undefinedThing'." session.txt || fail "the diary lacks the error line"
 q 'diary whole.txt' 'z = 1:5' 'nope' 'echo end' >whole.shown 2>&1
 cmp -s whole.shown whole.txt || { fail "the diary of a whole session differs"; diff -u whole.shown whole.txt; }
 
@@ -123,7 +123,7 @@ out=$(q 'feature NumThreads 4' 'feature NumThreads' 'feature NumThreads -1' 'fea
 
 # ---- into a pipe an error is not wrapped: one line however long ----
 long=$(printf 'v%.0s' $(seq 1 120))
-expect "a long error in a pipe" "Error: '$long' is not a variable or a function." "$(q "$long" 2>&1)"
+expect "a long error in a pipe" "Error: Undefined function or variable '$long'." "$(q "$long" 2>&1)"
 
 [ "$failures" = 0 ] && echo "console session: all cases passed"
 exit "$failures"

@@ -48,8 +48,8 @@ clear_screen
 [ "$(pane | grep -vc '^$')" = 1 ] || fail "clc left text on the screen: $(pane)"
 type_line 'abcdefghij'
 prompt_back
-expect "the wrapped error" "Error: 'abcdefghij' is not a variable
-or a function." "$(pane | sed -n '/^Error:/,/^>>/p' | sed -e '$d')"
+expect "the wrapped error" "Error: Undefined function or variable
+'abcdefghij'." "$(pane | sed -n '/^Error:/,/^>>/p' | sed -e '$d')"
 
 # ---- more 5 and a display of 20 rows: a blank, "A =" and a blank, then
 # pages of 5 lines; space gives a page, another key or a function key one
@@ -89,6 +89,30 @@ sleep 0.5
 pane | grep -qx ' *3000000' && fail "the display ran to its end: ctrl-C did not stop it"
 type_line 'y = 8'
 until_pane grep -qx '     8' || fail "the statement after ctrl-C did not run: $(pane)"
+prompt_back
+
+# ---- a loop that never ends stops at ctrl-C, soon, and the prompt comes back ----
+clear_screen
+type_line 'n = 0; while true, n = n + 1; end'
+sleep 0.5
+[ "$(lastLine)" = ">>" ] && fail "the endless loop ended by itself: $(pane)"
+start=$(date +%s%N)
+tm send-keys -t "$session" C-c
+prompt_back || fail "no prompt after ctrl-C in a loop: $(pane)"
+elapsed=$(( ($(date +%s%N) - start) / 1000000 ))
+[ "$elapsed" -lt 1500 ] || fail "the loop took $elapsed ms to stop"
+type_line 'n > 0'
+until_pane grep -qx '     1' || fail "the loop's work is not kept: $(pane)"
+prompt_back
+
+# ---- a block typed over several lines runs at its end ----
+clear_screen
+type_line 'for k = 1:2'
+sleep 0.3
+[ "$(lastLine)" = ">>" ] && fail "the block ran before its end: $(pane)"
+type_line 'disp(k * 10)'
+type_line 'end'
+until_pane grep -qx ' *20' || fail "the block did not run: $(pane)"
 prompt_back
 
 # ---- ctrl-C at the prompt drops the line being typed ----

@@ -1,0 +1,74 @@
+// The numeric and text kernels of the statement language: pure functions over
+// arrays of the array library. Inputs are never changed; every result is a new
+// array owned by the caller. Failures raise through vxErrMsgId (a vx::Error)
+// with a "Calyx:..." identifier and a message a user can read. Long work polls
+// the library's interrupt (uvLongjmpIfInterruptPending) between blocks.
+//
+// The interpreter keeps double scalars unboxed and computes them itself; every
+// other operand (arrays, other classes, complex values) comes here.
+#pragma once
+#include <vx/array.hpp>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace qzlang {
+
+struct ArrayDeleter {
+    void operator()(vxArray* a) const { vxDestroyArray(a); }
+};
+typedef std::unique_ptr<vxArray, ArrayDeleter> ArrayPtr;
+
+namespace kernels {
+
+// Binary operators. The dotted ones and the comparisons are elementwise with
+// implicit expansion; the matrix ones act elementwise when one side is a
+// scalar, as the language's rules say.
+enum class Binary {
+    Plus, Minus, Times /* .* */, RDivide /* ./ */, LDivide /* .\ */, Power /* .^ */,
+    MTimes /* * */, MRDivide /* / */, MLDivide /* \ */, MPower /* ^ */,
+    Lt, Le, Gt, Ge, Eq, Ne, And /* & */, Or /* | */
+};
+enum class Unary { Negate, UPlus, Not, Transpose /* .' */, CTranspose /* ' */ };
+
+ArrayPtr binary(Binary op, vxArray const* a, vxArray const* b);
+ArrayPtr unary(Unary op, vxArray const* a);
+
+// The truth of a condition (if, while, &&, ||): not empty and every element
+// nonzero (real part). NaN raises.
+bool isTrue(vxArray const* a);
+
+// A built-in function: fills `out` with up to max(nargout, 1) results (fewer
+// is allowed for a function that returns nothing, such as rng with no output).
+// Arguments may be of any class the array library has, cells and structures
+// included; a function raises for classes it does not take.
+typedef void (*Function)(int nargout, std::vector<ArrayPtr>& out, std::vector<vxArray const*> const& in);
+
+struct FunctionInfo {
+    char const* name;
+    Function fn;
+    int minIn;   // fewest inputs
+    int maxIn;   // most inputs, -1 for any number
+    int maxOut;  // most outputs
+};
+
+// The function of that name, or null.
+FunctionInfo const* find(std::string const& name);
+// Every name, sorted.
+std::vector<std::string> names();
+
+// The text sprintf makes: the format applied again and again while arguments
+// remain (the rules of formatted text), escapes applied to the format only.
+std::string formatText(std::string const& format, std::vector<vxArray const*> const& args);
+
+// The generator of rand, randn and randi. A session starts at seed 0.
+void seedRandom(std::uint32_t seed);
+
+// Makes the count of the library's computational threads (feature NumThreads)
+// govern both the TBB work of the kernels and the BLAS threads. Idempotent.
+void attachToComputationalThreads();
+
+} // namespace kernels
+} // namespace qzlang

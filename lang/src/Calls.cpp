@@ -1,0 +1,191 @@
+// Calls: anonymous functions and their captures, handles, and functions by
+// name (the interpreter's, the kernels', the older constructors, commands).
+#include "Interp.hpp"
+#include "Builtins.hpp"
+#include "Indexing.hpp"
+#include "InterpSupport.hpp"
+#include "qzlang/ArrayOps.hpp"
+#include "qzlang/Session.hpp"
+
+#include <qzservices/display/ioPrintArray.hpp>
+#include <uv/uv.hpp>
+#include <vx/errors.hpp>
+
+#include <cctype>
+#include <cmath>
+#include <cstring>
+#include <new>
+
+namespace qzlang {
+
+using namespace detail;
+
+Value Interp::makeClosure(Node const& n) {
+    auto c = std::make_shared<Closure>();
+    c->program = program_;
+    c->fn = &n;
+    c->captured.resize(n.frameSize);
+    for (Capture const& cap : n.captures) {
+        Value const& v = slot(cap.outer);
+        if (v.isSet()) c->captured[cap.inner] = v;
+    }
+    c->text = expressionText(n);
+    std::uint64_t const id = nextClosure_++;
+    closures_[id] = c;
+    ArrayPtr h(vxCreateFunctionHandle(c->text.c_str()));
+    setClosureId(h.get(), id);
+    return Value::box(h.release());
+}
+
+Value Interp::handleFromText(std::string const& text) {
+    std::string t = text;
+    size_t const first = t.find_first_not_of(" \t");
+    if (first == std::string::npos) vxErrMsgId("Calyx:badHandle", "An empty text names no function.");
+    t = t.substr(first);
+    if (t[0] != '@') {
+        if (!validFieldName(t)) vxErrMsgId("Calyx:badHandle", "'%s' is not a function name.", t.c_str());
+        return Value::box(vxCreateFunctionHandle(("@" + t).c_str()));
+    }
+    // Names of the text are its own: nothing is captured from the caller.
+    struct Fresh : SlotTable {
+        int next = 0;
+        int slot(std::string const&) override { return next++; }
+    } fresh;
+    auto program = std::make_shared<Block>(parse(t, fresh));
+    if (program->size() != 1 || (*program)[0]->kind != StmtKind::Expr ||
+        ((*program)[0]->expr->op != Op::AnonFn && (*program)[0]->expr->op != Op::FuncHandle))
+        vxErrMsgId("Calyx:badHandle", "'%s' is not a function handle.", text.c_str());
+    Node const& n = *(*program)[0]->expr;
+    if (n.op == Op::FuncHandle) return Value::box(vxCreateFunctionHandle(("@" + n.text).c_str()));
+    auto c = std::make_shared<Closure>();
+    c->program = program;
+    c->fn = &n;
+    c->captured.resize(n.frameSize);
+    c->text = expressionText(n);
+    std::uint64_t const id = nextClosure_++;
+    closures_[id] = c;
+    ArrayPtr h(vxCreateFunctionHandle(c->text.c_str()));
+    setClosureId(h.get(), id);
+    return Value::box(h.release());
+}
+
+std::string Interp::handleText(vxArray const* handle) const {
+    auto const* h = static_cast<function_handle_tag const*>(vxGetData(handle));
+    return h[0].text ? h[0].text : "";
+}
+
+// ---- calls ----
+
+Values Interp::callValue(Value const& fn, Values& args, int nargout) {
+    if (fn.classId() != vxFUNCTION_CLASS)
+        vxErrMsgId("Calyx:notFunction", "Only a function handle can be called.");
+    vxArray const* h = fn.array();
+    std::string const text = handleText(h);
+    if (text.compare(0, 2, "@(") != 0) return callName(text.substr(1), args, nargout);
+    auto it = closures_.find(closureIdOf(h));
+    if (it == closures_.end())
+        vxErrMsgId("Calyx:lostClosure", "The anonymous function %s lost its captured values (it was copied by a function that does not keep them).",
+                   text.c_str());
+    std::shared_ptr<Closure> c = it->second;
+    Node const& node = *c->fn;
+    if (static_cast<int>(args.size()) > node.params)
+        vxErrMsgId("Calyx:tooManyInputs", "Too many input arguments: %s takes %d, %zu given.", text.c_str(), node.params,
+                   args.size());
+    if (callDepth_ >= 500) vxErrMsgId("Calyx:recursionLimit", "Maximum recursion limit of 500 reached.");
+    std::vector<Value> locals(c->captured);
+    for (size_t k = 0; k < args.size(); ++k) locals[k] = std::move(args[k]);
+    std::vector<Value>* const saved = frame_;
+    FrameGuard guard(frames_, Frame{&locals, text, "", frames_.back().line});
+    ++callDepth_;
+    frame_ = &locals;
+    std::shared_ptr<Block const> savedProgram = program_;
+    program_ = c->program;
+    Values out;
+    try {
+        Node const& body = *node.kids[0];
+        if (body.op == Op::Var || body.op == Op::Postfix) evalPostfix(body, out, nargout, false);
+        else out.push_back(eval(body));
+    } catch (...) {
+        frame_ = saved;
+        program_ = savedProgram;
+        --callDepth_;
+        throw;
+    }
+    frame_ = saved;
+    program_ = savedProgram;
+    --callDepth_;
+    return out;
+}
+
+bool Interp::functionExists(std::string const& name) const {
+    return findLangFunction(name) || kernels::find(name) || findBuiltin(name);
+}
+
+Values Interp::callName(std::string const& name, Values& args, int nargout, Node const* site) {
+    unsigned char kind = site ? site->fnKind : NotLooked;
+    void const* fn = site ? site->fnCache : nullptr;
+    if (kind == NotLooked) {
+        if (LangFunction f = findLangFunction(name)) kind = KindLang, fn = reinterpret_cast<void const*>(f);
+        else if (kernels::FunctionInfo const* k = kernels::find(name)) kind = KindKernel, fn = k;
+        else if (BuiltinFn b = findBuiltin(name)) kind = KindLegacy, fn = reinterpret_cast<void const*>(b);
+        else kind = KindNone;
+        if (site) site->fnKind = kind, site->fnCache = fn;
+    }
+    Values out;
+    switch (kind) {
+    case KindLang:
+        reinterpret_cast<LangFunction>(const_cast<void*>(fn))(*this, nargout, out, args);
+        return out;
+    case KindKernel: {
+        auto const* info = static_cast<kernels::FunctionInfo const*>(fn);
+        int const nin = static_cast<int>(args.size());
+        if (nin < info->minIn) vxErrMsgId("Calyx:notEnoughInputs", "Not enough input arguments for %s.", name.c_str());
+        if (info->maxIn >= 0 && nin > info->maxIn) {
+            // The older constructors take forms the kernels do not (char of several rows).
+            if (BuiltinFn b = findBuiltin(name)) {
+                std::vector<ArrayPtr> owned;
+                for (Value& v : args) owned.push_back(v.copy());
+                ArrayPtr r = b(session_, owned);
+                if (r) out.emplace_back(std::move(r));
+                return out;
+            }
+            vxErrMsgId("Calyx:tooManyInputs", "Too many input arguments for %s.", name.c_str());
+        }
+        if (nargout > std::max(info->maxOut, 1))
+            vxErrMsgId("Calyx:tooManyOutputs", "Too many output arguments for %s.", name.c_str());
+        std::vector<ArrayPtr> tmps(args.size());
+        std::vector<vxArray const*> in(args.size());
+        for (size_t k = 0; k < args.size(); ++k) in[k] = args[k].view(tmps[k]);
+        std::vector<ArrayPtr> results;
+        info->fn(nargout, results, in);
+        for (auto& r : results)
+            if (r) out.emplace_back(std::move(r));
+        if (nargout == 0 && out.size() > 1) out.resize(1);
+        return out;
+    }
+    case KindLegacy: {
+        if (nargout > 1) vxErrMsgId("Calyx:tooManyOutputs", "Too many output arguments for %s.", name.c_str());
+        std::vector<ArrayPtr> owned;
+        for (Value& v : args) owned.push_back(v.copy());
+        ArrayPtr r = reinterpret_cast<BuiltinFn>(const_cast<void*>(fn))(session_, owned);
+        if (r) out.emplace_back(std::move(r));
+        return out;
+    }
+    default: break;
+    }
+    // A command of the session, called with text arguments.
+    if (Command const* c = session_.commands().find(name)) {
+        std::vector<std::string> words;
+        for (Value& v : args) {
+            ArrayPtr tmp;
+            vxArray const* a = v.view(tmp);
+            if (!isText(a)) vxErrMsgId("Calyx:badArgument", "%s takes text arguments.", name.c_str());
+            words.push_back(vxArrayToStdString(a));
+        }
+        if (c->run(session_, words) == CommandResult::Exit) exitRequested = true;
+        return out;
+    }
+    vxErrMsgId("Calyx:undefinedFunction", "Undefined function or variable '%s'.", name.c_str());
+}
+
+} // namespace qzlang

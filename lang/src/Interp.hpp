@@ -1,0 +1,187 @@
+// The evaluator: walks the resolved tree with variables in slot-indexed
+// frames. Double and logical scalars stay unboxed and are computed here (the
+// fast path); everything else goes through the kernels. A stack of call
+// frames records the function and the line being run, so that errors can
+// name them.
+#pragma once
+#include "Indexing.hpp"
+#include "Value.hpp"
+#include "qzlang/Parser.hpp"
+#include "qzlang/Syntax.hpp"
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace qzlang {
+
+class Session;
+class Interp;
+
+typedef std::vector<Value> Values;
+
+// A built-in that needs the interpreter: fills `out` with up to
+// max(nargout, 1) results (none for a function that only shows something).
+typedef void (*LangFunction)(Interp& in, int nargout, Values& out, Values& args);
+
+LangFunction findLangFunction(std::string const& name);
+std::vector<std::string> langFunctionNames();
+
+// The variables of a workspace: a name's slot never changes; unset values
+// are variables that do not exist.
+struct Workspace : SlotTable {
+    std::map<std::string, int> slots;
+    std::vector<std::string> names;
+    std::vector<Value> values;
+    int slot(std::string const& name) override {
+        auto it = slots.find(name);
+        if (it != slots.end()) return it->second;
+        int const s = static_cast<int>(values.size());
+        slots[name] = s;
+        names.push_back(name);
+        values.emplace_back();
+        return s;
+    }
+    Value* find(std::string const& name) {
+        auto it = slots.find(name);
+        if (it == slots.end() || !values[it->second].isSet()) return nullptr;
+        return &values[it->second];
+    }
+};
+
+// An anonymous function: its parse (kept alive with the program it came
+// from) and the values it captured when it was made.
+struct Closure {
+    std::shared_ptr<Block const> program;
+    Node const* fn;
+    Values captured;  // by slot of its own frame; unset for names it reads as functions
+    std::string text;
+};
+
+struct Frame {
+    std::vector<Value>* slots;
+    std::string name;  // "" at the top level
+    std::string file;
+    int line = 0;
+};
+
+// Why a loop or block stopped early.
+enum class Flow { Normal, Break, Continue, Return };
+
+class Interp {
+public:
+    explicit Interp(Session& session);
+
+    Session& session() { return session_; }
+    Workspace& workspace() { return workspace_; }
+
+    // Runs a parsed program at the top level.
+    void run(std::shared_ptr<Block const> const& program);
+
+    // Calls a function value (a handle) or a function by name.
+    Values callValue(Value const& fn, Values& args, int nargout);
+    Values callName(std::string const& name, Values& args, int nargout, Node const* site = nullptr);
+    bool functionExists(std::string const& name) const;
+
+    // An anonymous function handle made from text (str2func).
+    Value handleFromText(std::string const& text);
+    std::string handleText(vxArray const* handle) const;
+
+    void show(char const* name, Value const& v);
+
+    // The elapsed-time stamp of tic.
+    unsigned long long ticStamp = 0;
+    bool ticSet = false;
+    std::string lastError;
+    // Warnings turned off, by identifier, or all of them.
+    std::set<std::string> warningsOff;
+    bool allWarningsOff = false;
+    // Set when a command asked to leave the session; the program stops.
+    bool exitRequested = false;
+    // The variable names of the arguments of the call being made ("" for
+    // other expressions), for display(x).
+    std::vector<std::string> argNames;
+
+    std::vector<Frame>& frames() { return frames_; }
+
+private:
+    Flow exec(Block const& block);
+    Flow execStmt(Stmt const& s);
+    void execExpr(Stmt const& s);
+    void execCommand(Stmt const& s);
+    void execAssign(Stmt const& s);
+    void execMulti(Stmt const& s);
+    Flow execFor(Stmt const& s);
+    Flow execWhile(Stmt const& s);
+    Flow execSwitch(Stmt const& s);
+    Flow execTry(Stmt const& s);
+
+    Value eval(Node const& n);
+    Value evalNode(Node const& n);
+    bool scalarOperand(Node const& k, double& out);
+    void evalList(Node const& n, Values& out);
+    void evalPostfix(Node const& n, Values& out, int nargout, bool statement);
+    void evalArgs(std::vector<NodePtr> const& args, Values& out, Value const* indexed, size_t count);
+    Value binary(BinOp op, Value const& a, Value const& b);
+    Value unary(UnOp op, Value const& a);
+    Value matrix(Node const& n);
+    Value cellLiteral(Node const& n);
+    Value range(Node const& n);
+    Value makeClosure(Node const& n);
+    bool truth(Value const& v, char const* where);
+
+    // Reading: value(subs), value{subs} (a list), value.field (a list).
+    void indexParen(Value const& base, Values& subs, Values& out);
+    void indexBrace(Value const& base, Values& subs, Values& out);
+    void fieldOf(Value const& base, std::string const& field, Values& out);
+    std::string fieldName(Step const& step);
+
+    void assignTo(Target const& t, Value rhs);
+    void assignPath(Value& holder, std::vector<Step> const& steps, size_t at, Value& rhs, bool deleting);
+    void assignField(vxArray* s, size_t e, std::string const& name, std::vector<Step> const& steps, size_t at,
+                     Value& rhs, bool deleting);
+    size_t growToElement(Value& holder, Values& subs);
+    std::vector<Subscript> toSubscripts(vxArray const* a, Values& subs, int reading);
+
+    Value& slot(int s) { return (*frame_)[s]; }
+    // Every loop pass: a cheap count, and each 1024th pass a look at the
+    // interrupt flag (and the step limit).
+    void poll() {
+        if ((++polls_ & 1023) == 0) checkInterrupt();
+    }
+    void checkInterrupt();
+
+    Session& session_;
+    Workspace workspace_;
+    std::vector<Value>* frame_;
+    std::vector<Frame> frames_;
+    std::shared_ptr<Block const> program_;  // the program running now (closures keep it)
+    std::unordered_map<std::uint64_t, std::shared_ptr<Closure>> closures_;
+    std::uint64_t nextClosure_ = 1;
+    unsigned long long polls_ = 0;
+public:
+    unsigned long long stepLimit = 0;  // from the session's limits, for one run
+private:
+    int callDepth_ = 0;
+
+    // The value an 'end' inside a subscript measures: the value indexed,
+    // the subscript's position and the count of subscripts.
+    struct EndContext {
+        Value const* value;
+        size_t k;
+        size_t count;
+    };
+    std::vector<EndContext> ends_;
+};
+
+// Messages and identifiers of an error, for try/catch.
+struct CaughtError {
+    std::string identifier;
+    std::string message;
+};
+
+} // namespace qzlang
