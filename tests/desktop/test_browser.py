@@ -158,6 +158,13 @@ class Page(unittest.TestCase):
         self.wait_ready()
         # Stopped part way: the last row of the display never came.
         self.assertLess(len(self.pane()), 3000 * 3000 * 10)
+        # A loop that never ends and prints nothing: only the interrupt ends it.
+        self.clear()
+        self.type("while true, end", wait=False)
+        time.sleep(1)
+        self.assertEqual(self.driver.find_element(By.ID, "status").text, "busy")
+        self.driver.find_element(By.ID, "stop").click()
+        self.wait_ready()
         self.clear()
         self.type("y = 2")
         self.assertEqual(self.pane(), ">> y = 2\n\ny =\n\n     2\n\n")
@@ -195,6 +202,16 @@ class Page(unittest.TestCase):
             "return [here.firstChild.textContent, here.lastChild.data]")
         self.assertEqual(number, "1")
         self.assertEqual(text, '"""Starts qzdesktop for a test and talks to it: a small WebSocket client')
+
+
+    def test_9_a_block_of_several_lines_runs_as_one_statement(self):
+        self.clear()
+        box = self.driver.find_element(By.ID, "statement")
+        box.send_keys("for k = 1:3", Keys.SHIFT, Keys.ENTER, Keys.NULL, "s = k;", Keys.SHIFT, Keys.ENTER, Keys.NULL,
+                      "end", Keys.ENTER)
+        self.wait_ready()
+        self.type("s")
+        self.assertEqual(self.pane(), ">> for k = 1:3\ns = k;\nend\n>> s\n\ns =\n\n     3\n\n")
 
 
 if __name__ == "__main__":

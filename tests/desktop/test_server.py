@@ -56,13 +56,13 @@ class Server(unittest.TestCase):
         self.assertEqual(out, "\nx =\n\n     1\n\n")
         self.assertEqual(prompt, "p>> ")
         # Output, then the error in its markers, then the variables and the prompt, in that order.
-        ws.send("xa = 5, b = nosuch")
+        ws.send("xa = 5\ndir /no/such/folder")
         messages = []
         while not messages or messages[-1][0] != "p":
             messages.append(ws.recv())
         self.assertEqual(len(messages), 4)
         self.assertEqual(messages[0], "o\na =\n\n     5\n\n")
-        self.assertEqual(messages[1], "e{\bError: 'nosuch' is not a variable or a function.}\b \n")
+        self.assertEqual(messages[1], "e{\bError: The folder /no/such/folder cannot be read.}\b \n")
         self.assertTrue(messages[2].startswith("va\t1x1\tdouble\n"))  # names in order, "a" first
         self.assertEqual(messages[3], "p>> ")
         ws.close()
