@@ -2,7 +2,7 @@
 PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
 
-.PHONY: deps run test test-dev test-tsan test-package test-docs docs bench fuzz install package abi-baseline clean
+.PHONY: deps run desktop test test-dev test-tsan test-package test-docs docs bench fuzz install package abi-baseline clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -11,6 +11,12 @@ run: deps
 	cmake --preset release >/dev/null
 	cmake --build --preset release --target qzconsole -j $(JOBS)
 	./build/release/apps/qzconsole/qzconsole
+
+# The command window in a browser: prints the address to open (with its token).
+desktop: deps
+	cmake --preset release >/dev/null
+	cmake --build --preset release --target qzdesktop -j $(JOBS)
+	./build/release/apps/qzdesktop/qzdesktop
 
 test: deps test-docs test-dev test-tsan test-package
 

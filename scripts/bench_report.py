@@ -32,6 +32,8 @@ TARGETS = {
     "BM_CatRead_ContainerReader / BM_CatRead_PlainReader": (3.0, "CAT member read at most 3x the plain read"),
     "BM_CatRead_ContainerReader / BM_CatRead_LibarchiveZip": (1.0, "CAT member read faster than libarchive"),
     "PrintWrapped / Fold": (2.0, "wrapping at least half of fold's throughput"),
+    "BM_DesktopDisplay1000 / BM_ConsoleDisplay1000": (3.0, "1000x1000 display reaching the page at most 3x "
+                                                      "the console's into /dev/null"),
     "KernelsTimesPlus / NumpyTimesPlus": (1.0, "z = x .* y + x on 1e7 doubles at most numpy's time"),
     "KernelsSum / NumpySum": (1.0, "sum(x) on 1e7 doubles at most numpy's time"),
     "KernelsMTimes / DirectDgemm": (1.1, "1000x1000 A * B within 1.1x a direct cblas_dgemm"),

@@ -11,6 +11,7 @@ packages=(
   libopenblas-dev liblapacke-dev
   libgtest-dev libgmock-dev libbenchmark-dev libarchive-dev
   tmux abigail-tools dpkg-dev python3 doxygen
+  chromium chromium-driver python3-selenium
 )
 # The fuzz targets need clang and its libFuzzer runtime.
 if [ "${1:-}" = "fuzz" ]; then

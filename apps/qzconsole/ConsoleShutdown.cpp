@@ -2,6 +2,7 @@
 #include "DemoEvents.hpp"
 #include "LineEditor.hpp"
 
+#include <qzhost/Host.hpp>
 #include <qzservices/state/ShutdownRegistry.hpp>
 
 namespace qzconsole {
@@ -26,16 +27,10 @@ void registerConsoleShutdown() {
     ShutdownRegistry::RegisterObject(new ConsoleShutdownObject);  // the registry owns it
 }
 
-bool mayExit() { return ShutdownRegistry::IsOkToExit() && ShutdownRegistry::CloseAllAppWindows(false); }
+bool mayExit() { return qzhost::mayExit(false); }
 
-void askAtEndOfInput() {
-    ShutdownRegistry::IsOkToExit();
-    ShutdownRegistry::CloseAllAppWindows(true);
-}
+void askAtEndOfInput() { qzhost::mayExit(true); }
 
-void shutDown() {
-    ShutdownRegistry::PreTerminateApps();
-    ShutdownRegistry::TerminateApps();
-}
+void shutDown() { qzhost::terminate(); }
 
 } // namespace qzconsole

@@ -2,6 +2,7 @@
 #include "EventLoop.hpp"
 #include "LineEditor.hpp"
 
+#include <qzhost/UserEvents.hpp>
 #include <qzservices/cx_thread_request/mt_callback.hpp>
 #include <qzservices/io/ioFlush.hpp>
 #include <qzservices/prompt/prompt.hpp>
@@ -69,8 +70,8 @@ void post(long run, long count) {
 } // namespace
 
 void installDemoEvents() {
-    gEventKind = createUserEvent(&onDemoEvent);
-    gDoneKind = createUserEvent(&onDemoDone);
+    gEventKind = qzhost::createUserEvent(&onDemoEvent);
+    gDoneKind = qzhost::createUserEvent(&onDemoDone);
     gClient = mtCallbackRegisterClient();
 }
 

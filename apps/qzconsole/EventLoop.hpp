@@ -6,15 +6,10 @@
 
 namespace qzconsole {
 
-// Watches standard input, gives the library the loop's event functions
-// (svSetWS_EventFcns and the callback service) and turns both places of the
-// callback service on. Main thread, once, before any other thread starts.
+// Watches standard input in the user event queue, whose event functions the
+// host start hands to the library (qzhost/UserEvents.hpp). Main thread, once,
+// before any other thread starts.
 void installEventLoop();
-
-// A new kind of user event whose handler takes a long; its number for postEvent.
-int createUserEvent(void (*handler)(long));
-// Posts one event of a kind; false for an unknown kind or a queue that refused it.
-bool postUserEvent(int kind, long data);
 
 // Waits for one line of standard input (without its line feed), running the
 // events that arrive meanwhile. False at the end of input. A ctrl-C while
@@ -31,8 +26,5 @@ void deliverLine(char const* line);
 
 // True while readLine waits, that is, while the prompt stands.
 bool waitingForInput();
-
-// Runs what is queued now, without waiting for input.
-void runPendingEvents();
 
 } // namespace qzconsole

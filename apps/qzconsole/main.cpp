@@ -1,8 +1,7 @@
 // qzconsole: the reference host of the services library on a plain terminal.
 //
-// Start-up is what every host does, in this order: fill the callback tables,
-// install a command-window sink factory, push the streams onto the command
-// window, and take the window size from the terminal. The console then reads
+// Start-up is what every host does, in its order (qzhost::Host), with the
+// terminal's key reader, beep and window size. The console then reads
 // statements of a small language of literals and shows each result through
 // the library's array display, so that output takes the library's whole road:
 // proxy, taps and "--more--" paging. It waits for input in the library's user
@@ -15,11 +14,13 @@
 #include "DemoEvents.hpp"
 #include "EventLoop.hpp"
 #include "LineEditor.hpp"
-#include "Messages.hpp"
 #include "SessionCommands.hpp"
 #include "Terminal.hpp"
 #include "TerminalSink.hpp"
 
+#include <qzhost/Host.hpp>
+#include <qzhost/Messages.hpp>
+#include <qzhost/UserEvents.hpp>
 #include <qzlang/Session.hpp>
 #include <qzservices/qzservices.hpp>
 #include <uv/uv.hpp>
@@ -28,6 +29,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <vector>
 #include <unistd.h>
 
 namespace {
@@ -53,51 +55,48 @@ bool isLogOption(char const* word) {
 }
 
 // The start-up words, handed over without their dash ("-nojvm" is the word
-// "nojvm"); "nodesktop" when none is given. A conflict between words is
-// reported on the command window, so this runs once it stands.
+// "nojvm"); "nodesktop" when none is given.
 void takeStartupWords(int argc, char** argv) {
-    svJavaSupportLevel level = svJavaUnspecified;
+    std::vector<std::string> words, given;
     for (int i = 1; i < argc; ++i) {
         if (isLogOption(argv[i])) {
             ++i;  // and its file
         } else if (std::strncmp(argv[i], "--", 2) != 0) {
-            char const* word = argv[i][0] == '-' ? argv[i] + 1 : argv[i];
-            if (!svJavaProcessCmdlineArg(word, &level))
-                std::fprintf(stderr, "qzconsole: the start-up word %s is not known; it is ignored\n", argv[i]);
+            words.push_back(argv[i][0] == '-' ? argv[i] + 1 : argv[i]);
+            given.push_back(argv[i]);
         }
     }
-    if (level == svJavaUnspecified) svJavaProcessCmdlineArg("nodesktop", &level);
-    svJavaSetSupport(level);
+    for (std::string const& word : qzhost::Host::takeStartupWords(words, "nodesktop")) {
+        // Said as it was given, with its dash or without.
+        for (size_t i = 0; i < words.size(); ++i) {
+            if (words[i] != word) continue;
+            std::fprintf(stderr, "qzconsole: the start-up word %s is not known; it is ignored\n", given[i].c_str());
+            break;
+        }
+    }
 }
 
-void configureHost() {
-    uvSetSignalThread();
-    svSetCXMode(1);  // an interactive session
-
-    _svIoCallbacks table = {};
-    table.sysBeep = &qzconsole::beep;
-    table.flushRead = &qzconsole::readOneKey;
-    table.deleteCurrentLine = &qzconsole::deleteCurrentLine;
-    svSetIoCallbacks(&table);
-    svSetWS_SleepFcn(&qzconsole::sleepSeconds);
-    svSetUIW_CWCallbacks(&qzconsole::flushCommandWindow, nullptr, &qzconsole::clearCommandWindow, nullptr);
-
-    ioUpdateWindowSize();
-    // The library keeps the slot for the host's signal set-up: SIGINT marks
-    // an interrupt as pending, SIGWINCH a new window size.
-    svRegisterSigInitFcn(&qzconsole::installInterruptHandler);
-    svSigInit();
+// What only the console does at start, once the signals stand.
+void installConsoleParts() {
     qzconsole::installKeyReader();
-    qzconsole::installMessagePrinters();
+    qzhost::installMessagePrinters();
     qzconsole::installEventLoop();
-    qzconsole::installDemoEvents();
 }
 
-// Ends a statement (or a wait) that a "q" at the more prompt or a ctrl-C left.
-void clearInterrupt(Orrery::System::InterruptException const& e) {
-    uvSetInterruptPending(0);
-    services::io::setStopPrintingFlag(false);
-    if (e.isFromCtrlC()) services::io::CmdWinSinkHandle::ctrlCProcessed();
+qzhost::HostCallbacks consoleCallbacks() {
+    static qzconsole::TerminalSinkFactory factory;
+    qzhost::HostCallbacks c;
+    c.beep = &qzconsole::beep;
+    c.readKey = &qzconsole::readOneKey;
+    c.deleteCurrentLine = &qzconsole::deleteCurrentLine;
+    c.sleep = &qzconsole::sleepSeconds;
+    c.flushCommandWindow = &qzconsole::flushCommandWindow;
+    c.clearCommandWindow = &qzconsole::clearCommandWindow;
+    // SIGINT marks an interrupt as pending, SIGWINCH a new window size.
+    c.installSignalHandlers = &qzconsole::installInterruptHandler;
+    c.installHostParts = &installConsoleParts;
+    c.factory = &factory;
+    return c;
 }
 
 // One statement, which may run over several lines while a bracket is open,
@@ -148,8 +147,7 @@ int handleOptions(int argc, char** argv) {
 bool openLog(int argc, char** argv) {
     for (int i = 1; i + 1 < argc; ++i) {
         if (!isLogOption(argv[i])) continue;
-        svLogToFile(argv[i + 1], std::strcmp(argv[i], "--log-append") == 0);
-        if (svOpenLog() != 0) {
+        if (!qzhost::Host::openLog(argv[i + 1], std::strcmp(argv[i], "--log-append") == 0)) {
             std::fprintf(stderr, "qzconsole: cannot open the log file %s\n", argv[i + 1]);
             return false;
         }
@@ -166,9 +164,9 @@ bool runStatement(qzlang::Session& language, std::string const& text, qzlang::Co
         result = language.execute(text);
         return true;
     } catch (vx::Error const& e) {
-        qzconsole::printError(e.what());
+        qzhost::printError(e.what());
     } catch (std::bad_alloc const&) {
-        qzconsole::printError("Out of memory.");
+        qzhost::printError("Out of memory.");
     }
     result = qzlang::CommandResult::Continue;
     return false;
@@ -180,13 +178,8 @@ int main(int argc, char** argv) {
     int const early = handleOptions(argc, argv);
     if (early >= 0) return early;
 
-    configureHost();
-    // The numeric work's threads for the whole session; "feature NumThreads"
-    // reads and sets their count.
-    services::threading::ComputationalThreadsInit threads(true);
-    static qzconsole::TerminalSinkFactory factory;
-    services::io::CmdWinSinkHandle::setFactory(&factory);
-    CXPushDefaultSink session;
+    qzhost::Host host(consoleCallbacks());
+    qzconsole::installDemoEvents();
     if (!openLog(argc, argv)) return 2;
     takeStartupWords(argc, argv);
 
@@ -222,7 +215,7 @@ int main(int argc, char** argv) {
             if (!readStatement(text, interactive)) break;
         } catch (Orrery::System::InterruptException const& e) {
             // ctrl-C at the prompt drops the line and asks again, on a fresh line.
-            clearInterrupt(e);
+            qzhost::clearInterrupt(e);
             continue;
         }
         ioUpdateWindowSize();
@@ -234,7 +227,7 @@ int main(int argc, char** argv) {
             mtServiceCallbackRequestsInterlaced();
         } catch (Orrery::System::InterruptException const& e) {
             // "q" at the more prompt, or ctrl-C: the statement ends, the session goes on.
-            clearInterrupt(e);
+            qzhost::clearInterrupt(e);
         }
         services::io::CXStream::CXOut.clear();
         services::io::CXStream::CXErr.clear();
@@ -248,10 +241,10 @@ int main(int argc, char** argv) {
     // Whatever the demo thread posted still runs before the console goes.
     qzconsole::finishDemoEvents();
     try {
-        qzconsole::runPendingEvents();
+        qzhost::runPendingEvents();
         mtServiceCallbackRequestsInterlaced();
     } catch (Orrery::System::InterruptException const& e) {
-        clearInterrupt(e);
+        qzhost::clearInterrupt(e);
     }
     if (!exitAccepted) qzconsole::askAtEndOfInput();
     qzconsole::shutDown();

@@ -1,4 +1,4 @@
-#include "Messages.hpp"
+#include "qzhost/Messages.hpp"
 
 #include <qzservices/io/CXStream.hpp>
 #include <qzservices/io/ioFlush.hpp>
@@ -9,7 +9,7 @@
 
 #include <exception>
 
-namespace qzconsole {
+namespace qzhost {
 
 namespace {
 
@@ -62,4 +62,4 @@ void printWarning(char const* line) { printWrapped(line == nullptr ? std::string
 
 void installMessagePrinters() { vxSetWarningPrinter(&printWarning); }
 
-} // namespace qzconsole
+} // namespace qzhost

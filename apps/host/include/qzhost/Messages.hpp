@@ -1,11 +1,11 @@
-// The console's errors and warnings: each goes to the error stream through
+// A host's errors and warnings: each goes to the error stream through
 // the library's wrapper, so that on a terminal it is wrapped to the window
 // with its indent kept and its hot links measured by their visible text.
 // Into a pipe or a file the wrapper leaves the text as it is, one line.
 #pragma once
 #include <string>
 
-namespace qzconsole {
+namespace qzhost {
 
 // "Error: " and the reason.
 void printError(std::string const& reason);
@@ -14,4 +14,4 @@ void printWarning(char const* line);
 // Makes printWarning the printer of every warning.
 void installMessagePrinters();
 
-} // namespace qzconsole
+} // namespace qzhost
