@@ -103,7 +103,7 @@ size_t checkedElementCount(std::vector<size_t> const& dims) {
     if (zero) return 0;
     for (size_t d : dims) {
         if (d > limit || count > limit / d)
-            vxErrMsgId("Calyx:tooLarge", "The array would have more than %zu elements.", limit);
+            vxErrMsgId("Calyx:tooLarge", "Requested array exceeds the maximum array size.");
         count *= d;
     }
     return count;
@@ -374,7 +374,7 @@ ArrayPtr range(double start, double step, double stop) {
     // A little slack, so that 0:0.1:1 ends at 1 despite rounding.
     double const span = std::floor((stop - start) / step + 1e-10);
     if (!std::isfinite(span) || span + 1 > static_cast<double>(maxElements()))
-        vxErrMsgId("Calyx:tooLarge", "The array would have more than %zu elements.", maxElements());
+        vxErrMsgId("Calyx:tooLarge", "Requested array exceeds the maximum array size.");
     size_t const n = static_cast<size_t>(span) + 1;
     ArrayPtr out = zerosOf(vxDOUBLE_CLASS, {1, n});
     for (size_t k = 0; k < n; ++k) {

@@ -43,7 +43,7 @@ size_t sizeOf(char const* name, vxArray const* a) {
         vxErrMsgId("qzconsole:badSize", "%s needs whole numbers as sizes.", name);
     if (v <= 0) return 0;  // a negative size counts as 0
     if (v > static_cast<double>(maxElements()))
-        vxErrMsgId("Calyx:tooLarge", "The array would have more than %zu elements.", maxElements());
+        vxErrMsgId("Calyx:tooLarge", "Requested array exceeds the maximum array size.");
     return static_cast<size_t>(v);
 }
 

@@ -105,7 +105,7 @@ void checkElementCount(Dims const& d) {
         if (n == 0) return;
     for (std::size_t n : d) {
         if (n > limit || count > limit / n)
-            fail("Calyx:tooLarge", "The array would have more than %zu elements.", limit);
+            fail("Calyx:tooLarge", "Requested array exceeds the maximum array size.");
         count *= n;
     }
 }

@@ -56,7 +56,7 @@ Dims sizeArguments(std::vector<vxArray const*> const& in, size_t first, char con
         for (size_t k = 0; k < n; ++k) {
             double v = realAt(a, k);
             if (std::isnan(v) || v != std::trunc(v)) fail("Calyx:notInteger", "%s needs whole-number sizes.", fname);
-            if (v >= 1.8e19) fail("Calyx:tooLarge", "The array would have more than %zu elements.", maxElements());
+            if (v >= 1.8e19) fail("Calyx:tooLarge", "Requested array exceeds the maximum array size.");
             d.push_back(v < 0 ? 0 : size_t(v));
         }
         return trimDims(d);
