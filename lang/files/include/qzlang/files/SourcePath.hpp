@@ -1,0 +1,150 @@
+// The search path of the statement language: the current folder first, then
+// the folders of addpath/path in order, looked up through the path manager
+// (px*) with the library's I/O functions, so that with the feature
+// "container" on a folder inside a CAT archive ("tb.cat/stats") can be on the
+// path. Found files are read with the library's source readers and kept: a
+// name is checked against the file system at most once per epoch, so a call
+// in a loop costs a hash look-up and nothing more.
+//
+// Main thread only: the path manager and this cache have no lock.
+#pragma once
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+typedef struct pxPathObject* pxPath;
+
+namespace qzlang { namespace files {
+
+// A source file as it was read. Shared and immutable: a caller may keep it
+// (the interpreter its parse) while the cache replaces it with a newer read.
+struct SourceFile {
+    std::string name;       // the function's name: the file's name without ".cx"
+    std::string path;       // the full path of the file, through the archive when inArchive
+    std::string text;       // the whole file
+    bool inArchive = false; // read through the container model, out of a CAT archive
+};
+
+// What exist() answers.
+enum ExistKind { ExistNone = 0, ExistFile = 2, ExistFolder = 7 };
+
+class SourcePath {
+public:
+    // Works on the path manager's path `pathName` (created if needed), the
+    // interpreter's current path when null. Warnings of the path manager are
+    // switched off for it: this class returns them as text instead.
+    explicit SourcePath(char const* pathName = nullptr);
+    SourcePath(SourcePath const&) = delete;
+    SourcePath& operator=(SourcePath const&) = delete;
+
+    // ---- the current folder ----
+    // The process's working directory.
+    std::string pwd() const;
+    // Changes the process's working directory ("~" expanded) and the path
+    // manager's with it. Raises CALYX:files:cdFailed when it cannot.
+    void cd(std::string const& folder);
+    // The user's work folder (the "UserPath" preference, CALYX_USERWORKDIR
+    // in place of "$documents"), where the start-up file "startup.cx" lives;
+    // empty when there is none.
+    static std::string userWorkFolder();
+
+    // ---- the folders of the path ----
+    std::vector<std::string> folders() const { return folders_; }
+    // The folders ":"-joined, as the path manager holds them.
+    std::string pathText() const;
+    // Puts `folders` (each made absolute) first, in the order given, or last
+    // with `atEnd`; a folder already on the path moves. Returns one warning
+    // text per folder that was left out (nonexistent, not a folder, a ":" in
+    // its name), for the caller to print. A folder inside a damaged CAT
+    // archive raises CALYX:files:damagedArchive naming the archive, and
+    // nothing changes.
+    std::vector<std::string> addpath(std::vector<std::string> const& folders, bool atEnd = false);
+    // Removes folders; a folder not on the path gives a warning text.
+    std::vector<std::string> rmpath(std::vector<std::string> const& folders);
+    // Replaces the whole path (path(folders)); warnings as addpath.
+    std::vector<std::string> setPath(std::vector<std::string> const& folders);
+
+    // ---- finding and reading ----
+    // The file "name.cx" read, or null when no folder holds one. A cached
+    // file is returned as it is until the next epoch; after that, the
+    // look-up is done again (a file in the current folder may now hide it),
+    // and the file is read again only if it changed. Raises:
+    // CALYX:files:invalidName (not a name of this language),
+    // CALYX:files:fileTooLarge, CALYX:files:binaryFile (a NUL byte),
+    // CALYX:files:damagedArchive, CALYX:files:cantRead, and the library's
+    // CALYX:fileio:* errors of opening.
+    std::shared_ptr<SourceFile const> locate(std::string const& name);
+    // Where "name.cx" (or "name" ending in ".cx") would be found, without
+    // reading it; empty when nowhere. Never raises for a bad name.
+    std::string resolve(std::string const& name);
+
+    // Before each top-level statement: every cached answer is checked again
+    // at its next use. Costs nothing until then.
+    void newEpoch() { ++epoch_; }
+    // Forgets every cached answer and the folders' listings (addpath, rmpath
+    // and cd do this themselves; `rehash` is this).
+    void invalidate();
+
+    // ---- questions a user asks ----
+    // The full path of the file that a call of `name` runs, or
+    // "'name' not found."; the interpreter answers for its variables and
+    // built-ins before asking this.
+    std::string which(std::string const& name);
+    // 2 for a source file found on the path (or a file path), 7 for a
+    // folder (inside an archive too), 0 otherwise.
+    int exist(std::string const& name);
+    // The names of the source files in a folder (the current one when
+    // empty), sorted, without ".cx". Raises CALYX:files:noFolder.
+    std::vector<std::string> what(std::string const& folder = std::string());
+    // The text of the source file that `name` finds, ending with a line end.
+    // Raises CALYX:files:notFound and whatever locate raises.
+    std::string type(std::string const& name);
+
+    // The largest file read (8 MiB unless set): a source file is typed by a
+    // person, and a larger one is refused before it is read.
+    void setMaxFileBytes(std::size_t bytes) { maxFileBytes_ = bytes; }
+    std::size_t maxFileBytes() const { return maxFileBytes_; }
+    // How many files have been read so far: for tests of the cache.
+    std::size_t readCount() const { return readCount_; }
+
+private:
+    struct Entry {
+        unsigned long long epoch = 0;  // when last checked against the file system
+        std::string path;              // empty: not found then
+        long long stamp = 0;           // modification time of what `file` holds
+        long long size = -1;           // size on disk, plain files only
+        std::shared_ptr<SourceFile const> file;
+    };
+    struct Listed {
+        long time = 0;      // the folder's modification time at its listing
+        bool racy = false;  // listed in the very second it last changed
+    };
+
+    std::string find(std::string const& fileName);
+    void refreshListings();
+    std::vector<std::string> applyFolders(std::vector<std::string> const& wanted);
+    std::shared_ptr<SourceFile const> read(std::string const& name, std::string const& path, long long& stamp,
+                                           long long& size);
+    void stampOf(std::string const& path, long long& stamp, long long& size) const;
+    void raiseIfArchiveDamaged(std::string const& path) const;
+
+    pxPath path_;
+    std::vector<std::string> folders_;
+    std::unordered_map<std::string, Entry> cache_;
+    std::unordered_map<std::string, Listed> listed_;
+    unsigned long long epoch_ = 1;
+    unsigned long long listingsEpoch_ = 0;  // the epoch whose listings were checked
+    std::size_t maxFileBytes_ = 8u << 20;
+    std::size_t readCount_ = 0;
+};
+
+// True for a name of this language: a letter, then letters, digits and "_",
+// at most 63 characters.
+bool isValidName(std::string const& name);
+// The CAT archive that `path` runs through ("/x/tb.cat" of "/x/tb.cat/a/f.cx"),
+// or empty: the first component, before the last, whose extension is "cat".
+std::string archiveOf(std::string const& path);
+
+}} // namespace qzlang::files

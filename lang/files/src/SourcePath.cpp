@@ -1,0 +1,443 @@
+// The search path and its cache of source files.
+#include "qzlang/files/SourcePath.hpp"
+
+#include <qzservices/containers/ContainerFeature.hpp>
+#include <qzservices/containers/CxfileReader.hpp>
+#include <qzservices/containers/svFile.hpp>
+#include <qzservices/containers/svIoStream.hpp>
+#include <qzservices/state/preferences.hpp>
+
+#include <cxutil/contextmgr/CxrID.hpp>
+#include <px/px.hpp>
+#include <uv/uv.hpp>
+#include <vx/errors.hpp>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <memory>
+
+namespace qzlang { namespace files {
+
+namespace {
+
+struct UvFree {
+    void operator()(void* p) const { uvFree(p); }
+};
+typedef std::unique_ptr<char, UvFree> UvText;
+
+char const kExtension[] = ".cx";
+
+bool endsWith(std::string const& text, std::string const& tail) {
+    return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isWordChar(char c) { return isLetter(c) || (c >= '0' && c <= '9') || c == '_'; }
+
+// "a/./b/../c" as "a/c": the path manager compares folders as text, so one
+// folder must have one spelling.
+std::string normalised(std::string const& path) {
+    std::vector<std::string> parts;
+    size_t start = 1;
+    while (start <= path.size()) {
+        size_t end = path.find('/', start);
+        if (end == std::string::npos) end = path.size();
+        std::string const part = path.substr(start, end - start);
+        if (part == "..") {
+            if (!parts.empty()) parts.pop_back();
+        } else if (!part.empty() && part != ".") {
+            parts.push_back(part);
+        }
+        start = end + 1;
+    }
+    std::string out;
+    for (auto const& p : parts) out += "/" + p;
+    return out.empty() ? "/" : out;
+}
+
+// "~" expanded, made absolute against the current folder, normalised.
+std::string absolute(std::string const& text) {
+    if (text.size() >= PX_MAX_PATH)
+        vxErrMsgId("CALYX:files:pathTooLong", "The path '%.60s...' is longer than %d characters.", text.c_str(),
+                   PX_MAX_PATH - 1);
+    char expanded[PX_MAX_PATH];
+    pxTildeExpansion(expanded, text.c_str());
+    char full[PX_MAX_PATH];
+    pxFullPath(full, expanded, sizeof full);
+    if (full[0] == '\0')
+        vxErrMsgId("CALYX:files:pathTooLong", "The path '%.60s...' is longer than %d characters.", text.c_str(),
+                   PX_MAX_PATH - 1);
+    return normalised(full);
+}
+
+bool readsThroughArchive(char const* path) { return svIsContainerFeatureOn() && !archiveOf(path).empty(); }
+
+// Plain files through the file system, files inside CAT archives through the
+// container model; both buffers are released with uvFree.
+CxfileReader& sourceReader() {
+    static SwitchableCxfileReader reader(new ContainerCxfileReader, new PlaintextCxfileReader,
+                                         boost::function1<bool, char const*>(&readsThroughArchive));
+    return reader;
+}
+
+std::string stemOf(std::string const& name) {
+    return endsWith(name, kExtension) ? name.substr(0, name.size() - (sizeof kExtension - 1)) : name;
+}
+
+// The base name of a path without its extension: the function's name.
+std::string functionNameOf(std::string const& path) {
+    size_t const slash = path.rfind('/');
+    return stemOf(slash == std::string::npos ? path : path.substr(slash + 1));
+}
+
+} // namespace
+
+bool isValidName(std::string const& name) {
+    if (name.empty() || name.size() > 63 || !isLetter(name[0])) return false;
+    return std::all_of(name.begin(), name.end(), isWordChar);
+}
+
+std::string archiveOf(std::string const& path) {
+    // The walker opens the first component whose extension is exactly "cat"
+    // (after a dot that does not start the name) as an archive.
+    size_t start = 0;
+    while (start < path.size()) {
+        size_t end = path.find('/', start);
+        if (end == std::string::npos) return std::string();  // the last component is the file itself
+        std::string const part = path.substr(start, end - start);
+        size_t const dot = part.rfind('.');
+        if (dot != std::string::npos && dot >= 1 && part.compare(dot + 1, std::string::npos, "cat") == 0)
+            return path.substr(0, end);
+        start = end + 1;
+    }
+    return std::string();
+}
+
+SourcePath::SourcePath(char const* pathName) {
+    path_ = pxCreatePath(pathName ? pathName : pxGetCurrentPathname());
+    pxSetNotificationHandleWarnings(path_, false);
+    for (size_t i = 0; i < pxNumDirectories(path_); ++i) folders_.push_back(pxGetDirectory(path_, i));
+    std::string const cwd = pwd();
+    pxSetCWDName(path_, cwd.c_str());
+}
+
+std::string SourcePath::pwd() const {
+    char buffer[PX_MAX_PATH];
+    if (getcwd(buffer, sizeof buffer) == nullptr)
+        vxErrMsgId("CALYX:files:noCurrentFolder", "The current folder cannot be read: %s.", std::strerror(errno));
+    return buffer;
+}
+
+void SourcePath::cd(std::string const& folder) {
+    std::string const target = absolute(folder.empty() ? std::string("~") : folder);
+    if (chdir(target.c_str()) != 0)
+        vxErrMsgId("CALYX:files:cdFailed", "Cannot change the current folder to '%s': %s.", folder.c_str(),
+                   std::strerror(errno));
+    std::string const cwd = pwd();
+    pxSetCWDName(path_, cwd.c_str());
+    invalidate();
+}
+
+std::string SourcePath::userWorkFolder() {
+    std::vector<char> raw(8194), resolved(8194);
+    try {
+        svGetPref_UserWorkFolder(raw.data(), static_cast<int>(raw.size()), resolved.data(),
+                                 static_cast<int>(resolved.size()), false, cxutil::contextmgr::CxrID());
+    } catch (vx::Error const&) {
+        return std::string();  // no settings to read: no work folder, and start-up goes on
+    }
+    return resolved.data();
+}
+
+std::string SourcePath::pathText() const {
+    std::string text;
+    for (auto const& f : folders_) text += (text.empty() ? "" : ":") + f;
+    return text;
+}
+
+void SourcePath::raiseIfArchiveDamaged(std::string const& path) const {
+    std::string const archive = archiveOf(path);
+    if (archive.empty() || !svIsContainerFeatureOn()) return;
+    std::unique_ptr<svContainer> found(svContainer::svFindContainer(archive.c_str()));
+    if (!found) return;
+    // A bad magic shows at once; a bad directory block only when it is read.
+    int code = found->findStreamAccessInError();
+    svContainerDirIoStream* const stream = found->getDirStream();
+    if (code != 3 && !found->hasErrorOnContainer() && stream && stream->open()) {
+        UvText list(stream->getDirList());
+        code = stream->getStreamAccess();
+        stream->close();
+    }
+    if (code == 3)
+        vxErrMsgId("CALYX:files:damagedArchive", "The CAT archive '%s' is damaged (%s).", archive.c_str(),
+                   svIoStream::getStreamAccessStrings(3).c_str());
+}
+
+// Keeps the folders that the path manager accepts, in the order given, and
+// says why each other one was left out.
+std::vector<std::string> SourcePath::applyFolders(std::vector<std::string> const& wanted) {
+    std::vector<std::string> warnings;
+    std::vector<std::string> kept;
+    pxIOFcns const io = pxGetIOFcns(path_);
+    for (auto const& folder : wanted) {
+        if (folder.find(':') != std::string::npos) {
+            warnings.push_back("The folder '" + folder + "' has a ':' in its name and cannot be on the path.");
+            continue;
+        }
+        if (std::find(kept.begin(), kept.end(), folder) != kept.end()) continue;
+        if (io.dirAccessibility == nullptr || io.dirAccessibility(path_, folder.c_str()) != pxDirAccessible) {
+            raiseIfArchiveDamaged(folder + "/");
+            warnings.push_back("Name is nonexistent or not a directory: " + folder);
+            continue;
+        }
+        kept.push_back(folder);
+    }
+    std::string text;
+    for (auto const& f : kept) text += (text.empty() ? "" : ":") + f;
+    pxReplacePath(path_, text.c_str());
+    folders_.clear();
+    for (size_t i = 0; i < pxNumDirectories(path_); ++i) folders_.push_back(pxGetDirectory(path_, i));
+    invalidate();
+    return warnings;
+}
+
+std::vector<std::string> SourcePath::addpath(std::vector<std::string> const& folders, bool atEnd) {
+    std::vector<std::string> added;
+    for (auto const& f : folders) added.push_back(absolute(f));
+    std::vector<std::string> wanted;
+    if (atEnd) {
+        for (auto const& f : folders_)
+            if (std::find(added.begin(), added.end(), f) == added.end()) wanted.push_back(f);
+        wanted.insert(wanted.end(), added.begin(), added.end());
+    } else {
+        wanted = added;
+        for (auto const& f : folders_)
+            if (std::find(added.begin(), added.end(), f) == added.end()) wanted.push_back(f);
+    }
+    // A damaged archive raises from here, before anything changed.
+    std::vector<std::string> const warnings = applyFolders(wanted);
+    return warnings;
+}
+
+std::vector<std::string> SourcePath::rmpath(std::vector<std::string> const& folders) {
+    std::vector<std::string> warnings;
+    std::vector<std::string> wanted = folders_;
+    for (auto const& f : folders) {
+        std::string const target = absolute(f);
+        auto const it = std::find(wanted.begin(), wanted.end(), target);
+        if (it == wanted.end()) {
+            warnings.push_back("\"" + f + "\" not found in path.");
+            continue;
+        }
+        wanted.erase(it);
+    }
+    std::vector<std::string> const more = applyFolders(wanted);
+    warnings.insert(warnings.end(), more.begin(), more.end());
+    return warnings;
+}
+
+std::vector<std::string> SourcePath::setPath(std::vector<std::string> const& folders) {
+    std::vector<std::string> wanted;
+    for (auto const& f : folders) wanted.push_back(absolute(f));
+    return applyFolders(wanted);
+}
+
+void SourcePath::invalidate() {
+    ++epoch_;
+    // Every folder is listed again at its next use.
+    listed_.clear();
+    for (auto const& f : folders_) pxChangedUnknownDir(path_, f.c_str());
+}
+
+// Once per epoch: a folder whose modification time moved is listed again.
+// Times are whole seconds, so a folder listed in the second it last changed
+// may change again unseen within that second: it is listed again at the
+// next epoch too.
+void SourcePath::refreshListings() {
+    if (listingsEpoch_ == epoch_) return;
+    listingsEpoch_ = epoch_;
+    long const now = static_cast<long>(std::time(nullptr));
+    for (auto const& f : folders_) {
+        long const t = pxModificationTime(path_, f.c_str());
+        auto found = listed_.find(f);
+        if (found == listed_.end() || found->second.time != t || found->second.racy) {
+            pxChangedUnknownDir(path_, f.c_str());
+            Listed& l = listed_[f];
+            l.time = t;
+            l.racy = t >= now - 1;
+        }
+    }
+}
+
+std::string SourcePath::find(std::string const& fileName) {
+    refreshListings();
+    char out[PX_MAX_PATH];
+    if (!pxFindFile(path_, fileName.c_str(), out)) return std::string();
+    return out;
+}
+
+// What tells a changed file: its modification time to the nanosecond and its
+// size; for a member of an archive those of the archive, which keeps no time
+// of its own per member. A folder that carries the name is no file.
+void SourcePath::stampOf(std::string const& path, long long& stamp, long long& size) const {
+    bool const inArchive = svIsContainerFeatureOn() && !archiveOf(path).empty();
+    struct stat st;
+    if (::stat(inArchive ? archiveOf(path).c_str() : path.c_str(), &st) != 0 || S_ISDIR(st.st_mode)) {
+        stamp = -1;
+        size = -1;
+        return;
+    }
+    stamp = static_cast<long long>(st.st_mtim.tv_sec) * 1000000000LL + st.st_mtim.tv_nsec;
+    size = static_cast<long long>(st.st_size);
+}
+
+std::shared_ptr<SourceFile const> SourcePath::read(std::string const& name, std::string const& path,
+                                                     long long& stamp, long long& size) {
+    bool const inArchive = svIsContainerFeatureOn() && !archiveOf(path).empty();
+    if (!inArchive && stamp == -1) return nullptr;  // gone, or a folder named like a file
+    // A plain file too large is refused before it is read; a member of an
+    // archive once it is (its stamp holds the archive's size).
+    if (!inArchive && size > static_cast<long long>(maxFileBytes_))
+        vxErrMsgId("CALYX:files:fileTooLarge", "The file '%s' has %lld bytes; a source file may have at most %zu.",
+                   path.c_str(), size, maxFileBytes_);
+    unsigned long length = 0;
+    ioErrorMessage error = 0;
+    ++readCount_;
+    UvText bytes(static_cast<char*>(sourceReader().read(&length, nullptr, path.c_str(), &error)));
+    if (!bytes) {
+        if (!inArchive) return nullptr;  // vanished since it was found; other failures raised in the reader
+        if (error == 9) return nullptr;
+        if (error == 3)
+            vxErrMsgId("CALYX:files:damagedArchive", "The CAT archive '%s' is damaged (%s).", archiveOf(path).c_str(),
+                       svIoStream::getStreamAccessStrings(3).c_str());
+        vxErrMsgId("CALYX:files:cantRead", "The file '%s' cannot be read (%s).", path.c_str(),
+                   svIoStream::getStreamAccessStrings(error >= 0 && error < 12 ? error : 2).c_str());
+    }
+    if (length > maxFileBytes_)
+        vxErrMsgId("CALYX:files:fileTooLarge", "The file '%s' has %lu bytes; a source file may have at most %zu.",
+                   path.c_str(), length, maxFileBytes_);
+    if (void const* nul = std::memchr(bytes.get(), '\0', length))
+        vxErrMsgId("CALYX:files:binaryFile",
+                   "The file '%s' is not a text file: it holds a NUL byte at offset %ld.", path.c_str(),
+                   static_cast<long>(static_cast<char const*>(nul) - bytes.get()));
+    auto file = std::make_shared<SourceFile>();
+    file->name = name;
+    file->path = path;
+    file->text.assign(bytes.get(), length);
+    file->inArchive = inArchive;
+    return file;
+}
+
+std::shared_ptr<SourceFile const> SourcePath::locate(std::string const& name) {
+    auto it = cache_.find(name);
+    if (it != cache_.end() && it->second.epoch == epoch_) return it->second.file;
+    if (it == cache_.end()) {
+        if (!isValidName(name))
+            vxErrMsgId("CALYX:files:invalidName",
+                       "'%s' is not a valid function name: a name is a letter followed by letters, digits or "
+                       "underscores, at most 63 characters.",
+                       name.c_str());
+        it = cache_.emplace(name, Entry()).first;
+    }
+    Entry& e = it->second;
+    std::string const found = find(name + kExtension);
+    if (found.empty()) {
+        bool const wasInArchive = e.file && e.file->inArchive;
+        std::string const was = e.path;
+        e = Entry();
+        e.epoch = epoch_;
+        // A function that was in an archive and is gone: say so if the
+        // archive itself broke, rather than leave an unknown name.
+        if (wasInArchive) raiseIfArchiveDamaged(was);
+        return nullptr;
+    }
+    long long stamp = 0;
+    long long size = -1;
+    stampOf(found, stamp, size);
+    if (e.file && e.path == found && e.stamp == stamp && e.size == size) {
+        e.epoch = epoch_;
+        return e.file;
+    }
+    // A read that raises leaves the entry unchecked, so that the next call
+    // reports the same trouble instead of a stale text.
+    e.epoch = 0;
+    std::shared_ptr<SourceFile const> file = read(name, found, stamp, size);
+    e.epoch = epoch_;
+    e.path = file ? found : std::string();
+    e.stamp = stamp;
+    e.size = size;
+    e.file = file;
+    return file;
+}
+
+std::string SourcePath::resolve(std::string const& name) {
+    std::string const stem = stemOf(name);
+    if (isValidName(stem)) {
+        auto it = cache_.find(stem);
+        if (it != cache_.end() && it->second.epoch == epoch_) return it->second.path;
+        return find(stem + kExtension);
+    }
+    if (name.empty() || name.size() >= PX_MAX_PATH - 4) return std::string();
+    // A path: as given when it names a file, else with the extension added.
+    std::string found = find(name);
+    if (found.empty() && !endsWith(name, kExtension)) found = find(name + kExtension);
+    return found;
+}
+
+std::string SourcePath::which(std::string const& name) {
+    std::string const found = resolve(name);
+    return found.empty() ? "'" + name + "' not found." : found;
+}
+
+int SourcePath::exist(std::string const& name) {
+    if (name.empty() || name.size() >= PX_MAX_PATH - 4) return ExistNone;
+    if (!resolve(name).empty()) return ExistFile;
+    std::string const full = absolute(name);
+    pxIOFcns const io = pxGetIOFcns(path_);
+    if (io.isDirectory && io.isDirectory(path_, full.c_str())) return ExistFolder;
+    if (io.isReadableFile && io.isReadableFile(full.c_str())) return ExistFile;
+    return ExistNone;
+}
+
+std::vector<std::string> SourcePath::what(std::string const& folder) {
+    std::string const dir = folder.empty() ? pwd() : absolute(folder);
+    pxIOFcns const io = pxGetIOFcns(path_);
+    UvText list(io.listDirectory ? io.listDirectory(path_, dir.c_str(), nullptr) : nullptr);
+    if (!list && (io.dirAccessibility == nullptr || io.dirAccessibility(path_, dir.c_str()) != pxDirAccessible)) {
+        raiseIfArchiveDamaged(dir + "/");
+        vxErrMsgId("CALYX:files:noFolder", "The folder '%s' does not exist.", folder.c_str());
+    }
+    std::vector<std::string> names;
+    for (char const* p = list.get(); p && *p; p += std::strlen(p) + 1) {
+        std::string const entry = p;
+        if (endsWith(entry, kExtension) && isValidName(stemOf(entry))) names.push_back(stemOf(entry));
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string SourcePath::type(std::string const& name) {
+    std::string const found = resolve(name);
+    if (found.empty()) vxErrMsgId("CALYX:files:notFound", "'%s' not found.", name.c_str());
+    std::string const function = functionNameOf(found);
+    std::shared_ptr<SourceFile const> file;
+    if (isValidName(function) && resolve(function) == found) {
+        file = locate(function);
+    } else {
+        long long stamp = 0;
+        long long size = -1;
+        stampOf(found, stamp, size);
+        file = read(function, found, stamp, size);
+    }
+    if (!file) vxErrMsgId("CALYX:files:notFound", "'%s' not found.", name.c_str());
+    std::string text = file->text;
+    if (!text.empty() && text.back() != '\n') text += '\n';
+    return text;
+}
+
+}} // namespace qzlang::files
