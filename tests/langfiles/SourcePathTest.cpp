@@ -277,3 +277,48 @@ TEST(SourcePath, WhatListsTheSourceFilesOfAFolder) {
     EXPECT_EQ("x = 1\n", sp.type("alpha"));  // a line end added where the file has none
     EXPECT_EQ("", sp.type("zeta.cx"));
 }
+
+TEST(SourcePath, ArchiveDamagedWhileOnThePathIsReportedOnce) {
+    Scratch s;
+    s.write("tree/tb/f.cx", "% f\n");
+    std::string const cat = s.pack("tree", "tb.cat");
+    SourcePath sp(freshPathName().c_str());
+    ASSERT_TRUE(sp.addpath({cat + "/tb"}).empty());
+    EXPECT_TRUE(sp.takePathWarnings().empty());
+    s.write("tb.cat", std::string("CATF\0\0\0\x20", 8));  // a header length past the end
+    sp.newEpoch();
+    EXPECT_EQ(nullptr, sp.locate("g"));
+    EXPECT_EQ((std::vector<std::string>{"The CAT archive '" + cat + "' is damaged (File is corrupt). Its folder " +
+                                        cat + "/tb gives no functions."}),
+              sp.takePathWarnings());
+    sp.newEpoch();
+    EXPECT_EQ(nullptr, sp.locate("g"));
+    EXPECT_TRUE(sp.takePathWarnings().empty());
+}
+
+TEST(SourcePath, FilesByPathAndTheStartUpFile) {
+    Scratch s;
+    s.write("scripts/run me.cx", "x = 1;\n");
+    s.write("tree/tb/inside.cx", "y = 2;\n");
+    std::string const cat = s.pack("tree", "tb.cat");
+    SourcePath sp(freshPathName().c_str());
+    sp.cd(s.root);
+    auto script = sp.readPath("scripts/run me.cx");
+    EXPECT_EQ("run me", script->name);
+    EXPECT_EQ(s.root + "/scripts/run me.cx", script->path);
+    EXPECT_EQ("x = 1;\n", script->text);
+    auto inside = sp.readPath(cat + "/tb/inside.cx");
+    EXPECT_TRUE(inside->inArchive);
+    EXPECT_EQ("y = 2;\n", inside->text);
+    EXPECT_THROW(sp.readPath("scripts/none.cx"), vx::Error);
+
+    std::string const work = s.folder("work");
+    setenv("CALYX_PREFDIR", s.folder("prefs").c_str(), 1);
+    setenv("CALYX_USERWORKDIR", work.c_str(), 1);
+    EXPECT_EQ(work, SourcePath::userWorkFolder());
+    EXPECT_EQ("", SourcePath::startupFile());
+    s.write("work/startup.cx", "disp('hello')\n");
+    EXPECT_EQ(work + "/startup.cx", SourcePath::startupFile());
+    unsetenv("CALYX_USERWORKDIR");
+    unsetenv("CALYX_PREFDIR");
+}

@@ -160,11 +160,13 @@ std::string SourcePath::pathText() const {
     return text;
 }
 
-void SourcePath::raiseIfArchiveDamaged(std::string const& path) const {
+// The damage of the archive that `path` runs through, as a sentence; empty
+// when it reads, or when there is no archive.
+std::string SourcePath::archiveDamage(std::string const& path) const {
     std::string const archive = archiveOf(path);
-    if (archive.empty() || !svIsContainerFeatureOn()) return;
+    if (archive.empty() || !svIsContainerFeatureOn()) return std::string();
     std::unique_ptr<svContainer> found(svContainer::svFindContainer(archive.c_str()));
-    if (!found) return;
+    if (!found) return std::string();
     // A bad magic shows at once; a bad directory block only when it is read.
     int code = found->findStreamAccessInError();
     svContainerDirIoStream* const stream = found->getDirStream();
@@ -173,9 +175,13 @@ void SourcePath::raiseIfArchiveDamaged(std::string const& path) const {
         code = stream->getStreamAccess();
         stream->close();
     }
-    if (code == 3)
-        vxErrMsgId("CALYX:files:damagedArchive", "The CAT archive '%s' is damaged (%s).", archive.c_str(),
-                   svIoStream::getStreamAccessStrings(3).c_str());
+    if (code != 3) return std::string();
+    return "The CAT archive '" + archive + "' is damaged (" + svIoStream::getStreamAccessStrings(3) + ").";
+}
+
+void SourcePath::raiseIfArchiveDamaged(std::string const& path) const {
+    std::string const damage = archiveDamage(path);
+    if (!damage.empty()) vxErrMsgId("CALYX:files:damagedArchive", "%s", damage.c_str());
 }
 
 // Keeps the folders that the path manager accepts, in the order given, and
@@ -268,6 +274,12 @@ void SourcePath::refreshListings() {
         if (found == listed_.end() || found->second.time != t || found->second.racy) {
             pxChangedUnknownDir(path_, f.c_str());
             Listed& l = listed_[f];
+            // An archive that changed is read once here to tell a damaged one,
+            // whose functions would otherwise just be missing.
+            if (l.time != t) {
+                std::string const damage = archiveDamage(f + "/");
+                if (!damage.empty()) pathWarnings_.push_back(damage + " Its folder " + f + " gives no functions.");
+            }
             l.time = t;
             l.racy = t >= now - 1;
         }
@@ -331,6 +343,30 @@ std::shared_ptr<SourceFile const> SourcePath::read(std::string const& name, std:
     file->text.assign(bytes.get(), length);
     file->inArchive = inArchive;
     return file;
+}
+
+std::vector<std::string> SourcePath::takePathWarnings() {
+    std::vector<std::string> warnings;
+    warnings.swap(pathWarnings_);
+    return warnings;
+}
+
+std::shared_ptr<SourceFile const> SourcePath::readPath(std::string const& file) {
+    std::string const full = absolute(file);
+    long long stamp = 0;
+    long long size = -1;
+    stampOf(full, stamp, size);
+    std::shared_ptr<SourceFile const> found = read(functionNameOf(full), full, stamp, size);
+    if (!found) vxErrMsgId("CALYX:files:notFound", "The file '%s' does not exist.", file.c_str());
+    return found;
+}
+
+std::string SourcePath::startupFile() {
+    std::string const folder = userWorkFolder();
+    if (folder.empty()) return std::string();
+    std::string const file = folder + "/startup" + kExtension;
+    struct stat st;
+    return ::stat(file.c_str(), &st) == 0 && S_ISREG(st.st_mode) ? file : std::string();
 }
 
 std::shared_ptr<SourceFile const> SourcePath::locate(std::string const& name) {

@@ -25,6 +25,9 @@ struct SourceFile {
     std::string path;       // the full path of the file, through the archive when inArchive
     std::string text;       // the whole file
     bool inArchive = false; // read through the container model, out of a CAT archive
+    // The interpreter's parse of `text`, kept with it: a file read again is a
+    // new object with an empty slot, so a parse never outlives its text.
+    mutable std::shared_ptr<void const> parsed;
 };
 
 // What exist() answers.
@@ -49,6 +52,8 @@ public:
     // in place of "$documents"), where the start-up file "startup.cx" lives;
     // empty when there is none.
     static std::string userWorkFolder();
+    // "startup.cx" in the user's work folder when there is one, else empty.
+    static std::string startupFile();
 
     // ---- the folders of the path ----
     std::vector<std::string> folders() const { return folders_; }
@@ -76,6 +81,14 @@ public:
     // CALYX:files:damagedArchive, CALYX:files:cantRead, and the library's
     // CALYX:fileio:* errors of opening.
     std::shared_ptr<SourceFile const> locate(std::string const& name);
+    // A file named by its path (run, "qzconsole script.cx"), inside an
+    // archive too, read with the checks of locate and not cached. Raises
+    // CALYX:files:notFound for a file that is not there.
+    std::shared_ptr<SourceFile const> readPath(std::string const& file);
+    // Damaged archives met on the path since the last call, one sentence
+    // each, for the caller to print as warnings: their folders stay on the
+    // path and give no functions until they read again.
+    std::vector<std::string> takePathWarnings();
     // Where "name.cx" (or "name" ending in ".cx") would be found, without
     // reading it; empty when nowhere. Never raises for a bad name.
     std::string resolve(std::string const& name);
@@ -128,12 +141,14 @@ private:
     std::shared_ptr<SourceFile const> read(std::string const& name, std::string const& path, long long& stamp,
                                            long long& size);
     void stampOf(std::string const& path, long long& stamp, long long& size) const;
+    std::string archiveDamage(std::string const& path) const;
     void raiseIfArchiveDamaged(std::string const& path) const;
 
     pxPath path_;
     std::vector<std::string> folders_;
     std::unordered_map<std::string, Entry> cache_;
     std::unordered_map<std::string, Listed> listed_;
+    std::vector<std::string> pathWarnings_;
     unsigned long long epoch_ = 1;
     unsigned long long listingsEpoch_ = 0;  // the epoch whose listings were checked
     std::size_t maxFileBytes_ = 8u << 20;
