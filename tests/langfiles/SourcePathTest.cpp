@@ -66,6 +66,16 @@ TEST(SourcePath, CurrentFolderFirstThenPathInOrder) {
     sp.cd(s.root);
     EXPECT_EQ("% b\n", textOf(sp, "f"));
     EXPECT_EQ((std::vector<std::string>{"\"" + s.root + "/a\" not found in path."}), sp.rmpath({s.root + "/a"}));
+    // A file written into the current folder hides the path's at the next
+    // epoch, without a cd; removed, it shows the path's again.
+    EXPECT_EQ("% b\n", textOf(sp, "f"));
+    std::string const mine = s.write("f.cx", "% mine\n");
+    EXPECT_EQ("% b\n", textOf(sp, "f"));
+    sp.newEpoch();
+    EXPECT_EQ("% mine\n", textOf(sp, "f"));
+    std::remove(mine.c_str());
+    sp.newEpoch();
+    EXPECT_EQ("% b\n", textOf(sp, "f"));
     sp.setPath({});
     EXPECT_EQ(nullptr, sp.locate("f"));
     EXPECT_EQ("'f' not found.", sp.which("f"));

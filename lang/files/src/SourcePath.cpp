@@ -122,8 +122,8 @@ SourcePath::SourcePath(char const* pathName) {
     path_ = pxCreatePath(pathName ? pathName : pxGetCurrentPathname());
     pxSetNotificationHandleWarnings(path_, false);
     for (size_t i = 0; i < pxNumDirectories(path_); ++i) folders_.push_back(pxGetDirectory(path_, i));
-    std::string const cwd = pwd();
-    pxSetCWDName(path_, cwd.c_str());
+    cwd_ = pwd();
+    pxSetCWDName(path_, cwd_.c_str());
 }
 
 std::string SourcePath::pwd() const {
@@ -138,8 +138,8 @@ void SourcePath::cd(std::string const& folder) {
     if (chdir(target.c_str()) != 0)
         vxErrMsgId("CALYX:files:cdFailed", "Cannot change the current folder to '%s': %s.", folder.c_str(),
                    std::strerror(errno));
-    std::string const cwd = pwd();
-    pxSetCWDName(path_, cwd.c_str());
+    cwd_ = pwd();
+    pxSetCWDName(path_, cwd_.c_str());
     invalidate();
 }
 
@@ -255,34 +255,38 @@ std::vector<std::string> SourcePath::setPath(std::vector<std::string> const& fol
 
 void SourcePath::invalidate() {
     ++epoch_;
+    ++generation_;
     // Every folder is listed again at its next use.
     listed_.clear();
     for (auto const& f : folders_) pxChangedUnknownDir(path_, f.c_str());
 }
 
-// Once per epoch: a folder whose modification time moved is listed again.
-// Times are whole seconds, so a folder listed in the second it last changed
-// may change again unseen within that second: it is listed again at the
-// next epoch too.
+// Once per epoch: a folder whose stamp moved is listed again, and the
+// generation of the listings grows, so that every cached answer is looked up
+// afresh. A folder inside an archive takes the archive's stamp. A folder
+// listed within a second of its last change may change again within the
+// clock's resolution, unseen: it is listed again at each epoch of that second.
 void SourcePath::refreshListings() {
     if (listingsEpoch_ == epoch_) return;
     listingsEpoch_ = epoch_;
-    long const now = static_cast<long>(std::time(nullptr));
+    long long const now = static_cast<long long>(std::time(nullptr));
     for (auto const& f : folders_) {
-        long const t = pxModificationTime(path_, f.c_str());
+        std::string const archive = svIsContainerFeatureOn() ? archiveOf(f + "/") : std::string();
+        Stamp stamp;
+        statStamp(archive.empty() ? f : archive, stamp);
         auto found = listed_.find(f);
-        if (found == listed_.end() || found->second.time != t || found->second.racy) {
-            pxChangedUnknownDir(path_, f.c_str());
-            Listed& l = listed_[f];
-            // An archive that changed is read once here to tell a damaged one,
-            // whose functions would otherwise just be missing.
-            if (l.time != t) {
-                std::string const damage = archiveDamage(f + "/");
-                if (!damage.empty()) pathWarnings_.push_back(damage + " Its folder " + f + " gives no functions.");
-            }
-            l.time = t;
-            l.racy = t >= now - 1;
+        if (found != listed_.end() && found->second.stamp == stamp && !found->second.racy) continue;
+        pxChangedUnknownDir(path_, f.c_str());
+        ++generation_;
+        // An archive that changed is read once here to tell a damaged one,
+        // whose functions would otherwise just be missing.
+        if (!archive.empty() && (found == listed_.end() || !(found->second.stamp == stamp))) {
+            std::string const damage = archiveDamage(f + "/");
+            if (!damage.empty()) pathWarnings_.push_back(damage + " Its folder " + f + " gives no functions.");
         }
+        Listed& l = listed_[f];
+        l.stamp = stamp;
+        l.racy = stamp.time / 1000000000LL >= now - 1;
     }
 }
 
@@ -293,30 +297,36 @@ std::string SourcePath::find(std::string const& fileName) {
     return out;
 }
 
-// What tells a changed file: its modification time to the nanosecond and its
-// size; for a member of an archive those of the archive, which keeps no time
-// of its own per member. A folder that carries the name is no file.
-void SourcePath::stampOf(std::string const& path, long long& stamp, long long& size) const {
-    bool const inArchive = svIsContainerFeatureOn() && !archiveOf(path).empty();
+// A path's modification time to the nanosecond and its size; time -1 when
+// the path is not there.
+void SourcePath::statStamp(std::string const& path, Stamp& stamp) {
     struct stat st;
-    if (::stat(inArchive ? archiveOf(path).c_str() : path.c_str(), &st) != 0 || S_ISDIR(st.st_mode)) {
-        stamp = -1;
-        size = -1;
+    if (::stat(path.c_str(), &st) != 0) {
+        stamp = Stamp();
         return;
     }
-    stamp = static_cast<long long>(st.st_mtim.tv_sec) * 1000000000LL + st.st_mtim.tv_nsec;
-    size = static_cast<long long>(st.st_size);
+    stamp.time = static_cast<long long>(st.st_mtim.tv_sec) * 1000000000LL + st.st_mtim.tv_nsec;
+    stamp.size = S_ISDIR(st.st_mode) ? -2 : static_cast<long long>(st.st_size);
+}
+
+// What tells a changed file: its stamp; for a member of an archive the
+// archive's, which keeps no time of its own per member. A folder that
+// carries the name is no file.
+void SourcePath::stampOf(std::string const& path, Stamp& stamp) const {
+    bool const inArchive = svIsContainerFeatureOn() && !archiveOf(path).empty();
+    statStamp(inArchive ? archiveOf(path) : path, stamp);
+    if (stamp.size == -2) stamp = Stamp();
 }
 
 std::shared_ptr<SourceFile const> SourcePath::read(std::string const& name, std::string const& path,
-                                                     long long& stamp, long long& size) {
+                                                     Stamp const& stamp) {
     bool const inArchive = svIsContainerFeatureOn() && !archiveOf(path).empty();
-    if (!inArchive && stamp == -1) return nullptr;  // gone, or a folder named like a file
+    if (!inArchive && stamp.time == -1) return nullptr;  // gone, or a folder named like a file
     // A plain file too large is refused before it is read; a member of an
     // archive once it is (its stamp holds the archive's size).
-    if (!inArchive && size > static_cast<long long>(maxFileBytes_))
+    if (!inArchive && stamp.size > static_cast<long long>(maxFileBytes_))
         vxErrMsgId("CALYX:files:fileTooLarge", "The file '%s' has %lld bytes; a source file may have at most %zu.",
-                   path.c_str(), size, maxFileBytes_);
+                   path.c_str(), stamp.size, maxFileBytes_);
     unsigned long length = 0;
     ioErrorMessage error = 0;
     ++readCount_;
@@ -353,10 +363,9 @@ std::vector<std::string> SourcePath::takePathWarnings() {
 
 std::shared_ptr<SourceFile const> SourcePath::readPath(std::string const& file) {
     std::string const full = absolute(file);
-    long long stamp = 0;
-    long long size = -1;
-    stampOf(full, stamp, size);
-    std::shared_ptr<SourceFile const> found = read(functionNameOf(full), full, stamp, size);
+    Stamp stamp;
+    stampOf(full, stamp);
+    std::shared_ptr<SourceFile const> found = read(functionNameOf(full), full, stamp);
     if (!found) vxErrMsgId("CALYX:files:notFound", "The file '%s' does not exist.", file.c_str());
     return found;
 }
@@ -381,32 +390,59 @@ std::shared_ptr<SourceFile const> SourcePath::locate(std::string const& name) {
         it = cache_.emplace(name, Entry()).first;
     }
     Entry& e = it->second;
+    refreshListings();
+    if (e.epoch != 0 && e.generation == generation_) {
+        // No listing changed since the entry was checked: only a file in the
+        // current folder can hide it now, and only the file itself can have
+        // changed. One stat each, instead of a look-up along the path.
+        std::string const here = cwd_ + "/" + name + kExtension;
+        Stamp local;
+        statStamp(here, local);
+        bool const hereNow = local.time != -1 && local.size != -2;
+        if (e.path.empty() && !hereNow) {
+            e.epoch = epoch_;
+            return nullptr;
+        }
+        if (!e.path.empty() && (e.path == here || !hereNow)) {
+            Stamp stamp;
+            if (e.path == here) {
+                stamp = local;
+            } else {
+                stampOf(e.path, stamp);
+            }
+            if (stamp == e.stamp) {
+                e.epoch = epoch_;
+                return e.file;
+            }
+        }
+    }
     std::string const found = find(name + kExtension);
     if (found.empty()) {
         bool const wasInArchive = e.file && e.file->inArchive;
         std::string const was = e.path;
         e = Entry();
         e.epoch = epoch_;
+        e.generation = generation_;
         // A function that was in an archive and is gone: say so if the
         // archive itself broke, rather than leave an unknown name.
         if (wasInArchive) raiseIfArchiveDamaged(was);
         return nullptr;
     }
-    long long stamp = 0;
-    long long size = -1;
-    stampOf(found, stamp, size);
-    if (e.file && e.path == found && e.stamp == stamp && e.size == size) {
+    Stamp stamp;
+    stampOf(found, stamp);
+    if (e.file && e.path == found && e.stamp == stamp) {
         e.epoch = epoch_;
+        e.generation = generation_;
         return e.file;
     }
     // A read that raises leaves the entry unchecked, so that the next call
     // reports the same trouble instead of a stale text.
     e.epoch = 0;
-    std::shared_ptr<SourceFile const> file = read(name, found, stamp, size);
+    std::shared_ptr<SourceFile const> file = read(name, found, stamp);
     e.epoch = epoch_;
+    e.generation = generation_;
     e.path = file ? found : std::string();
     e.stamp = stamp;
-    e.size = size;
     e.file = file;
     return file;
 }
@@ -465,10 +501,9 @@ std::string SourcePath::type(std::string const& name) {
     if (isValidName(function) && resolve(function) == found) {
         file = locate(function);
     } else {
-        long long stamp = 0;
-        long long size = -1;
-        stampOf(found, stamp, size);
-        file = read(function, found, stamp, size);
+        Stamp stamp;
+        stampOf(found, stamp);
+        file = read(function, found, stamp);
     }
     if (!file) vxErrMsgId("CALYX:files:notFound", "'%s' not found.", name.c_str());
     std::string text = file->text;

@@ -123,24 +123,29 @@ public:
     std::size_t readCount() const { return readCount_; }
 
 private:
+    struct Stamp {
+        long long time = -1;  // modification time in nanoseconds; -1: not there
+        long long size = -1;  // -2 for a folder
+        bool operator==(Stamp const& o) const { return time == o.time && size == o.size; }
+    };
     struct Entry {
-        unsigned long long epoch = 0;  // when last checked against the file system
-        std::string path;              // empty: not found then
-        long long stamp = 0;           // modification time of what `file` holds
-        long long size = -1;           // size on disk, plain files only
+        unsigned long long epoch = 0;       // when last checked against the file system; 0 never
+        unsigned long long generation = 0;  // the listings' generation at that check
+        std::string path;                   // empty: not found then
+        Stamp stamp;                        // of what `file` holds
         std::shared_ptr<SourceFile const> file;
     };
     struct Listed {
-        long time = 0;      // the folder's modification time at its listing
-        bool racy = false;  // listed in the very second it last changed
+        Stamp stamp;        // the folder's (or its archive's) at its listing
+        bool racy = false;  // listed within a second of its last change
     };
 
     std::string find(std::string const& fileName);
     void refreshListings();
     std::vector<std::string> applyFolders(std::vector<std::string> const& wanted);
-    std::shared_ptr<SourceFile const> read(std::string const& name, std::string const& path, long long& stamp,
-                                           long long& size);
-    void stampOf(std::string const& path, long long& stamp, long long& size) const;
+    std::shared_ptr<SourceFile const> read(std::string const& name, std::string const& path, Stamp const& stamp);
+    static void statStamp(std::string const& path, Stamp& stamp);
+    void stampOf(std::string const& path, Stamp& stamp) const;
     std::string archiveDamage(std::string const& path) const;
     void raiseIfArchiveDamaged(std::string const& path) const;
 
@@ -149,7 +154,9 @@ private:
     std::unordered_map<std::string, Entry> cache_;
     std::unordered_map<std::string, Listed> listed_;
     std::vector<std::string> pathWarnings_;
+    std::string cwd_;
     unsigned long long epoch_ = 1;
+    unsigned long long generation_ = 1;     // grows whenever a folder's listing may have changed
     unsigned long long listingsEpoch_ = 0;  // the epoch whose listings were checked
     std::size_t maxFileBytes_ = 8u << 20;
     std::size_t readCount_ = 0;
