@@ -3,6 +3,8 @@
 #include <qzlang/files/InputRequest.hpp>
 
 #include "support/capture.hpp"
+#include "support/io_proxy_streams.hpp"
+#include "support/test_sinks.hpp"
 
 #include <qzservices/prompt/prompt.hpp>
 
@@ -44,9 +46,10 @@ TEST(InputRequest, AnnouncesThenPromptsThenReadsLinesFromAPipe) {
     InputRequest::LineReader const fromPipe = InputRequest::streamReader(stream);
     qztest::Capture capture;
     InputRequest in;
-    in.setLineReader([&](std::string& line) {
-        order.push_back("read after '" + capture.outText() + "'" + (svIsReadingKeyboardInput() ? " reading" : ""));
-        return fromPipe(line);
+    in.setLineReader([&](std::string const& prompt, std::string& line) {
+        order.push_back("prompt '" + prompt + "' after '" + capture.outText() + "'" +
+                        (svIsReadingKeyboardInput() ? " reading" : ""));
+        return fromPipe(prompt, line);
     });
     uvPuts("on its way; ");
     EXPECT_EQ("12", in.readLine("x = "));
@@ -61,16 +64,17 @@ TEST(InputRequest, AnnouncesThenPromptsThenReadsLinesFromAPipe) {
         EXPECT_EQ("CALYX:input:endOfInput", e.identifier());
         EXPECT_STREQ("The input ended before a line was read.", e.what());
     }
+    EXPECT_EQ("on its way; x = ? more? ", capture.outText());
     conn->disconnect();
     std::fclose(stream);
     std::string const requested = "requester 1";
     std::string const back = "requester " + std::to_string(services::prompt::getInputRequester());
     EXPECT_EQ((std::vector<std::string>{
-                  requested, "read after 'on its way; x = ' reading", back,
-                  requested, "read after 'on its way; x = ' reading", back,
-                  requested, "read after 'on its way; x = ' reading", back,
-                  requested, "read after 'on its way; x = ? ' reading", back,
-                  requested, "read after 'on its way; x = ? more? ' reading", back,
+                  requested, "prompt 'x = ' after 'on its way; ' reading", back,
+                  requested, "prompt '' after 'on its way; x = ' reading", back,
+                  requested, "prompt '' after 'on its way; x = ' reading", back,
+                  requested, "prompt '? ' after 'on its way; x = ' reading", back,
+                  requested, "prompt 'more? ' after 'on its way; x = ? ' reading", back,
               }),
               order);
 }
@@ -99,4 +103,27 @@ TEST(InputRequest, PauseReadsOneKeyOrSleeps) {
         }
     }
     in.pauseFor(0);
+}
+
+// Through a host's command window: text kept on its way is in the window, and
+// the window has been asked for input, before the line is read.
+TEST(InputRequest, TheWindowHasTheTextAndTheRequestBeforeTheRead) {
+    qztest::NoFactoryAtExit cleanup;
+    qztest::ProxyStreams streams;
+    qztest::TestFactory window;
+    services::io::CmdWinSinkHandle::setFactory(&window);
+    uvPuts("partial line, ");
+    std::string seenText;
+    int seenRequests = -1;
+    InputRequest in;
+    in.setLineReader([&](std::string const&, std::string& line) {
+        seenText = window.out->text();
+        seenRequests = window.out->inputRequests;
+        line = "typed";
+        return true;
+    });
+    EXPECT_EQ("typed", in.readLine("name: "));
+    EXPECT_EQ("partial line, ", seenText);
+    EXPECT_EQ(1, seenRequests);
+    EXPECT_EQ(2, window.out->inputRequests);  // the end of the request is announced too
 }

@@ -48,7 +48,8 @@ void InputRequest::setKeyReader(KeyReader reader) {
 }
 
 InputRequest::LineReader InputRequest::streamReader(FILE* stream) {
-    return [stream](std::string& line) {
+    return [stream](std::string const& prompt, std::string& line) {
+        showPrompt(prompt);
         line.clear();
         int c;
         bool any = false;
@@ -64,12 +65,12 @@ InputRequest::LineReader InputRequest::streamReader(FILE* stream) {
 
 std::string InputRequest::readLine(std::string const& prompt) {
     InputRequesterGuard request(services::prompt::INPUT_FUNCTION, true);
-    showPrompt(prompt);
+    ioFlush();
     std::string line;
     bool got;
     {
         ReadingKeyboard reading;
-        got = lineReader_(line);
+        got = lineReader_(prompt, line);
     }
     if (!got) vxErrMsgId("CALYX:input:endOfInput", "The input ended before a line was read.");
     return line;

@@ -15,9 +15,9 @@ namespace qzlang { namespace files {
 
 class InputRequest {
 public:
-    // Fills `line` (without its line end) and answers true, or answers false
-    // at the end of the input.
-    typedef std::function<bool(std::string& line)> LineReader;
+    // Shows `prompt` (a line editor shows it itself), fills `line` without
+    // its line end and answers true, or answers false at the end of input.
+    typedef std::function<bool(std::string const& prompt, std::string& line)> LineReader;
     // One key's code, or -1 when none can be read.
     typedef std::function<int()> KeyReader;
 
@@ -28,9 +28,10 @@ public:
     void setKeyReader(KeyReader reader);
 
     // input(prompt) and input(prompt, 's'): announces the request (requester
-    // INPUT_FUNCTION), writes the prompt and flushes, reads one line while
-    // the session says it reads the keyboard. The caller evaluates the line
-    // or keeps it as text. Raises CALYX:input:endOfInput at the end of input.
+    // INPUT_FUNCTION), flushes the output, and has the reader show the prompt
+    // and read one line while the session says it reads the keyboard. The
+    // caller evaluates the line or keeps it as text. Raises
+    // CALYX:input:endOfInput at the end of input.
     std::string readLine(std::string const& prompt);
     // pause: the same road with requester PAUSE; the key's code, or -1 when
     // there is no key to read (no host reader: a pipe is not read, so that
@@ -40,8 +41,9 @@ public:
     // `seconds` raises CALYX:input:badPause, and Inf waits for a key.
     void pauseFor(double seconds);
 
-    // A line reader over an open C stream, such as stdin: "\n" or "\r\n"
-    // ends a line, and a last line without one counts.
+    // A line reader over an open C stream, such as stdin: the prompt goes
+    // out through the output stream, then "\n" or "\r\n" ends a line, and a
+    // last line without one counts.
     static LineReader streamReader(FILE* stream);
 
 private:
