@@ -332,3 +332,18 @@ TEST(SourcePath, FilesByPathAndTheStartUpFile) {
     unsetenv("CALYX_USERWORKDIR");
     unsetenv("CALYX_PREFDIR");
 }
+
+TEST(SourcePath, ADamagedArchiveAlreadyOnThePathDoesNotBlockAddpath) {
+    Scratch s;
+    s.write("tree/tb/f.cx", "% f\n");
+    s.write("other/g.cx", "% g\n");
+    std::string const cat = s.pack("tree", "tb.cat");
+    SourcePath sp(freshPathName().c_str());
+    ASSERT_TRUE(sp.addpath({cat + "/tb"}).empty());
+    s.write("tb.cat", "garbage");
+    EXPECT_EQ((std::vector<std::string>{"The CAT archive '" + cat + "' is damaged (File is corrupt). Its folder " +
+                                        cat + "/tb leaves the path."}),
+              sp.addpath({s.root + "/other"}));
+    EXPECT_EQ((std::vector<std::string>{s.root + "/other"}), sp.folders());
+    EXPECT_NE(nullptr, sp.locate("g"));
+}

@@ -134,7 +134,8 @@ std::string SourcePath::pwd() const {
 }
 
 void SourcePath::cd(std::string const& folder) {
-    std::string const target = absolute(folder.empty() ? std::string("~") : folder);
+    if (folder.empty()) vxErrMsgId("CALYX:files:cdFailed", "Cannot change the current folder: no folder was given.");
+    std::string const target = absolute(folder);
     if (chdir(target.c_str()) != 0)
         vxErrMsgId("CALYX:files:cdFailed", "Cannot change the current folder to '%s': %s.", folder.c_str(),
                    std::strerror(errno));
@@ -185,8 +186,11 @@ void SourcePath::raiseIfArchiveDamaged(std::string const& path) const {
 }
 
 // Keeps the folders that the path manager accepts, in the order given, and
-// says why each other one was left out.
-std::vector<std::string> SourcePath::applyFolders(std::vector<std::string> const& wanted) {
+// says why each other one was left out. A damaged archive under a folder
+// the caller gives raises; one under a folder that was on the path already
+// leaves it out with a warning, so that the damage does not block the call.
+std::vector<std::string> SourcePath::applyFolders(std::vector<std::string> const& wanted,
+                                                  std::vector<std::string> const& given) {
     std::vector<std::string> warnings;
     std::vector<std::string> kept;
     pxIOFcns const io = pxGetIOFcns(path_);
@@ -197,8 +201,10 @@ std::vector<std::string> SourcePath::applyFolders(std::vector<std::string> const
         }
         if (std::find(kept.begin(), kept.end(), folder) != kept.end()) continue;
         if (io.dirAccessibility == nullptr || io.dirAccessibility(path_, folder.c_str()) != pxDirAccessible) {
-            raiseIfArchiveDamaged(folder + "/");
-            warnings.push_back("Name is nonexistent or not a directory: " + folder);
+            if (std::find(given.begin(), given.end(), folder) != given.end()) raiseIfArchiveDamaged(folder + "/");
+            std::string const damage = archiveDamage(folder + "/");
+            warnings.push_back(damage.empty() ? "Name is nonexistent or not a directory: " + folder
+                                              : damage + " Its folder " + folder + " leaves the path.");
             continue;
         }
         kept.push_back(folder);
@@ -226,8 +232,7 @@ std::vector<std::string> SourcePath::addpath(std::vector<std::string> const& fol
             if (std::find(added.begin(), added.end(), f) == added.end()) wanted.push_back(f);
     }
     // A damaged archive raises from here, before anything changed.
-    std::vector<std::string> const warnings = applyFolders(wanted);
-    return warnings;
+    return applyFolders(wanted, added);
 }
 
 std::vector<std::string> SourcePath::rmpath(std::vector<std::string> const& folders) {
@@ -242,7 +247,7 @@ std::vector<std::string> SourcePath::rmpath(std::vector<std::string> const& fold
         }
         wanted.erase(it);
     }
-    std::vector<std::string> const more = applyFolders(wanted);
+    std::vector<std::string> const more = applyFolders(wanted, {});
     warnings.insert(warnings.end(), more.begin(), more.end());
     return warnings;
 }
@@ -250,7 +255,7 @@ std::vector<std::string> SourcePath::rmpath(std::vector<std::string> const& fold
 std::vector<std::string> SourcePath::setPath(std::vector<std::string> const& folders) {
     std::vector<std::string> wanted;
     for (auto const& f : folders) wanted.push_back(absolute(f));
-    return applyFolders(wanted);
+    return applyFolders(wanted, wanted);
 }
 
 void SourcePath::invalidate() {

@@ -46,7 +46,8 @@ public:
     // The process's working directory.
     std::string pwd() const;
     // Changes the process's working directory ("~" expanded) and the path
-    // manager's with it. Raises CALYX:files:cdFailed when it cannot.
+    // manager's with it. Raises CALYX:files:cdFailed when it cannot, and for
+    // an empty name (`cd` alone shows pwd(): the interpreter's part).
     void cd(std::string const& folder);
     // The user's work folder (the "UserPath" preference, CALYX_USERWORKDIR
     // in place of "$documents"), where the start-up file "startup.cx" lives;
@@ -66,7 +67,9 @@ public:
     // archive raises CALYX:files:damagedArchive naming the archive, and
     // nothing changes.
     std::vector<std::string> addpath(std::vector<std::string> const& folders, bool atEnd = false);
-    // Removes folders; a folder not on the path gives a warning text.
+    // Removes folders; a folder not on the path gives a warning text. Any
+    // change rechecks the folders that stay: one that is gone, or whose
+    // archive is now damaged, leaves the path with a warning text.
     std::vector<std::string> rmpath(std::vector<std::string> const& folders);
     // Replaces the whole path (path(folders)); warnings as addpath.
     std::vector<std::string> setPath(std::vector<std::string> const& folders);
@@ -142,7 +145,8 @@ private:
 
     std::string find(std::string const& fileName);
     void refreshListings();
-    std::vector<std::string> applyFolders(std::vector<std::string> const& wanted);
+    std::vector<std::string> applyFolders(std::vector<std::string> const& wanted,
+                                          std::vector<std::string> const& given);
     std::shared_ptr<SourceFile const> read(std::string const& name, std::string const& path, Stamp const& stamp);
     static void statStamp(std::string const& path, Stamp& stamp);
     void stampOf(std::string const& path, Stamp& stamp) const;
