@@ -124,8 +124,11 @@ TEST(SourcePath, FunctionFoundOnlyInsideAnArchive) {
 
     // With the feature off the archive is a plain file: nothing inside it.
     Scratch::setContainerFeature(0);
-    sp.invalidate();
+    sp.newEpoch();
     EXPECT_EQ(nullptr, sp.locate("mymean"));
+    Scratch::setContainerFeature(1);
+    sp.newEpoch();
+    EXPECT_NE(nullptr, sp.locate("mymean"));
 }
 
 TEST(SourcePath, CachedUntilTheNextEpochThenReadAgainOnlyWhenChanged) {

@@ -273,6 +273,12 @@ void SourcePath::invalidate() {
 // clock's resolution, unseen: it is listed again at each epoch of that second.
 void SourcePath::refreshListings() {
     if (listingsEpoch_ == epoch_) return;
+    // Switching the feature "container" changes what every folder holds.
+    bool const containers = svIsContainerFeatureOn();
+    if (containers != containersSeen_) {
+        containersSeen_ = containers;
+        invalidate();
+    }
     listingsEpoch_ = epoch_;
     long long const now = static_cast<long long>(std::time(nullptr));
     for (auto const& f : folders_) {

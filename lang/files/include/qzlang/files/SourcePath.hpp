@@ -99,8 +99,9 @@ public:
     // Before each top-level statement: every cached answer is checked again
     // at its next use. Costs nothing until then.
     void newEpoch() { ++epoch_; }
-    // Forgets every cached answer and the folders' listings (addpath, rmpath
-    // and cd do this themselves; `rehash` is this).
+    // Forgets every cached answer and the folders' listings (addpath, rmpath,
+    // cd and a switch of the feature "container" do this themselves; `rehash`
+    // is this).
     void invalidate();
 
     // ---- questions a user asks ----
@@ -158,6 +159,7 @@ private:
     std::unordered_map<std::string, Entry> cache_;
     std::unordered_map<std::string, Listed> listed_;
     std::vector<std::string> pathWarnings_;
+    bool containersSeen_ = false;  // the feature "container" at the last check
     std::string cwd_;
     unsigned long long epoch_ = 1;
     unsigned long long generation_ = 1;     // grows whenever a folder's listing may have changed
