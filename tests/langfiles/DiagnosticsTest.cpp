@@ -179,3 +179,33 @@ TEST(ErrorPrinting, WrapsToTheWindowBetweenTheMarkers) {
     }
     ioSetNumWindowColumns(savedColumns);
 }
+
+TEST(ErrorPrinting, NamesAreLinksWhereTheWindowShowsThemOrTheSwitchIsOn) {
+    class LinkSink : public services::io::CXStringSink {
+    public:
+        bool supportsHotlinks() const override { return true; }
+    };
+    HotLinkSwitch off(false);
+    std::string const linked = "Error using <a href=\"calyx:openAtLine /t/f.cx 2\">f</a>\nbad\n"
+                               "Error in <a href=\"calyx:openAtLine /t/f.cx 2\">f</a> (line 2)\n";
+    std::string const plain = "Error using f\nbad\nError in f (line 2)\n";
+    {
+        qztest::Capture terminal;  // no links, switch off: plain
+        Diagnostics().reportUncaught("", "bad", {{"f", "/t/f.cx", 2}});
+        EXPECT_EQ(plain, terminal.outText());
+    }
+    {
+        auto desktop = boost::make_shared<LinkSink>();
+        services::io::CXStream::CXOut.push(desktop);
+        Diagnostics().reportUncaught("", "bad", {{"f", "/t/f.cx", 2}});
+        services::io::CXStream::CXOut.flush();
+        services::io::CXStream::CXOut.pop();
+        EXPECT_EQ(linked, desktop->getString());
+    }
+    {
+        HotLinkSwitch emacs(true);  // EMACS=t in a terminal
+        qztest::Capture terminal;
+        Diagnostics().reportUncaught("", "bad", {{"f", "/t/f.cx", 2}});
+        EXPECT_EQ(linked, terminal.outText());
+    }
+}

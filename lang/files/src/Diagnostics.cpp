@@ -1,6 +1,7 @@
 // The text of errors and warnings, and the warning switches.
 #include "qzlang/files/Diagnostics.hpp"
 
+#include <qzservices/io/CXStream.hpp>
 #include <qzservices/io/wrapping.hpp>
 
 #include <uv/uv.hpp>
@@ -145,7 +146,7 @@ std::string syntaxErrorReport(std::string const& message, std::string const& fil
            " Column: " + std::to_string(column) + "\n" + message;
 }
 
-bool hotLinksOn() { return uvGetHotLinks(); }
+bool hotLinksOn() { return uvGetHotLinks() || services::io::CXStream::CXOut.supportsHotlinks(); }
 
 Diagnostics::Diagnostics() : printer_(&printWrapped) {}
 

@@ -57,8 +57,9 @@ std::string warningReport(std::string const& message, std::vector<Frame> const& 
 // message on the next line, PATH linked to the place.
 std::string syntaxErrorReport(std::string const& message, std::string const& file, int line, int column,
                               bool hotLinks);
-// Whether reports carry hot links now: the session's switch (on in the
-// desktop host and with EMACS=t), the one the wrapper measures links by.
+// Whether reports carry hot links now: the session's switch is on (the
+// desktop host, EMACS=t), or the command window shows links. A terminal's
+// window does neither and gets plain names.
 bool hotLinksOn();
 
 class Diagnostics {
