@@ -76,6 +76,8 @@ TEST(ErrorReport, NamesTheFunctionAndEveryFrameInAFile) {
         {"a built-in called at the prompt", {{"zeros", "", 0}}, false, "Error using zeros\nbad value 7"},
         {"nested functions", kNested, false,
          "Error using inner\nbad value 7\nError in inner (line 4)\nError in outer (line 12)"},
+        {"a script run from a function", {{"setup", "/t/setup.cx", 5, true}, {"outer", "/t/outer.cx", 3}}, false,
+         "Error: bad value 7\nError in setup (line 5)\nError in outer (line 3)"},
         {"a built-in inside a function", {{"zeros", "", 0}, {"outer", "/t/outer.cx", 3}}, false,
          "Error using zeros\nbad value 7\nError in outer (line 3)"},
         {"hot links", {{"f", "/t/my dir/f.cx", 2}}, true,

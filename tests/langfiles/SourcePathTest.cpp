@@ -236,6 +236,9 @@ TEST(SourcePath, HostileFilesGiveClearErrors) {
         {"non-ASCII name", [](SourcePath& sp) { sp.locate("caf\xc3\xa9"); }, "CALYX:files:invalidName",
          "'caf\xc3\xa9' is not a valid function name: a name is a letter followed by letters, digits or "
          "underscores, at most 63 characters."},
+        {"name of 64 characters", [](SourcePath& sp) { sp.locate(std::string(64, 'a')); }, "CALYX:files:invalidName",
+         "'" + std::string(64, 'a') + "' is not a valid function name: a name is a letter followed by letters, "
+         "digits or underscores, at most 63 characters."},
         {"damaged archive on addpath", [&](SourcePath& sp) { sp.addpath({s.root + "/broken.cat/tb"}); },
          "CALYX:files:damagedArchive", "The CAT archive '" + s.root + "/broken.cat' is damaged (File is corrupt)."},
         {"damaged archive listed", [&](SourcePath& sp) { sp.what(s.root + "/broken.cat"); },

@@ -117,7 +117,7 @@ bool parseFileLinkTarget(std::string const& href, std::string& file, int& line) 
 
 std::string errorReport(std::string const& message, std::vector<Frame> const& frames, bool hotLinks) {
     std::string report;
-    if (!frames.empty() && !frames.front().name.empty()) {
+    if (!frames.empty() && !frames.front().name.empty() && !frames.front().script) {
         Frame const& f = frames.front();
         report = "Error using " + shownName(f.name, f.file, f.line, hotLinks) + "\n" + message;
     } else {

@@ -20,6 +20,7 @@ struct Frame {
     std::string name;  // as shown: "f", or "f>helper" for a local function
     std::string file;  // the full path of its source file; empty for a built-in
     int line = 0;      // the line being run, from 1
+    bool script = false;  // a script runs in its caller's workspace: no "Error using" for it
 };
 
 // The identifier and the message of error(...) or warning(...).
@@ -46,7 +47,8 @@ std::string fileLinkTarget(std::string const& file, int line);
 bool parseFileLinkTarget(std::string const& href, std::string& file, int& line);
 
 // "Error using NAME" and the message on the next line when the innermost
-// frame has a name, else "Error: " and the message; then "Error in NAME
+// frame is a function (a file's or a built-in), else (the prompt, a script)
+// "Error: " and the message; then "Error in NAME
 // (line N)" for each frame with a file. With `hotLinks` each NAME of a frame
 // with a file links to it. No line end at the end.
 std::string errorReport(std::string const& message, std::vector<Frame> const& frames, bool hotLinks);
