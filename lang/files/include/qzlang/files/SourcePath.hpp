@@ -76,9 +76,12 @@ public:
 
     // ---- finding and reading ----
     // The file "name.cx" read, or null when no folder holds one. A cached
-    // file is returned as it is until the next epoch; after that, the
-    // look-up is done again (a file in the current folder may now hide it),
-    // and the file is read again only if it changed. Raises:
+    // answer (a file or none) is returned as it is until the next epoch.
+    // After that, its first use checks it: a stat of each path folder once
+    // per epoch, then, if no folder's listing changed, a stat of the name in
+    // the current folder (a file there now hides the path's) and of the file
+    // itself; otherwise the look-up along the path again. The file is read
+    // again only if its time or size changed. Raises:
     // CALYX:files:invalidName (not a name of this language),
     // CALYX:files:fileTooLarge, CALYX:files:binaryFile (a NUL byte),
     // CALYX:files:damagedArchive, CALYX:files:cantRead, and the library's
@@ -99,9 +102,10 @@ public:
     // Before each top-level statement: every cached answer is checked again
     // at its next use. Costs nothing until then.
     void newEpoch() { ++epoch_; }
-    // Forgets every cached answer and the folders' listings (addpath, rmpath,
-    // cd and a switch of the feature "container" do this themselves; `rehash`
-    // is this).
+    // Has every cached answer looked up along the path again and every
+    // folder listed again at next use; texts are kept and read again only if
+    // changed (addpath, rmpath, cd and a switch of the feature "container" do
+    // this themselves; `rehash` is this).
     void invalidate();
 
     // ---- questions a user asks ----
