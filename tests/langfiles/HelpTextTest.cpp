@@ -55,7 +55,8 @@ TEST(HelpText, SeeAlsoNamesBecomeHelpLinksWhereLinksShow) {
         "% F  Does things.\n"
         "%   see also: sum,\n"
         "%             prod, cumsum.\n"
-        "%   Other text, here.\n";
+        "%   Other text, here.\n"
+        "%   See also the <b>manual</b>.\n";
     bool const savedHot = uvGetHotLinks();
     uvSetHotLinks(true);
     {
@@ -68,7 +69,8 @@ TEST(HelpText, SeeAlsoNamesBecomeHelpLinksWhereLinksShow) {
                   "   see also: <a href=\"calyx:helpPopup sum\">sum</a>,\n"
                   "             <a href=\"calyx:helpPopup prod\">prod</a>, "
                   "<a href=\"calyx:helpPopup cumsum\">cumsum</a>.\n"
-                  "   Other text, here.\n",
+                  "   Other text, here.\n"
+                  "   See also the <b>manual</b>.\n",  // not a list of names: left alone
                   linked);
         EXPECT_EQ(" SQ  Square of each element.\n   y = sq(x) squares x.\n\n"
                   "   See also <a href=\"calyx:helpPopup POWER\">POWER</a>, "

@@ -133,6 +133,11 @@ std::string linkSeeAlsoLine(std::string const& line, bool& continuing) {
     if (starts) {
         size_t rest = first + n;
         if (rest < line.size() && line[rest] == ':') ++rest;
+        // Only a plain list is linked: a line with other text stays as it is.
+        if (!onlyNames(line.substr(rest))) {
+            continuing = false;
+            return line;
+        }
         continuing = endsWithComma(line);
         return line.substr(0, rest) + linkNames(line.substr(rest));
     }

@@ -17,9 +17,9 @@ std::string helpText(std::string const& source);
 // is when hot links are on and the command window can show them.
 std::string helpTextWithLinks(std::string const& source);
 // One help line with its names linked, if it is a "See also" line (the words
-// "See also" at its start, any case, an optional ":", then names separated
-// by commas and blanks, perhaps a final "."); other lines come back as
-// they are. `continuing` says that the list of the line before ended with a
+// "See also" at its start, any case, an optional ":", then only names
+// separated by commas and blanks, perhaps a final "."); other lines come
+// back as they are. `continuing` says that the list of the line before ended with a
 // comma, so that a line holding only names goes on with it; it is updated.
 std::string linkSeeAlsoLine(std::string const& line, bool& continuing);
 
