@@ -40,12 +40,14 @@ TEST(HelpText, FirstBlockOfCommentLines) {
         {"block comment", "function f\n%{\nBlock help\n  indented\n%}\n% after\n", "Block help\n  indented\n"},
         {"continued declaration", "function [a, ...\n   b] = f(x)\n% help\n", " help\n"},
         {"line ends of another system", "function f\r\n% help\r\n%  more\r\n", " help\n  more\n"},
+        {"a carriage return that is text", "% a\r\r\n", " a\r\n"},
         {"a name that starts with function", "functional = 1;\n% no help\n", ""},
         {"empty file", "", ""},
     };
     for (auto const& row : rows) {
         SCOPED_TRACE(row.what);
         EXPECT_EQ(row.help, qzlang::files::helpText(row.source));
+        EXPECT_EQ(row.help, qzlang::files::helpTextWithLinks(row.source));  // no links shown here
     }
 }
 

@@ -82,9 +82,8 @@ std::string linkNames(std::string const& text) {
     return out;
 }
 
-} // namespace
-
-std::string helpText(std::string const& source) {
+// The lines of the help block, without their line ends.
+std::vector<std::string> helpLines(std::string const& source) {
     std::vector<std::string> const lines = splitLines(source);
     size_t i = 0;
     auto skipBlank = [&] {
@@ -99,23 +98,30 @@ std::string helpText(std::string const& source) {
         }
         skipBlank();
     }
-    std::string help;
+    std::vector<std::string> help;
     if (i < lines.size() && trimmed(lines[i]) == "%{") {
         int depth = 1;
         for (++i; i < lines.size(); ++i) {
             std::string const t = trimmed(lines[i]);
             if (t == "%{") ++depth;
             if (t == "%}" && --depth == 0) break;
-            help += lines[i] + "\n";
+            help.push_back(lines[i]);
         }
         return help;
     }
     for (; i < lines.size(); ++i) {
         std::string const t = trimmed(lines[i]);
         if (t.empty() || t[0] != '%' || t == "%{") break;
-        size_t const percent = lines[i].find('%');
-        help += lines[i].substr(percent + 1) + "\n";
+        help.push_back(lines[i].substr(lines[i].find('%') + 1));
     }
+    return help;
+}
+
+} // namespace
+
+std::string helpText(std::string const& source) {
+    std::string help;
+    for (std::string const& line : helpLines(source)) help += line + "\n";
     return help;
 }
 
@@ -152,7 +158,7 @@ std::string linkSeeAlsoLine(std::string const& line, bool& continuing) {
 std::string helpTextWithLinks(std::string const& source) {
     std::string out;
     bool continuing = false;
-    for (std::string const& line : splitLines(helpText(source))) out += linkSeeAlsoLine(line, continuing) + "\n";
+    for (std::string const& line : helpLines(source)) out += linkSeeAlsoLine(line, continuing) + "\n";
     return out;
 }
 
