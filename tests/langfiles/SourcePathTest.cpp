@@ -140,6 +140,7 @@ TEST(SourcePath, CachedUntilTheNextEpochThenReadAgainOnlyWhenChanged) {
     sp.addpath({"lib"});
     EXPECT_EQ("% one\n", textOf(sp, "f"));
     EXPECT_EQ(1u, sp.readCount());
+    sp.locate("f")->parsed = std::make_shared<int const>(1);  // the interpreter's parse, kept with the text
 
     // Within an epoch nothing is asked of the file system: a rewrite, even a
     // removal, is not seen.
@@ -155,10 +156,13 @@ TEST(SourcePath, CachedUntilTheNextEpochThenReadAgainOnlyWhenChanged) {
     sp.newEpoch();
     EXPECT_EQ("% two\n", textOf(sp, "f"));
     EXPECT_EQ(2u, sp.readCount());
-    // Unchanged: checked, not read.
+    EXPECT_EQ(nullptr, sp.locate("f")->parsed);  // a new text has no parse yet
+    sp.locate("f")->parsed = std::make_shared<int const>(2);
+    // Unchanged: checked, not read, and the parse stays.
     sp.newEpoch();
     EXPECT_EQ("% two\n", textOf(sp, "f"));
     EXPECT_EQ(2u, sp.readCount());
+    EXPECT_NE(nullptr, sp.locate("f")->parsed);
 
     // The same second and the same size, another text: the nanoseconds tell.
     struct timespec times[2] = {{1000001, 5}, {1000001, 5}};
