@@ -7,6 +7,9 @@
 #pragma once
 #include "qzlang/ArrayOps.hpp"
 #include "qzlang/Parser.hpp"
+#include "qzlang/files/Diagnostics.hpp"
+#include "qzlang/files/InputRequest.hpp"
+#include "qzlang/files/SourcePath.hpp"
 
 #include <memory>
 
@@ -77,6 +80,17 @@ public:
     // repeatable.
     double nextRandom();
 
+    // Programs in files: the search path (made at its first use), the
+    // reports of errors and warnings, and the reader of input() and pause.
+    files::SourcePath& sourcePath();
+    files::Diagnostics& diagnostics();
+    files::InputRequest& input();
+
+    // Runs `text` like execute; a failure is reported through diagnostics()
+    // with the frames of the files it passed ("Error in f (line 3)"), or as
+    // one line "Error: ..." when it passed none. False after a failure.
+    bool executeReported(std::string const& text, CommandResult* result = nullptr);
+
     struct Impl;
     Impl& impl() { return *impl_; }
 
@@ -86,7 +100,7 @@ private:
     ParseLimits limits_;
 };
 
-// Runs `text` and writes a failure as one line, "Error: " and the reason, on
+// Runs `text` (session.executeReported) and writes a failure as one line, "Error: " and the reason, on
 // the error stream. False when a statement failed. `result` (if given) says
 // whether a command asked to leave.
 bool executeAndReport(Session& session, std::string const& text, CommandResult* result = nullptr);
