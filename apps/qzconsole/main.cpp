@@ -21,7 +21,10 @@
 #include "TerminalSink.hpp"
 
 #include <qzlang/Session.hpp>
+#include <qzservices/containers/ContainerFeature.hpp>
+#include <qzservices/containers/path_manager_fcns.hpp>
 #include <qzservices/qzservices.hpp>
+#include <px/px.hpp>
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
 
@@ -224,7 +227,9 @@ void connectLanguage(qzlang::Session& language, bool interactive) {
         ioFlush();
         return qzconsole::readLine(line, "");
     });
-    language.execute("feature container on");
+    getContainerFeature().setState(1);
+    svSetPathManagerDefaultIOFcns();
+    pxUpdatePathArrayDefaultIOFcns();
 }
 
 } // namespace

@@ -67,15 +67,15 @@ touch tree/B.txt
 expect "type of plain files" "$(printf 'first line\n\tsecond line\nno line end\nx = 1;')" \
     "$(q 'type tree/a.txt' 'type tree/sub/b.cx' "type $work/tree/sub/deep/c.cx" 2>&1)"
 expect "dir of a folder" "$(printf 'B.txt\na.txt\nsub')" "$(q 'dir tree' 'dir empty' 2>&1)"
-# The text after the display of the feature's previous state ("off").
+# The text after the display of the feature's previous state ("on": the console turns it on at start).
 expect "type and dir inside a CAT" "$(printf 'first line\n\tsecond line\nx = 1;\nno line end\na.txt\nsub\nb.cx\ndeep\nc.cx')" \
     "$(q 'feature container on' 'type tb.cat/a.txt' 'type tb.cat/sub/deep/c.cx' 'type tb.cat/sub/b.cx' \
-        'dir tb.cat' 'dir tb.cat/sub' 'dir tb.cat/sub/deep' 2>&1 | sed -e '1,/^off$/d' | sed -e '1{/^$/d}')"
+        'dir tb.cat' 'dir tb.cat/sub' 'dir tb.cat/sub/deep' 2>&1 | sed -e '1,/^on$/d' | sed -e '1{/^$/d}')"
 expect "errors of dir and type" "Error: Unable to list 'nowhere'.
 Error: Unable to list 'tb.cat'.
 Error: There is no file 'tb.cat/nope.cx'." \
-    "$(q 'dir nowhere' 'dir tb.cat' 'feature container on' 'type tb.cat/nope.cx' 2>&1 >/dev/null)"
-out=$(q 'type tb.cat/a.txt' 2>&1 >/dev/null)
+    "$(q 'dir nowhere' 'feature container off' 'dir tb.cat' 'feature container on' 'type tb.cat/nope.cx' 2>&1 >/dev/null)"
+out=$(q 'feature container off' 'type tb.cat/a.txt' 2>&1 >/dev/null)
 [ $? = 1 ] && [[ $out == "Error: "* ]] || fail "type inside a CAT with the feature off: $out"
 
 # ---- the diary: what was shown from "diary FILE" to "diary off", exactly ----
