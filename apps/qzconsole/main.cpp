@@ -209,10 +209,17 @@ bool openLog(int argc, char** argv) {
 // the window. False when a statement failed.
 bool runStatement(qzlang::Session& language, std::string const& text, qzlang::CommandResult& result) {
     result = qzlang::CommandResult::Continue;
-    // The report names the frames of the files the error passed.
-    bool const ok = language.executeReported(text, &result);
-    if (!ok) result = qzlang::CommandResult::Continue;
-    return ok;
+    // The report, wrapped on the error stream, names the frames of the files the error passed.
+    try {
+        result = language.execute(text);
+        return true;
+    } catch (vx::Error const& e) {
+        language.reportError(e.identifier(), e.what());
+    } catch (std::bad_alloc const&) {
+        language.reportError("Calyx:nomem", "Out of memory.");
+    }
+    result = qzlang::CommandResult::Continue;
+    return false;
 }
 
 // The session's reports through the console's wrapped error stream; input()

@@ -132,11 +132,12 @@ bool Session::executeReported(std::string const& text, CommandResult* result) {
     }
     if (result) *result = CommandResult::Continue;
     std::vector<files::Frame> const stack = in.takeErrorStack();
-    in.lastError = reason;
     if (!stack.empty()) {
+        in.lastError = reason;
         in.diagnostics.reportUncaught(id, reason, stack);
         return false;
     }
+    in.lastError = reason;
     in.diagnostics.setLastError(reason, id);
     // One line: a message with line ends (a syntax error's excerpt) is joined.
     for (char& c : reason)
@@ -144,6 +145,12 @@ bool Session::executeReported(std::string const& text, CommandResult* result) {
     std::string const line = "Error: " + reason + "\n";
     uvPutsn(1, line.data(), line.size());
     return false;
+}
+
+void Session::reportError(std::string const& identifier, std::string const& message) {
+    Interp& in = impl_->interp;
+    in.lastError = message;
+    in.diagnostics.reportUncaught(identifier, message, in.takeErrorStack());
 }
 
 bool executeAndReport(Session& session, std::string const& text, CommandResult* result) {

@@ -90,6 +90,9 @@ public:
     // with the frames of the files it passed ("Error in f (line 3)"), or as
     // one line "Error: ..." when it passed none. False after a failure.
     bool executeReported(std::string const& text, CommandResult* result = nullptr);
+    // Reports an error that execute raised, through diagnostics() always:
+    // "Error: ..." alone, or with the frames of the files it passed.
+    void reportError(std::string const& identifier, std::string const& message);
 
     struct Impl;
     Impl& impl() { return *impl_; }
