@@ -153,8 +153,17 @@ Values Interp::callName(std::string const& name, Values& args, int nargout, Node
         auto const* info = static_cast<kernels::FunctionInfo const*>(fn);
         int const nin = static_cast<int>(args.size());
         if (nin < info->minIn) vxErrMsgId("Calyx:notEnoughInputs", "Not enough input arguments for %s.", name.c_str());
-        if (info->maxIn >= 0 && nin > info->maxIn)
+        if (info->maxIn >= 0 && nin > info->maxIn) {
+            // The older constructors take forms the kernels do not (char of several rows).
+            if (BuiltinFn b = findBuiltin(name)) {
+                std::vector<ArrayPtr> owned;
+                for (Value& v : args) owned.push_back(v.copy());
+                ArrayPtr r = b(session_, owned);
+                if (r) out.emplace_back(std::move(r));
+                return out;
+            }
             vxErrMsgId("Calyx:tooManyInputs", "Too many input arguments for %s.", name.c_str());
+        }
         if (nargout > std::max(info->maxOut, 1))
             vxErrMsgId("Calyx:tooManyOutputs", "Too many output arguments for %s.", name.c_str());
         std::vector<ArrayPtr> tmps(args.size());

@@ -428,19 +428,21 @@ void fnWhos(Interp& in, int, Values&, Values& args) {
     if (vars.empty()) return;
     size_t width = 4;
     for (auto const& v : vars) width = std::max(width, v.first.size());
+    // Columns: the name, the library's size text, the bytes of the data, the
+    // class (and sparse or complex).
     std::string s;
     char line[512];
-    std::snprintf(line, sizeof line, "  %-*s      Size            Bytes  Class\n\n", static_cast<int>(width), "Name");
+    std::snprintf(line, sizeof line, "  %-*s  %-15s %10s  %s\n\n", static_cast<int>(width), "Name", "Size", "Bytes", "Class");
     s += line;
     for (auto const& v : vars) {
-        char size[IO_SIZE_STRING_SIZE];
-        ioSizeString(v.second, size);
-        std::string cls = vxGetClassName(v.second);
+        char sizeBuffer[IO_SIZE_STRING_SIZE];
+        char const* size = ioSizeString(v.second, sizeBuffer);
+        while (*size == ' ') ++size;
         std::string attrs;
-        if (vxIsSparse(v.second)) attrs += "sparse";
-        if (vxIsComplex(v.second)) attrs += attrs.empty() ? "complex" : ", complex";
-        std::snprintf(line, sizeof line, "  %-*s  %-15s %10zu  %s%s%s\n", static_cast<int>(width), v.first.c_str(), size,
-                      bytesOf(v.second), cls.c_str(), attrs.empty() ? "" : "  ", attrs.c_str());
+        if (vxIsSparse(v.second)) attrs += "  sparse";
+        if (vxIsComplex(v.second)) attrs += attrs.empty() ? "  complex" : ", complex";
+        std::snprintf(line, sizeof line, "  %-*s  %-15s %10zu  %s%s\n", static_cast<int>(width), v.first.c_str(), size,
+                      bytesOf(v.second), vxGetClassName(v.second), attrs.c_str());
         s += line;
     }
     s += "\n";

@@ -137,6 +137,8 @@ TEST(KernelOrder, SortUniqueFindOrientation) {
     EXPECT_EQ(sizeOf(f.get()), "3x1");
     EXPECT_EQ(rowsOf(f.get()), (V{2, 3, 4}));
     EXPECT_EQ(rowsOf(call1("find", {row({1, 1, 1}).get(), num(2).get()}).get()), (V{1, 2}));
+    EXPECT_EQ(sizeOf(call1("find", {num(0).get()}).get()), "1x0");
+    EXPECT_EQ(sizeOf(call1("find", {col({0, 0}).get()}).get()), "0x1");
     auto rc = call("find", {mat(2, 2, {0, 1, 1, 0}).get()}, 2);
     EXPECT_EQ(rowsOf(rc[0].get()), (V{2, 1}));
     EXPECT_EQ(rowsOf(rc[1].get()), (V{1, 2}));

@@ -53,6 +53,27 @@ TEST(KernelThreads, ParallelExpansionMatchesSerial) {
     EXPECT_EQ(vxGetPr(results[0].get())[5 + 3 * 700], 1.0);
 }
 
+TEST(KernelThreads, LargeResultsWrittenPastTheCachesAreExact) {
+    // Large enough for the streaming stores; odd, so that a block ends unaligned.
+    size_t n = (size_t(3) << 20) + 7;
+    ArrayPtr x = ramp(1, n), y(vxCreateDoubleMatrix(1, n, vxREAL));
+    for (size_t k = 0; k < n; ++k) vxGetPr(y.get())[k] = double(k % 7) - 3;
+    unsigned long before = services::threading::getNumComputationalThreads();
+    for (unsigned long threads : {1ul, 2ul}) {
+        SCOPED_TRACE(threads);
+        services::threading::setNumComputationalThreads(threads);
+        ArrayPtr z = qzlang::kernels::binary(Binary::Times, x.get(), y.get());
+        ArrayPtr w = qzlang::kernels::binary(Binary::Minus, z.get(), x.get());
+        size_t wrong = 0;
+        for (size_t k = 0; k < n; ++k) {
+            double xv = double(k % 1000) * 0.5, yv = double(k % 7) - 3;
+            wrong += vxGetPr(z.get())[k] != xv * yv || vxGetPr(w.get())[k] != xv * yv - xv;
+        }
+        EXPECT_EQ(wrong, 0u);
+    }
+    services::threading::setNumComputationalThreads(before);
+}
+
 TEST(KernelThreads, APendingInterruptStopsLongWork) {
     ArrayPtr x = ramp(1, 1 << 20);
     unsigned long long checks = uvInterruptCheckCount();

@@ -66,7 +66,8 @@ public:
     CommandTable& commands() { return commands_; }
     ParseLimits& limits() { return limits_; }
 
-    // The variable, still owned by the session, or null.
+    // The variable, still owned by the session (valid until the variable next
+    // changes), or null.
     vxArray const* find(std::string const& name) const;
     void assign(std::string const& name, ArrayPtr value);
     void clear(std::string const& name);
@@ -94,10 +95,8 @@ public:
     // "Error: ..." alone, or with the frames of the files it passed.
     void reportError(std::string const& identifier, std::string const& message);
 
-    struct Impl;
-    Impl& impl() { return *impl_; }
-
 private:
+    struct Impl;
     std::unique_ptr<Impl> impl_;
     CommandTable commands_;
     ParseLimits limits_;

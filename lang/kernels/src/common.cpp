@@ -2,7 +2,10 @@
 // every family of kernels uses.
 #include "internal.hpp"
 
+#include <sys/mman.h>
+
 #include <cstdarg>
+#include <cstdlib>
 #include <cstdio>
 #include <limits>
 
@@ -95,6 +98,19 @@ ArrayPtr makeArray(vxClassID cls, Dims const& d, bool complex) {
 }
 
 ArrayPtr makeDouble(Dims const& d, bool complex) { return makeArray(vxDOUBLE_CLASS, d, complex); }
+
+ArrayPtr makeForOverwrite(vxClassID cls, Dims const& d) {
+    ArrayPtr r = makeArray(cls, d);
+    size_t bytes = r->number_of_elements() * r->element_size();
+    size_t const huge = size_t(2) << 20;
+    if (bytes < 2 * huge) return r;
+    // The array library frees data with free(), which takes aligned blocks too.
+    void* p = std::aligned_alloc(huge, (bytes + huge - 1) / huge * huge);
+    if (!p) return r;
+    madvise(p, (bytes + huge - 1) / huge * huge, MADV_HUGEPAGE);
+    vxSetData(r.get(), p);
+    return r;
+}
 ArrayPtr scalarDouble(double v) { return ArrayPtr(vxCreateDoubleScalar(v)); }
 ArrayPtr scalarLogical(bool v) { return ArrayPtr(vxCreateLogicalScalar(v)); }
 
@@ -148,7 +164,9 @@ void toDoubles(vxArray const* a, std::vector<double>& re, std::vector<double>* i
     size_t n = a->number_of_elements();
     vxClassID c = a->class_id();
     re.resize(n);
-    if (c == vxDOUBLE_CLASS) std::memcpy(re.data(), a->real_data(), n * sizeof(double));
+    if (c == vxDOUBLE_CLASS) {
+        if (n) std::memcpy(re.data(), a->real_data(), n * sizeof(double));
+    }
     else
         for (size_t k = 0; k < n; ++k) re[k] = elementAsDouble(c, a->real_data(), k);
     if (im) {
@@ -186,7 +204,9 @@ template <class T> static void storeInt(void* p, size_t n, double const* v, vxCl
 
 static void storeDoubles(vxClassID cls, void* p, size_t n, double const* v) {
     switch (cls) {
-    case vxDOUBLE_CLASS: std::memcpy(p, v, n * sizeof(double)); break;
+    case vxDOUBLE_CLASS:
+        if (n) std::memcpy(p, v, n * sizeof(double));
+        break;
     case vxSINGLE_CLASS:
         for (size_t k = 0; k < n; ++k) static_cast<float*>(p)[k] = static_cast<float>(v[k]);
         break;

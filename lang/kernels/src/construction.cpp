@@ -297,6 +297,7 @@ void fnReshape(int, Out& out, In const& in) {
 void fnCat(int, Out& out, In const& in) {
     size_t dim = countArg(in[0], "cat", "the dimension");
     if (dim == 0) fail("Calyx:invalidDimension", "cat needs a dimension of 1 or more.");
+    if (dim > 64) fail("Calyx:invalidDimension", "cat supports dimensions up to 64.");
     out.push_back(catArrays(dim - 1, In(in.begin() + 1, in.end())));
 }
 void fnHorzcat(int, Out& out, In const& in) { out.push_back(catArrays(1, in)); }

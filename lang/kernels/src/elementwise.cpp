@@ -6,6 +6,12 @@
 
 #include <uv/uv.hpp>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include <atomic>
+#include <cstdint>
 #include <complex>
 #include <limits>
 
@@ -120,17 +126,38 @@ inline cplx complexOp(Binary op, cplx x, cplx y) {
 
 // ---- the fast path: two real doubles ----
 
+size_t const kStreamBytes = size_t(8) << 20;
+
+// z[k] = x[k] op y[k] over [b, e) with non-temporal stores: a result that
+// will not fit in the caches is not read into them before it is written,
+// which saves a third of the memory traffic of the loop.
+template <Binary OP> void streamSame(double* z, double const* x, double const* y, size_t b, size_t e) {
+#if defined(__SSE2__)
+    size_t k = b;
+    for (; k < e && (reinterpret_cast<uintptr_t>(z + k) & 15) != 0; ++k) z[k] = realOp(OP, x[k], y[k]);
+    for (; k + 2 <= e; k += 2) _mm_stream_pd(z + k, _mm_set_pd(realOp(OP, x[k + 1], y[k + 1]), realOp(OP, x[k], y[k])));
+    for (; k < e; ++k) z[k] = realOp(OP, x[k], y[k]);
+    _mm_sfence();
+#else
+    for (size_t k = b; k < e; ++k) z[k] = realOp(OP, x[k], y[k]);
+#endif
+}
+
 template <Binary OP> ArrayPtr realDoubles(Broadcast const& p, double const* x, double const* y) {
     bool logical = isComparison(OP);
-    ArrayPtr r = logical ? makeArray(vxLOGICAL_CLASS, p.out) : makeDouble(p.out);
+    ArrayPtr r = makeForOverwrite(logical ? vxLOGICAL_CLASS : vxDOUBLE_CLASS, p.out);
     void* out = r->real_data();
+    // A result far larger than the caches is written past them.
+    bool streaming = !logical && p.n * sizeof(double) >= kStreamBytes;
     forRanges(p.n, [&](size_t b, size_t e) {
         if (logical) {
             bool* z = static_cast<bool*>(out);
             p.map(b, e, [&](size_t k, size_t i, size_t j) { z[k] = realOp(OP, x[i], y[j]) != 0; });
         } else {
             double* z = static_cast<double*>(out);
-            if (p.same)
+            if (p.same && streaming)
+                streamSame<OP>(z, x, y, b, e);
+            else if (p.same)
                 for (size_t k = b; k < e; ++k) z[k] = realOp(OP, x[k], y[k]);
             else if (p.bScalar) {
                 double c = y[0];
@@ -256,11 +283,11 @@ ArrayPtr arithmetic64(Binary op, vxClassID cls, Broadcast const& p, vxArray cons
     Range64 r = cls == vxINT64_CLASS ? Range64{INT64_MIN, INT64_MAX} : Range64{0, static_cast<wide>(UINT64_MAX)};
     ArrayPtr out = makeArray(cls, p.out);
     void* z = out->real_data();
-    p.map(0, p.n, [&](size_t k, size_t i, size_t j) {
+    forRanges(p.n, [&](size_t from, size_t to) { p.map(from, to, [&](size_t k, size_t i, size_t j) {
         wide v = exact64(op, readLong(a, i), readLong(b, j), r);
         if (cls == vxINT64_CLASS) static_cast<int64_t*>(z)[k] = static_cast<int64_t>(v);
         else static_cast<uint64_t*>(z)[k] = static_cast<uint64_t>(v);
-    });
+    }); });
     return out;
 }
 
@@ -280,18 +307,18 @@ ArrayPtr logicalOp(Binary op, Broadcast const& p, vxArray const* a, vxArray cons
     for (size_t k = 0; k < yr.size(); ++k) truthOf(yr[k], yi.empty() ? 0 : yi[k], opName(op));
     ArrayPtr r = makeArray(vxLOGICAL_CLASS, p.out);
     bool* z = static_cast<bool*>(r->real_data());
-    p.map(0, p.n, [&](size_t k, size_t i, size_t j) {
+    forRanges(p.n, [&](size_t from, size_t to) { p.map(from, to, [&](size_t k, size_t i, size_t j) {
         bool u = xr[i] != 0 || (!xi.empty() && xi[i] != 0);
         bool v = yr[j] != 0 || (!yi.empty() && yi[j] != 0);
         z[k] = op == Binary::And ? (u && v) : (u || v);
-    });
+    }); });
     return r;
 }
 
 ArrayPtr compare64(Binary op, Broadcast const& p, vxArray const* a, vxArray const* b) {
     ArrayPtr r = makeArray(vxLOGICAL_CLASS, p.out);
     bool* z = static_cast<bool*>(r->real_data());
-    p.map(0, p.n, [&](size_t k, size_t i, size_t j) {
+    forRanges(p.n, [&](size_t from, size_t to) { p.map(from, to, [&](size_t k, size_t i, size_t j) {
         long double x = readLong(a, i), y = readLong(b, j);
         switch (op) {
         case Binary::Lt: z[k] = x < y; break;
@@ -301,7 +328,7 @@ ArrayPtr compare64(Binary op, Broadcast const& p, vxArray const* a, vxArray cons
         case Binary::Eq: z[k] = x == y; break;
         default: z[k] = x != y; break;
         }
-    });
+    }); });
     return r;
 }
 
@@ -319,23 +346,22 @@ ArrayPtr general(Binary op, Broadcast const& p, vxArray const* a, vxArray const*
     bool complex = !xi.empty() || !yi.empty();
     std::vector<double> zr(p.n), zi;
     if (!complex) {
-        bool needComplex = false;
-        p.map(0, p.n, [&](size_t k, size_t i, size_t j) {
+        std::atomic<bool> needComplex{false};
+        forRanges(p.n, [&](size_t from, size_t to) { p.map(from, to, [&](size_t k, size_t i, size_t j) {
             zr[k] = realOp(op, xr[i], yr[j]);
             // A negative base to a fractional power leaves the reals.
             if (op == Binary::Power && xr[i] < 0 && !whole(yr[j]) && std::isfinite(yr[j])) needComplex = true;
-            if (op == Binary::Power && xr[i] < 0 && std::isinf(xr[i]) && !whole(yr[j]) && std::isfinite(yr[j])) needComplex = true;
-        });
-        complex = needComplex;
+        }); });
+        complex = needComplex.load();
     }
     if (complex) {
         zi.assign(p.n, 0.0);
-        p.map(0, p.n, [&](size_t k, size_t i, size_t j) {
+        forRanges(p.n, [&](size_t from, size_t to) { p.map(from, to, [&](size_t k, size_t i, size_t j) {
             cplx x(xr[i], xi.empty() ? 0 : xi[i]), y(yr[j], yi.empty() ? 0 : yi[j]);
             cplx z = complexOp(op, x, y);
             zr[k] = z.real();
             zi[k] = z.imag();
-        });
+        }); });
         if (compare) zi.clear();
     }
     if (cls == vxSINGLE_CLASS && !compare) {
@@ -346,12 +372,26 @@ ArrayPtr general(Binary op, Broadcast const& p, vxArray const* a, vxArray const*
     return fromDoubles(compare ? vxLOGICAL_CLASS : cls, p.out, zr, complex ? &zi : nullptr);
 }
 
+// A real power stays real unless a negative base meets a fractional exponent.
+bool stayReal(double const* x, size_t nx, double const* y, size_t ny) {
+    bool wholeExponents = true;
+    for (size_t k = 0; k < ny && wholeExponents; ++k) wholeExponents = whole(y[k]) || !std::isfinite(y[k]);
+    if (wholeExponents) return true;
+    for (size_t k = 0; k < nx; ++k)
+        if (x[k] < 0) return false;
+    return true;
+}
+
 ArrayPtr elementwise(Binary op, vxArray const* a, vxArray const* b) {
     requireArithmetic(a, opName(op));
     requireArithmetic(b, opName(op));
     Broadcast p(dimsOf(a), dimsOf(b));
     if (a->class_id() == vxDOUBLE_CLASS && b->class_id() == vxDOUBLE_CLASS && !isComplex(a) && !isComplex(b)) {
-        ArrayPtr r = realDoublesFor(op, p, static_cast<double const*>(a->real_data()), static_cast<double const*>(b->real_data()));
+        double const* x = static_cast<double const*>(a->real_data());
+        double const* y = static_cast<double const*>(b->real_data());
+        if (op == Binary::Power && stayReal(x, a->number_of_elements(), y, b->number_of_elements()))
+            return realDoubles<Binary::Power>(p, x, y);
+        ArrayPtr r = realDoublesFor(op, p, x, y);
         if (r) return r;
     }
     return general(op, p, a, b);
@@ -437,7 +477,7 @@ ArrayPtr unary(Unary op, vxArray const* a) {
             return r;  // -uint64 is 0 everywhere
         }
         if (c == vxDOUBLE_CLASS && a->class_id() == vxDOUBLE_CLASS && !isComplex(a)) {
-            ArrayPtr r = makeDouble(dimsOf(a));
+            ArrayPtr r = makeForOverwrite(vxDOUBLE_CLASS, dimsOf(a));
             double const* x = static_cast<double const*>(a->real_data());
             double* z = static_cast<double*>(r->real_data());
             forRanges(n, [&](size_t b, size_t e) {

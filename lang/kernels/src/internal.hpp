@@ -43,6 +43,10 @@ void requireArithmetic(vxArray const* a, char const* fname);
 // ---- making arrays ----
 ArrayPtr makeArray(vxClassID cls, Dims const& d, bool complex = false);
 ArrayPtr makeDouble(Dims const& d, bool complex = false);
+// A real numeric or logical array whose data the caller overwrites entirely:
+// large blocks come aligned and advised for transparent huge pages, so that
+// writing them costs a few hundred page faults instead of tens of thousands.
+ArrayPtr makeForOverwrite(vxClassID cls, Dims const& d);
 ArrayPtr scalarDouble(double v);
 ArrayPtr scalarLogical(bool v);
 ArrayPtr makeString(std::string const& s);  // 1xN char, 0x0 for ""

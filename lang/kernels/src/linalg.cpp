@@ -179,8 +179,9 @@ ArrayPtr matrixProduct(vxArray const* a, vxArray const* b) {
     if (a->class_id() == vxDOUBLE_CLASS && b->class_id() == vxDOUBLE_CLASS && !isComplex(a) && !isComplex(b)) {
         // The common case reads the operands in place, and goes in column
         // blocks of the result when large so that a ctrl-C is seen between them.
-        ArrayPtr r = makeDouble({m, n});
-        if (m == 0 || n == 0 || k == 0) return r;
+        if (m == 0 || n == 0 || k == 0) return makeDouble({m, n});
+        // With beta 0 dgemm writes every element of the result and reads none.
+        ArrayPtr r = makeForOverwrite(vxDOUBLE_CLASS, {m, n});
         double const* x = static_cast<double const*>(a->real_data());
         double const* y = static_cast<double const*>(b->real_data());
         double* z = static_cast<double*>(r->real_data());
@@ -341,7 +342,7 @@ void fnDet(int, std::vector<ArrayPtr>& out, std::vector<vxArray const*> const& i
 void fnRank(int, std::vector<ArrayPtr>& out, std::vector<vxArray const*> const& in) {
     Mat a = readMatrix(in[0], "rank");
     std::vector<double> s = singularValues(a);
-    double tol = in.size() > 1 ? realAt(in[1], 0)
+    double tol = in.size() > 1 ? scalarArg(in[1], "rank", "the tolerance")
                                : (s.empty() ? 0 : double(std::max(a.m, a.n)) * s[0] * std::numeric_limits<double>::epsilon());
     double r = 0;
     for (double v : s) r += v > tol;
@@ -382,7 +383,7 @@ void fnNorm(int, std::vector<ArrayPtr>& out, std::vector<vxArray const*> const& 
             if (s == "fro") fro = true;
             else if (s == "inf" || s == "Inf") p = INFINITY;
             else fail("Calyx:normType", "norm does not know the type '%s'.", s.c_str());
-        } else p = realAt(in[1], 0);
+        } else p = scalarArg(in[1], "norm", "the type");
     }
     double r;
     bool vec = a.m == 1 || a.n == 1 || a.re.empty();

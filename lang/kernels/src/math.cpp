@@ -79,7 +79,7 @@ ArrayPtr applyMath(MathFn const& f, vxArray const* a) {
         if (f.leavesReals)
             for (size_t k = 0; k < n && !leaves; ++k) leaves = f.leavesReals(x[k]);
         if (!leaves) {
-            ArrayPtr r = makeDouble(d);
+            ArrayPtr r = makeForOverwrite(vxDOUBLE_CLASS, d);
             double* z = static_cast<double*>(r->real_data());
             forRanges(n, [&](size_t b, size_t e) {
                 for (size_t k = b; k < e; ++k) z[k] = f.real(x[k]);

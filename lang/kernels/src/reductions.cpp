@@ -3,6 +3,8 @@
 // for empty arrays and for the class of the result.
 #include "broadcast.hpp"
 
+#include <uv/uv.hpp>
+
 #include <algorithm>
 #include <complex>
 
@@ -26,7 +28,12 @@ Layout layoutFor(vxArray const* a, size_t dim) {
     l.in = dimsOf(a);
     l.dim = dim;
     Dims d = l.in;
-    if (d.size() <= dim) d.resize(dim + 1, 1);
+    if (dim >= d.size()) {
+        // Along a dimension beyond the last: every slice is one element.
+        l.before = countOf(d);
+        l.out = d;
+        return l;
+    }
     for (size_t k = 0; k < dim; ++k) l.before *= d[k];
     l.len = d[dim];
     for (size_t k = dim + 1; k < d.size(); ++k) l.after *= d[k];
@@ -95,11 +102,31 @@ void sumOrProd(Acc kind, Out& out, In const& in, char const* fname) {
         out.push_back(std::move(r));
         return;
     }
+    if (kind == Acc::Sum && is64Class(cls) && !isComplex(a)) {
+        // 64-bit sums are exact: 128-bit accumulators, saturated once at the end.
+        ArrayPtr r = makeArray(cls, l.out);
+        std::vector<__int128> acc(n, 0);
+        bool isSigned = cls == vxINT64_CLASS;
+        for (size_t o = 0; o < l.after; ++o)
+            for (size_t j = 0; j < l.len; ++j)
+                for (size_t b = 0; b < l.before; ++b) {
+                    size_t src = b + j * l.before + o * l.before * l.len;
+                    acc[b + o * l.before] += isSigned ? __int128(static_cast<int64_t const*>(a->real_data())[src])
+                                                      : __int128(static_cast<uint64_t const*>(a->real_data())[src]);
+                }
+        for (size_t k = 0; k < n; ++k) {
+            __int128 v = acc[k];
+            if (isSigned) static_cast<int64_t*>(r->real_data())[k] = v > INT64_MAX ? INT64_MAX : (v < INT64_MIN ? INT64_MIN : int64_t(v));
+            else static_cast<uint64_t*>(r->real_data())[k] = v > __int128(UINT64_MAX) ? UINT64_MAX : uint64_t(v);
+        }
+        out.push_back(std::move(r));
+        return;
+    }
     std::vector<double> re, im;
     toDoubles(a, re, &im);
     bool complex = !im.empty();
     std::vector<double> zr(n, kind == Acc::Sum ? 0.0 : 1.0), zi(complex ? n : 0, 0.0);
-    for (size_t o = 0; o < l.after; ++o)
+    for (size_t o = 0; o < l.after; ++o, uvLongjmpIfInterruptPending())
         for (size_t j = 0; j < l.len; ++j)
             for (size_t b = 0; b < l.before; ++b) {
                 size_t src = b + j * l.before + o * l.before * l.len, dst = b + o * l.before;
@@ -180,11 +207,13 @@ template <class F> ArrayPtr perSlice(vxArray const* a, Layout const& l, vxClassI
     toDoubles(a, re);
     size_t n = l.before * l.after;
     std::vector<double> z(n), slice(l.len);
-    for (size_t o = 0; o < l.after; ++o)
+    for (size_t o = 0; o < l.after; ++o) {
         for (size_t b = 0; b < l.before; ++b) {
             for (size_t j = 0; j < l.len; ++j) slice[j] = re[b + j * l.before + o * l.before * l.len];
             z[b + o * l.before] = f(slice);
         }
+        uvLongjmpIfInterruptPending();
+    }
     return fromDoubles(cls, l.out, z, nullptr);
 }
 
@@ -298,7 +327,7 @@ template <bool Max> void fnExtreme(int nargout, Out& out, In const& in) {
     }
     Layout l = layoutFor(a, dimArg(in, 2, a, fname));
     Dims od = l.out;
-    if (l.len == 0) od[l.dim] = 0;
+    if (l.len == 0 && l.dim < od.size()) od[l.dim] = 0;
     size_t n = l.len == 0 ? 0 : l.before * l.after;
     std::vector<double> re, im;
     toDoubles(a, re, &im);

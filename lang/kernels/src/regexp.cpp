@@ -89,6 +89,8 @@ private:
             a.inner = r.node;
             return a;
         }
+        size_t copies = size_t(std::max(lo, hi < 0 ? lo + 1 : hi));
+        if (copies * a.node.source().size() > 200000) error("a repetition that makes the pattern too large");
         RX_Node out;
         bool any = false;
         for (int k = 0; k < lo; ++k) out = any ? out + a.node : a.node, any = true;

@@ -60,8 +60,12 @@ void fnSort(int nargout, Out& out, In const& in) {
         rest.pop_back();
     }
     Dims d = dimsOf(a);
-    size_t dim = rest.empty() ? firstNonSingleton(d) : countArg(rest[0], "sort", "the dimension") - 1;
-    if (!rest.empty() && realAt(rest[0], 0) < 1) fail("Calyx:invalidDimension", "sort needs a dimension of 1 or more.");
+    size_t dim = firstNonSingleton(d);
+    if (!rest.empty()) {
+        size_t given = countArg(rest[0], "sort", "the dimension");
+        if (given == 0) fail("Calyx:invalidDimension", "sort needs a dimension of 1 or more.");
+        dim = std::min(given - 1, d.size());  // beyond the last, every slice is one element
+    }
     Dims dd = d;
     if (dd.size() <= dim) dd.resize(dim + 1, 1);
     size_t before = 1, len = dd[dim], after = 1;
@@ -154,7 +158,7 @@ void fnFind(int nargout, Out& out, In const& in) {
     for (size_t k = 0; k < n && where.size() < limit; ++k)
         if (realAt(a, k) != 0 || imagAt(a, k) != 0) where.push_back(double(k));
     Dims d = dimsOf(a);
-    bool rowShape = d.size() == 2 && d[0] == 1 && d[1] != 1;
+    bool rowShape = d.size() == 2 && d[0] == 1;  // a scalar counts as a row
     size_t m = where.size();
     Dims od = rowShape ? Dims{1, m} : Dims{m, 1};
     if (d.size() == 2 && d[0] == 0 && d[1] == 0) od = {0, 0};

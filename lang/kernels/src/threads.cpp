@@ -53,14 +53,16 @@ void parallelRanges(size_t n, size_t grain, void (*f)(size_t, size_t, void*), vo
         return;
     }
     // Workers never throw for an interrupt: they stop taking blocks, and the
-    // calling thread raises it once the loop is over.
+    // calling thread raises it once the loop is over. Blocks stay at the
+    // grain (simple partitioner), so that a worker the system deschedules
+    // holds back one small block, not half of the work.
     std::atomic<bool> stop{false};
     arenaFor(threads).execute([&] {
         tbb::parallel_for(tbb::blocked_range<size_t>(0, n, grain), [&](tbb::blocked_range<size_t> const& r) {
             if (stop.load(std::memory_order_relaxed)) return;
             f(r.begin(), r.end(), ctx);
             if (uvIsInterruptPending()) stop.store(true, std::memory_order_relaxed);
-        });
+        }, tbb::simple_partitioner());
     });
     uvLongjmpIfInterruptPending();
 }
