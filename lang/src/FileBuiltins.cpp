@@ -11,7 +11,10 @@
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <thread>
 #include <map>
 
 namespace qzlang {
@@ -271,7 +274,21 @@ void fnPause(Interp& in, int, Values&, Values& args) {
     if (isText(a)) return;  // pause on / pause off: nothing to switch here
     if (vxGetNumberOfElements(a) != 1 || !vxIsNumeric(a))
         vxErrMsgId("Calyx:badArgument", "pause takes a number of seconds.");
-    in.input.pauseFor(vxGetScalar(a));
+    double const seconds = vxGetScalar(a);
+    if (std::isinf(seconds) && seconds > 0) {
+        in.input.readKey();
+        return;
+    }
+    if (!(seconds >= 0)) vxErrMsgId("Calyx:badArgument", "pause takes a number of seconds, 0 or more.");
+    // Sleeps in short slices so that ctrl-C ends it at once.
+    auto const end = std::chrono::steady_clock::now() +
+                     std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(seconds));
+    for (;;) {
+        uvLongjmpIfInterruptPending();
+        auto const now = std::chrono::steady_clock::now();
+        if (now >= end) return;
+        std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(end - now, std::chrono::milliseconds(10)));
+    }
 }
 
 } // namespace
