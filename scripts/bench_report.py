@@ -37,6 +37,7 @@ TARGETS = {
     "KernelsMTimes / DirectDgemm": (1.1, "1000x1000 A * B within 1.1x a direct cblas_dgemm"),
     "ScalarLoop / ScalarLoopCPython": (1.0, "s = s + k over 1:1e6 faster than CPython 3.11's loop"),
     "ElementLoop / ElementLoopCPython": (1.0, "x(k) = k over 1e6 elements at most CPython's list loop"),
+    "FunctionCalls / FunctionCallsCPython": (1.0, "1e5 calls of a one-line function in a file at most CPython's time"),
     "BM_LocateCachedArchive / BM_LocateCachedPlain": (
         1.0, "a cached function in a CAT archive found no slower than one in a plain folder"),
 }
