@@ -121,7 +121,7 @@ void fnWhich(Interp& in, int nargout, Values& out, Values& args) {
     std::string const name = textArg(args[0], "which");
     std::string answer;
     if (in.workspace().find(name) && in.frames().size() == 1) answer = "'" + name + "' is a variable.";
-    else if (FunctionDef const* local = in.localFunction(name)) answer = in.frames().back().file + ">" + local->name;
+    else if (FunctionDef const* local = in.localFunction(name)) answer = in.frames().back().unit->path + ">" + local->name;
     else if (files::isValidName(name) && !in.sourcePath().resolve(name).empty()) answer = in.sourcePath().which(name);
     else if (findLangFunction(name) || kernels::find(name) || in.functionExists(name))
         answer = "built-in (" + name + ")";

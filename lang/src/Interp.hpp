@@ -202,6 +202,7 @@ public:
 private:
     int callDepth_ = 0;
     std::unique_ptr<files::SourcePath> paths_;
+    std::vector<std::vector<Value>> spareLocals_;  // workspaces of finished calls, for the next
     std::vector<files::Frame> errorStack_;
     bool stackTaken_ = false;
     void noteErrorStack() {

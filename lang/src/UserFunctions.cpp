@@ -83,10 +83,16 @@ FunctionDef const* Interp::localFunction(std::string const& name) const {
 std::vector<files::Frame> Interp::currentStack() const {
     std::vector<files::Frame> out;
     for (auto it = frames_.rbegin(); it != frames_.rend(); ++it) {
-        if (it->name.empty() || it->file.empty()) continue;  // the prompt, anonymous functions
         files::Frame f;
-        f.name = it->name;
-        f.file = it->file;
+        if (it->unit && !it->script) {
+            // A function's frame carries no text, so that a call makes no copy of it.
+            f.name = it->fn == &it->unit->functions[0] ? it->fn->name : it->unit->name + ">" + it->fn->name;
+            f.file = it->unit->path;
+        } else {
+            if (it->name.empty() || it->file.empty()) continue;  // the prompt, anonymous functions
+            f.name = it->name;
+            f.file = it->file;
+        }
         f.line = it->line;
         f.script = it->script;
         out.push_back(std::move(f));
@@ -112,7 +118,13 @@ Values Interp::callUser(std::shared_ptr<void const> const& owner, ParsedFile con
     if (callDepth_ >= kRecursionLimit)
         vxErrMsgId("Calyx:recursionLimit", "Maximum recursion limit of %d reached.", kRecursionLimit);
 
-    std::vector<Value> locals(fn.slots.values.size());
+    // A workspace from the spares of earlier calls: a call in a loop allocates none.
+    std::vector<Value> locals;
+    if (!spareLocals_.empty()) {
+        locals = std::move(spareLocals_.back());
+        spareLocals_.pop_back();
+    }
+    locals.resize(fn.slots.values.size());
     size_t const bound = std::min(args.size(), fixedIn);
     for (size_t k = 0; k < bound; ++k) locals[k] = std::move(args[k]);
     if (fn.varargin) {
@@ -124,13 +136,12 @@ Values Interp::callUser(std::shared_ptr<void const> const& owner, ParsedFile con
     locals[fn.narginSlot] = Value(static_cast<double>(args.size()));
     locals[fn.nargoutSlot] = Value(static_cast<double>(nargout));
 
-    std::string const shown = &fn == &unit.functions[0] ? fn.name : unit.name + ">" + fn.name;
-    Frame frame{&locals, shown, unit.path, fn.line};
+    Frame frame{&locals, std::string(), std::string(), fn.line};
     frame.fn = &fn;
     frame.unit = &unit;
     FrameGuard guard(frames_, std::move(frame));
     std::vector<Value>* const savedFrame = frame_;
-    std::shared_ptr<Block const> savedProgram = program_;
+    std::shared_ptr<Block const> savedProgram = std::move(program_);
     size_t const savedEnds = ends_.size();
     ++callDepth_;
     frame_ = &locals;
@@ -140,14 +151,23 @@ Values Interp::callUser(std::shared_ptr<void const> const& owner, ParsedFile con
     } catch (...) {
         noteErrorStack();
         frame_ = savedFrame;
-        program_ = savedProgram;
+        program_ = std::move(savedProgram);
         ends_.resize(savedEnds);
         --callDepth_;
         throw;
     }
     frame_ = savedFrame;
-    program_ = savedProgram;
+    program_ = std::move(savedProgram);
     --callDepth_;
+    struct GiveBack {
+        std::vector<std::vector<Value>>& spares;
+        std::vector<Value>& locals;
+        ~GiveBack() {
+            if (spares.size() >= 64) return;
+            locals.clear();
+            spares.push_back(std::move(locals));
+        }
+    } giveBack{spareLocals_, locals};
 
     Values out;
     size_t const wanted = static_cast<size_t>(std::max(nargout, 1));
@@ -223,14 +243,15 @@ bool Interp::callFile(std::string const& name, Values& args, int nargout, Values
     if (!files::isValidName(name)) return false;
     std::shared_ptr<files::SourceFile const> file = sourcePath().locate(name);
     if (!file) return false;
-    std::shared_ptr<ParsedFile const> unit = parsedFile(file);
+    // The parse kept with the file; the file keeps it alive for the call.
+    ParsedFile const* unit = file->parsed ? static_cast<ParsedFile const*>(file->parsed.get()) : parsedFile(file).get();
     if (unit->script) {
         if (!args.empty()) vxErrMsgId("Calyx:scriptArguments", "'%s' is a script and takes no arguments.", name.c_str());
-        runScript(unit);
+        runScript(std::static_pointer_cast<ParsedFile const>(file->parsed));
         return true;
     }
     if (unit->functions.empty()) vxErrMsgId("Calyx:emptyFile", "The file of '%s' defines no function.", name.c_str());
-    out = callUser(unit, *unit, unit->functions[0], args, nargout);
+    out = callUser(file, *unit, unit->functions[0], args, nargout);
     return true;
 }
 
