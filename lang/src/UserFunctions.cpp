@@ -240,8 +240,16 @@ void Interp::runScript(std::shared_ptr<ParsedFile const> const& unit) {
 }
 
 bool Interp::callFile(std::string const& name, Values& args, int nargout, Values& out) {
-    if (!files::isValidName(name)) return false;
-    std::shared_ptr<files::SourceFile const> file = sourcePath().locate(name);
+    files::SourcePath& paths = sourcePath();
+    std::shared_ptr<files::SourceFile const> held;
+    std::shared_ptr<files::SourceFile const> const* cached = paths.cachedNow(name);
+    if (!cached) {
+        if (!files::isValidName(name)) return false;
+        held = paths.locate(name);
+        cached = &held;
+    }
+    // callUser takes its own reference before anything can change the cache.
+    std::shared_ptr<files::SourceFile const> const& file = *cached;
     if (!file) return false;
     // The parse kept with the file; the file keeps it alive for the call.
     ParsedFile const* unit = file->parsed ? static_cast<ParsedFile const*>(file->parsed.get()) : parsedFile(file).get();

@@ -87,6 +87,14 @@ public:
     // CALYX:files:damagedArchive, CALYX:files:cantRead, and the library's
     // CALYX:fileio:* errors of opening.
     std::shared_ptr<SourceFile const> locate(std::string const& name);
+    // The answer of locate while it stands for this epoch, as the cache holds
+    // it (no copy of the pointer, so a call in a loop costs no atomic
+    // operation); null when locate must look, and then answers itself. The
+    // pointer is good until the next locate, newEpoch or change of the path.
+    std::shared_ptr<SourceFile const> const* cachedNow(std::string const& name) const {
+        auto it = cache_.find(name);
+        return it != cache_.end() && it->second.epoch == epoch_ ? &it->second.file : nullptr;
+    }
     // A file named by its path (run, "qzconsole script.cx"), inside an
     // archive too, read with the checks of locate and not cached. Raises
     // CALYX:files:notFound for a file that is not there.
