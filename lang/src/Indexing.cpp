@@ -393,12 +393,21 @@ void indexAssign(ArrayPtr& a, std::vector<Subscript> const& subs, vxArray const*
         ArrayPtr grown = blankLike(a.get(), newDims, vxIsComplex(a.get()));
         // Old elements keep their subscripts.
         size_t const nOld = vxGetNumberOfElements(a.get());
-        if (nOld) {
+        std::vector<size_t> gd = dimsVec(grown.get());
+        std::vector<size_t> od = oldDims;
+        od.resize(std::max(od.size(), gd.size()), 1);
+        gd.resize(od.size(), 1);
+        // When every old element keeps its linear position (a vector growing
+        // at its end, columns added to a matrix), numbers move as one block.
+        bool samePositions = true;
+        for (size_t i = 0, so = 1, sg = 1; i < od.size(); so *= od[i], sg *= gd[i], ++i)
+            if (od[i] > 1 && so != sg) samePositions = false;
+        if (nOld && samePositions && isPod(vxGetClassID(a.get()))) {
+            size_t const bytes = nOld * vxGetElementSize(a.get());
+            std::memcpy(vxGetData(grown.get()), vxGetData(a.get()), bytes);
+            if (vxGetImagData(a.get())) std::memcpy(vxGetImagData(grown.get()), vxGetImagData(a.get()), bytes);
+        } else if (nOld) {
             ElementCopier copy(grown.get(), a.get());
-            std::vector<size_t> gd = dimsVec(grown.get());
-            std::vector<size_t> od = oldDims;
-            od.resize(std::max(od.size(), gd.size()), 1);
-            gd.resize(od.size(), 1);
             std::vector<size_t> at(od.size(), 0);
             for (size_t k = 0; k < nOld; ++k) {
                 size_t lin = 0, stride = 1;

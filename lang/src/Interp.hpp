@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -107,6 +108,9 @@ public:
     unsigned long long ticStamp = 0;
     bool ticSet = false;
     std::string lastError;
+    // Warnings turned off, by identifier, or all of them.
+    std::set<std::string> warningsOff;
+    bool allWarningsOff = false;
     // Set when a command asked to leave the session; the program stops.
     bool exitRequested = false;
     // The variable names of the arguments of the call being made ("" for

@@ -299,15 +299,12 @@ void applyOver(Interp& in, char const* name, bool cells, int nargout, Values& ou
     size_t const n = vxGetNumberOfElements(inputs[0]);
     int const outs = std::max(nargout, 1);
     std::vector<ArrayPtr> results(outs);
-    for (int o = 0; o < outs; ++o) {
-        if (uniform) results[o].reset(vxCreateDoubleMatrix(0, 0, vxREAL));
-        else results[o].reset(vxCreateCellArray(dims.size(), dims.data()));
-    }
-    if (uniform) {
-        for (int o = 0; o < outs; ++o) results[o] = zerosOf(vxDOUBLE_CLASS, dims);
-    }
+    // Uniform results start as doubles and take the class of the first value.
+    for (int o = 0; o < outs; ++o)
+        results[o] = uniform ? zerosOf(vxDOUBLE_CLASS, dims) : ArrayPtr(vxCreateCellArray(dims.size(), dims.data()));
     std::vector<vxClassID> classes(outs, vxUNKNOWN_CLASS);
     for (size_t k = 0; k < n; ++k) {
+        if ((k & 1023) == 1023 && uvIsInterruptPending()) uvLongjmpIfInterruptPending();
         Values callArgs;
         for (vxArray const* a : inputs) {
             if (cells) {
@@ -329,9 +326,6 @@ void applyOver(Interp& in, char const* name, bool cells, int nargout, Values& ou
             vxSetFieldByNumber(s.get(), 0, 2, vxCreateDoubleScalar(static_cast<double>(k + 1)));
             Values hargs;
             hargs.emplace_back(std::move(s));
-            for (vxArray const* a : inputs) {
-                (void)a;
-            }
             r = in.callValue(handler, hargs, nargout);
         }
         if (static_cast<int>(r.size()) < (nargout == 0 ? 0 : outs)) {
@@ -349,7 +343,7 @@ void applyOver(Interp& in, char const* name, bool cells, int nargout, Values& ou
             ArrayPtr tmp;
             vxArray const* v = r[o].view(tmp);
             vxClassID const c = vxGetClassID(v);
-            if (vxGetNumberOfElements(v) != 1 || !(hasNumbers(c) || c == vxSTRUCT_CLASS) || c == vxSTRUCT_CLASS)
+            if (vxGetNumberOfElements(v) != 1 || !hasNumbers(c))
                 vxErrMsgId("Calyx:notUniform",
                            "The function given to %s returned a value that is not a scalar (element %zu); use 'UniformOutput', false.",
                            name, k + 1);
@@ -574,6 +568,40 @@ void fnError(Interp&, int, Values&, Values& args) {
     throw vx::Error(id, message);
 }
 
+// warning(msg), warning(id, fmt, args...), warning(fmt, args...);
+// warning('off', id), warning('on', id), warning off all. A warning prints
+// "Warning: " and its message on the error stream and never stops anything.
+void fnWarning(Interp& in, int, Values&, Values& args) {
+    if (args.empty()) return;
+    std::string const first = textOf(args[0], "warning", "its message");
+    if (first == "off" || first == "on") {
+        std::string const id = args.size() > 1 ? textOf(args[1], "warning", "an identifier") : "all";
+        if (id == "all") {
+            in.warningsOff.clear();
+            in.allWarningsOff = first == "off";
+        } else if (first == "off") {
+            in.warningsOff.insert(id);
+        } else {
+            in.warningsOff.erase(id);
+        }
+        return;
+    }
+    std::string id, message;
+    if (args.size() == 1) {
+        message = first;
+    } else {
+        size_t fmt = 0;
+        if (looksLikeIdentifier(first)) id = first, fmt = 1;
+        std::string const format = textOf(args[fmt], "warning", "its format");
+        std::vector<ArrayPtr> tmps(args.size());
+        std::vector<vxArray const*> rest;
+        for (size_t k = fmt + 1; k < args.size(); ++k) rest.push_back(args[k].view(tmps[k]));
+        message = kernels::formatText(format, rest);
+    }
+    if (message.empty() || in.allWarningsOff || (!id.empty() && in.warningsOff.count(id))) return;
+    vxWarningMsgId(id.c_str(), "%s", message.c_str());
+}
+
 void fnRethrow(Interp& in, int n, Values& out, Values& args) {
     argCount("rethrow", args, 1, 1);
     if (args[0].classId() != vxSTRUCT_CLASS) vxErrMsgId("Calyx:badArgument", "rethrow needs the structure of an error.");
@@ -610,7 +638,7 @@ LangFunction findLangFunction(std::string const& name) {
         {"whos", &fnWhos},         {"exist", &fnExist},         {"tic", &fnTic},
         {"toc", &fnToc},           {"pause", &fnPause},         {"error", &fnError},
         {"rethrow", &fnRethrow},   {"lasterr", &fnLasterr},     {"lastwarn", &fnLastwarn},
-        {"pi", &fnPi},
+        {"pi", &fnPi},             {"warning", &fnWarning},
     };
     auto it = table.find(name);
     return it == table.end() ? nullptr : it->second;

@@ -49,6 +49,12 @@ struct Session::Impl {
 
 Session::Session() : impl_(new Impl(*this)) {
     addLanguageCommands(commands_);
+    // Reports go to the error stream as they are, a line each; a host with a
+    // window of its own wraps them instead (qzconsole does).
+    impl_->interp.diagnostics.setPrinter([](std::string const& report, bool) {
+        std::string const line = report + "\n";
+        uvPutsn(1, line.data(), line.size());
+    });
     kernels::attachToComputationalThreads();
     kernels::seedRandom(0);
 }

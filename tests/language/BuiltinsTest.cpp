@@ -78,3 +78,16 @@ TEST_F(Evaluation, TocMeasuresFromTic) {
     EXPECT_EQ(shown.rfind("Elapsed time is ", 0), 0u) << shown;
     EXPECT_EQ(shown.substr(shown.size() - 10), " seconds.\n") << shown;
 }
+
+TEST_F(Evaluation, WarningsPrintOnTheErrorStreamUnlessTurnedOff) {
+    Capture capture;
+    session.execute("warning('careful %d', 3); warning('my:id', 'with id'); warning('off', 'my:id');"
+                    "warning('my:id', 'hidden'); warning('other:id', 'shown'); warning off all; warning('gone');"
+                    "warning on all; warning('plain %d'); x = 1;");
+    services::io::CXStream::CXErr.flush();
+    EXPECT_EQ(capture.err->getString(),
+              "Warning: careful 3\nWarning: with id\nWarning: shown\nWarning: plain %d\n");
+    EXPECT_NE(session.find("x"), nullptr) << "a warning never stops the statements";
+    session.execute("w = lastwarn;");
+    EXPECT_EQ(describe("w"), "char 1x8: 'plain %d'");
+}
