@@ -46,7 +46,7 @@ std::shared_ptr<ParsedFile const> Interp::parsedFile(std::shared_ptr<files::Sour
     limits.maxSteps = 0;
     auto isCommandWord = [this](std::string const& w) { return session_.commands().find(w) != nullptr; };
     // A line end at the end, so that every syntax error names its line.
-    std::string const text = file->text + "\n";
+    std::string const text = !file->text.empty() && file->text.back() == '\n' ? file->text : file->text + "\n";
     try {
         if (isFunctionFile(text)) {
             parseFunctionFile(text, *unit, limits, isCommandWord);
