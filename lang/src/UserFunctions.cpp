@@ -8,6 +8,7 @@
 
 #include <vx/errors.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -22,12 +23,22 @@ int const kRecursionLimit = 500;
 
 // A parser's "why (line L, column C)" as the file's own syntax error:
 // "File: PATH Line: L Column: C" and the reason on the next line.
-[[noreturn]] void raiseInFile(vx::Error const& e, std::string const& path) {
+// A place past the file's last character (the parser's end, after the line
+// end added to a last line without one) is shown at the end of the last line.
+[[noreturn]] void raiseInFile(vx::Error const& e, std::string const& path, std::string const& text) {
     std::string why = e.what();
     int line = 1, column = 1;
     size_t const at = why.rfind(" (line ");
     if (at != std::string::npos && std::sscanf(why.c_str() + at, " (line %d, column %d)", &line, &column) == 2)
         why.erase(at);
+    std::string body = text;
+    while (!body.empty() && (body.back() == '\n' || body.back() == '\r')) body.pop_back();
+    int const lines = 1 + static_cast<int>(std::count(body.begin(), body.end(), '\n'));
+    if (line > lines) {
+        size_t const lastStart = body.rfind('\n') == std::string::npos ? 0 : body.rfind('\n') + 1;
+        line = lines;
+        column = static_cast<int>(body.size() - lastStart) + 1;
+    }
     char head[64];
     std::snprintf(head, sizeof head, " Line: %d Column: %d", line, column);
     throw vx::Error("Calyx:syntax", "File: " + path + head + "\n" + why);
@@ -56,7 +67,7 @@ std::shared_ptr<ParsedFile const> Interp::parsedFile(std::shared_ptr<files::Sour
             unit->topLevelScript = std::make_shared<Block>(parse(text, workspace_, limits, isCommandWord));
         }
     } catch (vx::Error const& e) {
-        if (e.identifier() == "Calyx:syntax") raiseInFile(e, file->path);
+        if (e.identifier() == "Calyx:syntax") raiseInFile(e, file->path, file->text);
         throw;
     }
     file->parsed = unit;
@@ -213,7 +224,7 @@ void Interp::runScript(std::shared_ptr<ParsedFile const> const& unit) {
         try {
             block = std::make_shared<Block>(parse(unit->scriptText, currentSlots(), limits, isCommandWord));
         } catch (vx::Error const& e) {
-            if (e.identifier() == "Calyx:syntax") raiseInFile(e, unit->path);
+            if (e.identifier() == "Calyx:syntax") raiseInFile(e, unit->path, unit->scriptText);
             throw;
         }
         if (caller.fn) frame_->resize(caller.fn->slots.values.size());

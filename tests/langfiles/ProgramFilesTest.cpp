@@ -192,6 +192,8 @@ TEST_F(ProgramFiles, InputEvaluatesTheTypedLineUnlessAskedForText) {
 
 TEST_F(ProgramFiles, HostileFilesGiveClearErrorsAndTheSessionGoesOn) {
     std::string const bad = scratch.write("work/bad.cx", "function y = bad(x)\ny = 1;\ny = (x +\n");
+    // The last line without its line end.
+    std::string const bad2 = scratch.write("work/bad2.cx", "function y = bad2(x)\ny = [1 2");
     scratch.write("work/big.cx", "function big\n" + std::string(10u << 20, '%') + "\n");
     scratch.write("work/bin.cx", std::string("\x7f" "ELF\0\0\x01\x02", 8));
     scratch.write("work/caf\xc3\xa9.cx", "x = 1;\n");
@@ -201,6 +203,7 @@ TEST_F(ProgramFiles, HostileFilesGiveClearErrorsAndTheSessionGoesOn) {
         std::string error;  // the start of the message
     } const rows[] = {
         {"bad(1)", "File: " + bad + " Line: 3 Column: "},
+        {"bad2(1)", "File: " + bad2 + " Line: 2 Column: 9\n"},
         {"big", "The file '" + work + "/big.cx' has "},
         {"bin", "The file '" + work + "/bin.cx' is not a text file"},
         {"run('" + work + "/caf\xc3\xa9.cx')", ""},
