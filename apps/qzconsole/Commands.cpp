@@ -40,7 +40,14 @@ CommandResult echo(Session&, Words const& w) {
     return CommandResult::Continue;
 }
 
-CommandResult help(Session& s, Words const&) {
+CommandResult help(Session& s, Words const& w) {
+    // help NAME: the help text of the source file that NAME finds.
+    if (!w.empty()) {
+        if (w.size() > 1 || !qzlang::files::isValidName(w[0]))
+            vxErrMsgId("qzconsole:help", "Use: help NAME, NAME the name of a function or script.");
+        s.execute("help('" + w[0] + "')");
+        return CommandResult::Continue;
+    }
     uvPuts("Statements: name = expression, or an expression (shown as ans); end one with ';' to show nothing.\n"
            "  numbers 1.5 2e3 4i 3-4i Inf NaN pi eps, true false, 'text', [1 2; 3 4], {1, 'a'}, a:b, a:s:b,\n"
            "  x' (transpose), @sin, s.a = 1, s(2).a = 1, zeros ones eye rand reshape cat cell struct,\n"
@@ -55,7 +62,7 @@ CommandResult help(Session& s, Words const&) {
 void addConsoleCommands(qzlang::CommandTable& table) {
     table.add({"exit", "exit, quit        leave", &leave});
     table.add({"quit", "quit              leave", &leave});
-    table.add({"help", "help              this list", &help});
+    table.add({"help", "help [NAME]       this list, or the help text of a function or script", &help});
     table.add({"echo", "echo TEXT         print TEXT", &echo});
     table.add({"lines", "lines [N]         print N numbered lines (20 by default)", &lines});
 }

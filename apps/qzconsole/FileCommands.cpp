@@ -38,8 +38,14 @@ struct UvFree {
 
 // type PATH: the file's bytes as they are, inside a CAT file too while the
 // feature "container" is on.
-CommandResult type(Session&, Words const& w) {
-    if (w.size() != 1) vxErrMsgId("qzconsole:type", "Use: type PATH");
+CommandResult type(Session& session, Words const& w) {
+    if (w.size() != 1) vxErrMsgId("qzconsole:type", "Use: type NAME or type PATH");
+    // A name the search path finds: that function's or script's file.
+    if (w[0].find('/') == std::string::npos && !session.sourcePath().resolve(w[0]).empty()) {
+        std::string const text = session.sourcePath().type(w[0]);
+        uvPutsn(0, text.data(), text.size());
+        return CommandResult::Continue;
+    }
     static SwitchableCxfileReader reader(new ContainerCxfileReader, new PlaintextCxfileReader,
                                          boost::function0<bool>(&svIsContainerFeatureOn));
     std::string const path = absolutePath(w[0], "type");
@@ -102,7 +108,7 @@ CommandResult dir(Session&, Words const& w) {
 } // namespace
 
 void addFileCommands(qzlang::CommandTable& table) {
-    table.add({"type", "type PATH         print a file (inside a CAT file too with the feature container on)", &type});
+    table.add({"type", "type NAME|PATH    print a function's file, or a file (inside a CAT file too with the feature container on)", &type});
     table.add({"dir", "dir [PATH]        list a folder (inside a CAT file too with the feature container on)", &dir});
 }
 

@@ -22,7 +22,10 @@
 #include <qzhost/Messages.hpp>
 #include <qzhost/UserEvents.hpp>
 #include <qzlang/Session.hpp>
+#include <qzservices/containers/ContainerFeature.hpp>
+#include <qzservices/containers/path_manager_fcns.hpp>
 #include <qzservices/qzservices.hpp>
+#include <px/px.hpp>
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
 
@@ -36,6 +39,7 @@ namespace {
 
 char const kUsage[] =
     "Usage: qzconsole [--demo | --version | --help] [--log FILE | --log-append FILE] [-WORD...]\n"
+    "                 [-batch STATEMENTS | FILE.cx]\n"
     "\n"
     "Reads statements and shows their results as the services library displays them.\n"
     "On a terminal: a \">> \" prompt with line editing and history. Otherwise statements\n"
@@ -47,6 +51,9 @@ char const kUsage[] =
     "  --log FILE  copy the session's output into FILE (emptied first)\n"
     "  --log-append FILE  the same, added to what FILE holds\n"
     "  -WORD       a start-up word for the session, such as -nodesktop or -nojvm\n"
+    "  -batch STATEMENTS  run the statements with no prompt and leave: status 0, or 1 after an error\n"
+    "  FILE.cx     run the file's statements with no prompt and leave, as -batch does\n"
+    "startup.cx in the user's work folder (CALYX_USERWORKDIR) runs first.\n"
     "\n"
     "Type help at the prompt for the statements and commands.\n";
 
@@ -115,6 +122,45 @@ bool readStatement(std::string& text, bool interactive) {
     return true;
 }
 
+// What runs instead of the prompt: -batch's statements or a ".cx" file,
+// taken out of the arguments so that the rest reads as before.
+struct BatchRequest {
+    bool batch = false;
+    std::string statements;
+    std::string file;
+    bool any() const { return batch || !file.empty(); }
+};
+
+// False, with the reason said, for a -batch without its statements.
+bool takeBatchRequest(int& argc, char** argv, BatchRequest& request) {
+    int kept = 1;
+    for (int i = 1; i < argc; ++i) {
+        std::size_t const length = std::strlen(argv[i]);
+        if (std::strcmp(argv[i], "-batch") == 0) {
+            if (i + 1 >= argc) {
+                std::fprintf(stderr, "qzconsole: -batch needs its statements\n\n%s", kUsage);
+                return false;
+            }
+            request.batch = true;
+            request.statements = argv[++i];
+        } else if (argv[i][0] != '-' && length > 3 && std::strcmp(argv[i] + length - 3, ".cx") == 0) {
+            request.file = argv[i];
+        } else {
+            argv[kept++] = argv[i];
+        }
+    }
+    argc = kept;
+    argv[argc] = nullptr;
+    return true;
+}
+
+// The text of a statement that runs `file`: run('FILE') with quotes doubled.
+std::string runStatementFor(std::string const& file) {
+    std::string quoted;
+    for (char c : file) quoted += c == '\'' ? std::string("''") : std::string(1, c);
+    return "run('" + quoted + "')";
+}
+
 // Options that end the program before the session starts; -1 when none.
 int handleOptions(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
@@ -160,21 +206,41 @@ bool openLog(int argc, char** argv) {
 // the window. False when a statement failed.
 bool runStatement(qzlang::Session& language, std::string const& text, qzlang::CommandResult& result) {
     result = qzlang::CommandResult::Continue;
+    // The report, wrapped on the error stream, names the frames of the files the error passed.
     try {
         result = language.execute(text);
         return true;
     } catch (vx::Error const& e) {
-        qzhost::printError(e.what());
+        language.reportError(e.identifier(), e.what());
     } catch (std::bad_alloc const&) {
-        qzhost::printError("Out of memory.");
+        language.reportError("Calyx:nomem", "Out of memory.");
     }
     result = qzlang::CommandResult::Continue;
     return false;
 }
 
+// The session's reports through the console's wrapped error stream; input()
+// and pause read through the console's own reader, which holds what is
+// typed (or piped) ahead; the feature "container" on, so that a folder inside
+// a CAT archive can be on the search path.
+void connectLanguage(qzlang::Session& language, bool interactive) {
+    language.diagnostics().setPrinter(&qzconsole::printReport);
+    language.input().setLineReader([interactive](std::string const& prompt, std::string& line) {
+        if (interactive) return qzconsole::readLine(line, prompt.c_str());
+        uvPutsn(0, prompt.data(), prompt.size());
+        ioFlush();
+        return qzconsole::readLine(line, "");
+    });
+    getContainerFeature().setState(1);
+    svSetPathManagerDefaultIOFcns();
+    pxUpdatePathArrayDefaultIOFcns();
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    BatchRequest batch;
+    if (!takeBatchRequest(argc, argv, batch)) return 2;
     int const early = handleOptions(argc, argv);
     if (early >= 0) return early;
 
@@ -200,7 +266,8 @@ int main(int argc, char** argv) {
     qzconsole::addDiaryCommands(language.commands());
     qzconsole::registerConsoleShutdown();
 
-    bool const interactive = ::isatty(0);
+    bool const interactive = ::isatty(0) && !batch.any();
+    connectLanguage(language, interactive);
     if (interactive) {
         qzconsole::lineEditorInit();
         qzconsole::useLineEditor();
@@ -208,7 +275,29 @@ int main(int argc, char** argv) {
     int status = 0;
     bool exitAccepted = false;
     std::string text;
+    // startup.cx of the user's work folder, then -batch or a file instead of the prompt.
+    std::vector<std::string> first;
+    std::string const startup = qzlang::files::SourcePath::startupFile();
+    if (!startup.empty()) first.push_back(runStatementFor(startup));
+    if (batch.batch) first.push_back(batch.statements);
+    if (!batch.file.empty()) first.push_back(runStatementFor(batch.file));
+    for (std::string const& statements : first) {
+        qzlang::CommandResult result = qzlang::CommandResult::Continue;
+        try {
+            if (!runStatement(language, statements, result) && batch.any()) status = 1;
+            mtServiceCallbackRequestsInterlaced();
+        } catch (Orrery::System::InterruptException const& e) {
+            clearInterrupt(e);
+            if (batch.any()) status = 1;
+        }
+        ioFlush();
+        if (result == qzlang::CommandResult::Exit) {
+            exitAccepted = qzconsole::mayExit();
+            if (exitAccepted) break;
+        }
+    }
     for (;;) {
+        if (batch.any() || exitAccepted) break;
         ioUpdateWindowSize();  // a resized window counts from the next display
         ioFlush();
         try {

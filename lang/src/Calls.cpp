@@ -1,6 +1,7 @@
 // Calls: anonymous functions and their captures, handles, and functions by
 // name (the interpreter's, the kernels', the older constructors, commands).
 #include "Interp.hpp"
+#include "FunctionFile.hpp"
 #include "Builtins.hpp"
 #include "Indexing.hpp"
 #include "InterpSupport.hpp"
@@ -118,14 +119,18 @@ Values Interp::callValue(Value const& fn, Values& args, int nargout) {
 }
 
 bool Interp::functionExists(std::string const& name) const {
-    return findLangFunction(name) || kernels::find(name) || findBuiltin(name);
+    return findLangFunction(name) || kernels::find(name) || findBuiltin(name) || localFunction(name) ||
+           (files::isValidName(name) && const_cast<Interp*>(this)->sourcePath().locate(name));
 }
 
 Values Interp::callName(std::string const& name, Values& args, int nargout, Node const* site) {
     unsigned char kind = site ? site->fnKind : NotLooked;
     void const* fn = site ? site->fnCache : nullptr;
     if (kind == NotLooked) {
-        if (LangFunction f = findLangFunction(name)) kind = KindLang, fn = reinterpret_cast<void const*>(f);
+        // A local function of the file running now, a file on the path, then a built-in.
+        if (FunctionDef const* local = localFunction(name)) kind = KindLocal, fn = local;
+        else if (files::isValidName(name) && sourcePath().locate(name)) kind = KindFile, fn = nullptr;
+        else if (LangFunction f = findLangFunction(name)) kind = KindLang, fn = reinterpret_cast<void const*>(f);
         else if (kernels::FunctionInfo const* k = kernels::find(name)) kind = KindKernel, fn = k;
         else if (BuiltinFn b = findBuiltin(name)) kind = KindLegacy, fn = reinterpret_cast<void const*>(b);
         else kind = KindNone;
@@ -133,6 +138,14 @@ Values Interp::callName(std::string const& name, Values& args, int nargout, Node
     }
     Values out;
     switch (kind) {
+    case KindLocal:
+        // The site is in the file whose parse program_ keeps alive.
+        return callUser(program_, *frames_.back().unit, *static_cast<FunctionDef const*>(fn), args, nargout);
+    case KindFile:
+        if (callFile(name, args, nargout, out)) return out;
+        // The file is gone: look the name up again.
+        if (site) site->fnKind = NotLooked;
+        return callName(name, args, nargout, nullptr);
     case KindLang:
         reinterpret_cast<LangFunction>(const_cast<void*>(fn))(*this, nargout, out, args);
         return out;

@@ -35,6 +35,8 @@ void Interp::run(std::shared_ptr<Block const> const& program) {
     program_ = program;
     stepLimit = session_.limits().maxSteps;
     polls_ = 0;
+    errorStack_.clear();
+    stackTaken_ = false;
     try {
         exec(*program);
     } catch (...) {
@@ -54,7 +56,11 @@ void Interp::show(char const* name, Value const& v) {
 // ---- statements ----
 
 Flow Interp::exec(Block const& block) {
+    // Each statement at the prompt is a new epoch of the search path's cache:
+    // files changed since the last one are read again at their next call.
+    bool const topLevel = frames_.size() == 1 && &block == program_.get();
     for (StmtPtr const& s : block) {
+        if (topLevel && paths_) paths_->newEpoch();
         frames_.back().line = s->line;
         Flow const f = execStmt(*s);
         if (f != Flow::Normal) return f;
@@ -95,10 +101,13 @@ void Interp::execExpr(Stmt const& s) {
     Values out;
     if (e.op == Op::Var || e.op == Op::Postfix) evalPostfix(e, out, 0, true);
     else out.push_back(eval(e));
-    int const ans = workspace_.slot("ans");
+    int const ans = ansSlot();
     for (Value& v : out) {
-        if (frame_ == &workspace_.values) slot(ans) = std::move(v);
-        else slot(ans) = v;  // frames of functions get their own ans later
+        if (ans < 0) {  // an anonymous function's frame keeps no ans
+            if (!s.quiet) show("ans", v);
+            continue;
+        }
+        slot(ans) = std::move(v);
         if (!s.quiet) show("ans", slot(ans));
     }
 }
@@ -121,8 +130,12 @@ void Interp::execCommand(Stmt const& s) {
         for (size_t i = 0; i < s.words[k].size(); ++i) d[i] = static_cast<unsigned char>(s.words[k][i]);
     }
     Values out = callName(s.word, args, 0);
-    int const ans = workspace_.slot("ans");
+    int const ans = ansSlot();
     for (Value& v : out) {
+        if (ans < 0) {
+            if (!s.quiet) show("ans", v);
+            continue;
+        }
         slot(ans) = std::move(v);
         if (!s.quiet) show("ans", slot(ans));
     }
@@ -288,7 +301,7 @@ Flow Interp::execSwitch(Stmt const& s) {
 namespace {
 
 // err of "catch err": message, identifier and stack (file, name, line).
-Value errorValue(std::string const& id, std::string const& message, std::vector<Frame> const& frames) {
+Value errorValue(std::string const& id, std::string const& message, std::vector<files::Frame> const& frames) {
     char const* fields[] = {"message", "identifier", "stack"};
     ArrayPtr s(vxCreateStructMatrix(1, 1, 3, fields));
     vxSetFieldByNumber(s.get(), 0, 0, message.empty() ? vxCreateCharArray(2, std::vector<size_t>{0, 0}.data())
@@ -296,9 +309,9 @@ Value errorValue(std::string const& id, std::string const& message, std::vector<
     vxSetFieldByNumber(s.get(), 0, 1, id.empty() ? vxCreateCharArray(2, std::vector<size_t>{0, 0}.data())
                                                  : vxCreateString(id.c_str()));
     char const* stackFields[] = {"file", "name", "line"};
-    std::vector<Frame const*> inFiles;
-    for (auto it = frames.rbegin(); it != frames.rend(); ++it)
-        if (!it->file.empty()) inFiles.push_back(&*it);
+    std::vector<files::Frame const*> inFiles;
+    for (files::Frame const& f : frames)
+        if (!f.file.empty()) inFiles.push_back(&f);
     ArrayPtr stack(vxCreateStructMatrix(inFiles.size(), 1, 3, stackFields));
     for (size_t k = 0; k < inFiles.size(); ++k) {
         vxSetFieldByNumber(stack.get(), k, 0, vxCreateString(inFiles[k]->file.c_str()));
@@ -313,7 +326,6 @@ Value errorValue(std::string const& id, std::string const& message, std::vector<
 
 Flow Interp::execTry(Stmt const& s) {
     size_t const depth = frames_.size();
-    std::vector<Frame> atError;
     std::string id, message;
     std::vector<Value>* savedFrame = frame_;
     size_t const savedEnds = ends_.size();
@@ -326,13 +338,14 @@ Flow Interp::execTry(Stmt const& s) {
         id = "Calyx:nomem";
         message = "Out of memory.";
     }
-    atError = frames_;
-    // Frames of calls left by the error were popped by their guards.
+    // The frames of the error, taken where it left its innermost function.
+    std::vector<files::Frame> stack = takeErrorStack();
     frames_.resize(depth);
     frame_ = savedFrame;
     ends_.resize(savedEnds);
     lastError = message;
-    if (s.catchSlot >= 0) slot(s.catchSlot) = errorValue(id, message, atError);
+    diagnostics.setLastError(message, id);
+    if (s.catchSlot >= 0) slot(s.catchSlot) = errorValue(id, message, stack);
     return exec(s.elseBody);
 }
 

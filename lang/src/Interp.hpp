@@ -8,6 +8,9 @@
 #include "Value.hpp"
 #include "qzlang/Parser.hpp"
 #include "qzlang/Syntax.hpp"
+#include "qzlang/files/Diagnostics.hpp"
+#include "qzlang/files/SourcePath.hpp"
+#include "qzlang/files/InputRequest.hpp"
 
 #include <cstdint>
 #include <map>
@@ -62,11 +65,19 @@ struct Closure {
     std::string text;
 };
 
+struct FunctionDef;
+struct ParsedFile;
+
 struct Frame {
     std::vector<Value>* slots;
     std::string name;  // "" at the top level
     std::string file;
     int line = 0;
+    // A function of a file: its definition (names of its workspace, its
+    // ans) and its file (for its local functions). Null elsewhere.
+    FunctionDef const* fn = nullptr;
+    ParsedFile const* unit = nullptr;
+    bool script = false;
 };
 
 // Why a loop or block stopped early.
@@ -107,6 +118,33 @@ public:
     std::vector<std::string> argNames;
 
     std::vector<Frame>& frames() { return frames_; }
+
+    // ---- programs in files (UserFunctions.cpp) ----
+    // The parse of a file found on the path, kept with the file.
+    std::shared_ptr<ParsedFile const> parsedFile(std::shared_ptr<files::SourceFile const> const& file);
+    // Calls a function of a file; `unit` keeps the parse alive.
+    Values callUser(std::shared_ptr<void const> const& owner, ParsedFile const& unit, FunctionDef const& fn, Values& args,
+                    int nargout);
+    // Runs a script in the workspace of the frame running now.
+    void runScript(std::shared_ptr<ParsedFile const> const& unit);
+    // A file's function or script by name, through the path; false when no file has the name.
+    bool callFile(std::string const& name, Values& args, int nargout, Values& out);
+    // The local function of the file running now, or null.
+    FunctionDef const* localFunction(std::string const& name) const;
+    // The frames of the last error (innermost first), or of now when the error
+    // passed no function; taking them forgets them.
+    std::vector<files::Frame> takeErrorStack();
+    std::vector<files::Frame> currentStack() const;
+    // The workspace names of the frame running now (the top level's or a function's).
+    SlotTable& currentSlots();
+    int ansSlot();
+    // Evaluates one expression typed by the user (input) in the workspace running now.
+    void evalText(std::string const& text, Values& out);
+    // The search path (made at its first use), the reports of errors and
+    // warnings, and the user's input.
+    files::SourcePath& sourcePath();
+    files::Diagnostics diagnostics;
+    files::InputRequest input;
 
 private:
     Flow exec(Block const& block);
@@ -167,6 +205,13 @@ public:
     unsigned long long stepLimit = 0;  // from the session's limits, for one run
 private:
     int callDepth_ = 0;
+    std::unique_ptr<files::SourcePath> paths_;
+    std::vector<std::vector<Value>> spareLocals_;  // workspaces of finished calls, for the next
+    std::vector<files::Frame> errorStack_;
+    bool stackTaken_ = false;
+    void noteErrorStack() {
+        if (!stackTaken_) errorStack_ = currentStack(), stackTaken_ = true;
+    }
 
     // The value an 'end' inside a subscript measures: the value indexed,
     // the subscript's position and the count of subscripts.

@@ -11,7 +11,7 @@
 namespace qzlang {
 namespace detail {
 
-enum FnKind : unsigned char { NotLooked = 0, KindLang = 1, KindKernel = 2, KindLegacy = 3, KindNone = 4 };
+enum FnKind : unsigned char { NotLooked = 0, KindLang = 1, KindKernel = 2, KindLegacy = 3, KindNone = 4, KindLocal = 5, KindFile = 6 };
 
 // ':' alone as a subscript travels as the text ":".
 inline Value const& colonValue() {

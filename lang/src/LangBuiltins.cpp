@@ -3,6 +3,7 @@
 // them, the workspace, timing, and errors. The numeric and text functions
 // are the kernels'.
 #include "Builtins.hpp"
+#include "FileBuiltins.hpp"
 #include "Indexing.hpp"
 #include "Interp.hpp"
 #include "qzlang/ArrayOps.hpp"
@@ -625,6 +626,8 @@ void fnPi(Interp&, int, Values& out, Values& args) {
 } // namespace
 
 LangFunction findLangFunction(std::string const& name) {
+    // Programs in files bring their own error, warning, exist and pause.
+    if (LangFunction f = findFileFunction(name)) return f;
     static std::map<std::string, LangFunction> const table = {
         {"disp", &fnDisp},         {"display", &fnDisplay},     {"fprintf", &fnFprintf},
         {"num2cell", &fnNum2cell}, {"cell2mat", &fnCell2mat},   {"fieldnames", &fnFieldnames},

@@ -1,4 +1,5 @@
 #include "qzlang/Parser.hpp"
+#include "FunctionFile.hpp"
 #include "qzlang/Lexer.hpp"
 
 #include <vx/errors.hpp>
@@ -24,6 +25,13 @@ bool isKeyword(std::string const& w) {
 
 // The names of an anonymous function's frame: its parameters first, then
 // each outside name its body reads, captured when the function is made.
+// A slot table that hands each question to the workspace being parsed, so
+// that one parser fills the workspaces of several functions.
+struct ForwardSlots : SlotTable {
+    SlotTable* to = nullptr;
+    int slot(std::string const& name) override { return to->slot(name); }
+};
+
 struct Scope {
     std::map<std::string, int> names;
     std::vector<Capture> captures;
@@ -42,6 +50,10 @@ public:
         if (!at(Tok::End)) fail("This statement is not complete.");
         return out;
     }
+
+    // The functions of a function file, each body parsed against its own
+    // workspace (`slots` is the parser's table, pointed at each in turn).
+    void functionFile(ParsedFile& out, ForwardSlots& slots);
 
 private:
     // ---- tokens ----
@@ -833,6 +845,86 @@ private:
     int anonDepthAtIndex_ = 0;
 };
 
+
+void Parser::functionFile(ParsedFile& out, ForwardSlots& slots) {
+    int ended = -1;  // whether the functions end with "end": unknown, no, yes
+    for (;;) {
+        skipSeparators();
+        if (at(Tok::End)) break;
+        if (!atWord("function")) fail("Only functions may follow the end of a function.");
+        Token const head = take();
+        out.functions.emplace_back();
+        FunctionDef& f = out.functions.back();
+        f.line = head.line;
+        if (at(Tok::LBracket)) {
+            take();
+            while (!at(Tok::RBracket)) {
+                if (at(Tok::Comma)) {
+                    take();
+                    continue;
+                }
+                if (!at(Tok::Ident) || isKeyword(peek().text)) fail("An output name is expected here.");
+                f.outputs.push_back(take().text);
+            }
+            take();
+            expect(Tok::Assign, "'=' is expected after the outputs.");
+        } else if (at(Tok::Ident) && peek(1).kind == Tok::Assign) {
+            f.outputs.push_back(take().text);
+            take();
+        }
+        if (!at(Tok::Ident) || isKeyword(peek().text)) fail("The function's name is expected here.");
+        f.name = take().text;
+        if (at(Tok::LParen)) {
+            take();
+            while (!at(Tok::RParen)) {
+                if (at(Tok::Comma)) {
+                    take();
+                    continue;
+                }
+                if (at(Tok::Not)) {
+                    take();
+                    f.params.push_back("~");
+                    continue;
+                }
+                if (!at(Tok::Ident) || isKeyword(peek().text)) fail("A parameter name is expected here.");
+                f.params.push_back(take().text);
+            }
+            take();
+        }
+        for (size_t k = 0; k < f.params.size(); ++k)
+            if (f.params[k] == "varargin" && k + 1 != f.params.size()) fail("varargin must be the last parameter.");
+        for (size_t k = 0; k < f.outputs.size(); ++k)
+            if (f.outputs[k] == "varargout" && k + 1 != f.outputs.size()) fail("varargout must be the last output.");
+        f.varargin = !f.params.empty() && f.params.back() == "varargin";
+        f.varargout = !f.outputs.empty() && f.outputs.back() == "varargout";
+        // Parameters first, so that slot k is argument k; "~" gets a slot nobody reads.
+        for (size_t k = 0; k < f.params.size(); ++k)
+            f.slots.slot(f.params[k] == "~" ? "~" + std::to_string(k) : f.params[k]);
+        for (std::string const& o : f.outputs) f.outputSlots.push_back(f.slots.slot(o));
+        f.narginSlot = f.slots.slot("nargin");
+        f.nargoutSlot = f.slots.slot("nargout");
+        f.ansSlot = f.slots.slot("ans");
+        slots.to = &f.slots;
+        endHead();
+        Deeper d(*this);
+        bool sawEnd = false;
+        for (;;) {
+            skipSeparators();
+            if (at(Tok::End) || atWord("function")) break;
+            if (atWord("end")) {
+                take();
+                sawEnd = true;
+                break;
+            }
+            f.body.push_back(statement());
+        }
+        if (ended >= 0 && ended != (sawEnd ? 1 : 0))
+            fail("Either every function of a file ends with 'end' or none does.");
+        ended = sawEnd ? 1 : 0;
+        if (sawEnd) endHead();
+    }
+}
+
 } // namespace
 
 Block parse(std::string const& text, SlotTable& slots, ParseLimits const& limits,
@@ -841,6 +933,26 @@ Block parse(std::string const& text, SlotTable& slots, ParseLimits const& limits
         vxErrMsgId("Calyx:tooLong", "The statement is longer than %zu characters.", limits.maxLength);
     Parser parser(text, slots, limits, isCommandWord);
     return parser.program();
+}
+
+bool isFunctionFile(std::string const& text) {
+    Lexer lexer(text);
+    for (;;) {
+        Token const t = lexer.next();
+        if (t.kind == Tok::Newline || t.kind == Tok::Comma || t.kind == Tok::Semicolon) continue;
+        return t.kind == Tok::Ident && t.text == "function";
+    }
+}
+
+void parseFunctionFile(std::string const& text, ParsedFile& out, ParseLimits const& limits,
+                       std::function<bool(std::string const&)> const& isCommandWord) {
+    if (text.size() > limits.maxLength)
+        vxErrMsgId("Calyx:tooLong", "The file is longer than %zu characters.", limits.maxLength);
+    ForwardSlots slots;
+    Workspace none;
+    slots.to = &none;
+    Parser parser(text, slots, limits, isCommandWord);
+    parser.functionFile(out, slots);
 }
 
 } // namespace qzlang

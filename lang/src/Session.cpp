@@ -49,6 +49,12 @@ struct Session::Impl {
 
 Session::Session() : impl_(new Impl(*this)) {
     addLanguageCommands(commands_);
+    // Reports go to the error stream as they are, a line each; a host with a
+    // window of its own wraps them instead (qzconsole does).
+    impl_->interp.diagnostics.setPrinter([](std::string const& report, bool) {
+        std::string const line = report + "\n";
+        uvPutsn(1, line.data(), line.size());
+    });
     kernels::attachToComputationalThreads();
     kernels::seedRandom(0);
 }
@@ -112,24 +118,49 @@ double Session::nextRandom() {
     }
 }
 
-bool executeAndReport(Session& session, std::string const& text, CommandResult* result) {
-    std::string reason;
+files::SourcePath& Session::sourcePath() { return impl_->interp.sourcePath(); }
+files::Diagnostics& Session::diagnostics() { return impl_->interp.diagnostics; }
+files::InputRequest& Session::input() { return impl_->interp.input; }
+
+bool Session::executeReported(std::string const& text, CommandResult* result) {
+    Interp& in = impl_->interp;
+    std::string reason, id;
     try {
-        CommandResult r = session.execute(text);
+        CommandResult r = execute(text);
         if (result) *result = r;
         return true;
     } catch (vx::Error const& e) {
         reason = e.what();
+        id = e.identifier();
     } catch (std::bad_alloc const&) {
         reason = "Out of memory.";
+        id = "Calyx:nomem";
     }
     if (result) *result = CommandResult::Continue;
+    std::vector<files::Frame> const stack = in.takeErrorStack();
+    if (!stack.empty()) {
+        in.lastError = reason;
+        in.diagnostics.reportUncaught(id, reason, stack);
+        return false;
+    }
+    in.lastError = reason;
+    in.diagnostics.setLastError(reason, id);
     // One line: a message with line ends (a syntax error's excerpt) is joined.
     for (char& c : reason)
         if (c == '\n') c = ' ';
     std::string const line = "Error: " + reason + "\n";
     uvPutsn(1, line.data(), line.size());
     return false;
+}
+
+void Session::reportError(std::string const& identifier, std::string const& message) {
+    Interp& in = impl_->interp;
+    in.lastError = message;
+    in.diagnostics.reportUncaught(identifier, message, in.takeErrorStack());
+}
+
+bool executeAndReport(Session& session, std::string const& text, CommandResult* result) {
+    return session.executeReported(text, result);
 }
 
 } // namespace qzlang

@@ -60,26 +60,26 @@ done
 # container is on ----
 mkdir -p tree/sub/deep empty
 printf 'first line\n\tsecond line\n' >tree/a.txt
-printf 'no line end' >tree/sub/b.m
-printf 'x = 1;\n' >tree/sub/deep/c.m
+printf 'no line end' >tree/sub/b.cx
+printf 'x = 1;\n' >tree/sub/deep/c.cx
 "$catpack" create tb.cat tree >/dev/null || fail "catpack create failed"
 touch tree/B.txt
 expect "type of plain files" "$(printf 'first line\n\tsecond line\nno line end\nx = 1;')" \
-    "$(q 'type tree/a.txt' 'type tree/sub/b.m' "type $work/tree/sub/deep/c.m" 2>&1)"
+    "$(q 'type tree/a.txt' 'type tree/sub/b.cx' "type $work/tree/sub/deep/c.cx" 2>&1)"
 expect "dir of a folder" "$(printf 'B.txt\na.txt\nsub')" "$(q 'dir tree' 'dir empty' 2>&1)"
-# The text after the display of the feature's previous state ("off").
-expect "type and dir inside a CAT" "$(printf 'first line\n\tsecond line\nx = 1;\nno line end\na.txt\nsub\nb.m\ndeep\nc.m')" \
-    "$(q 'feature container on' 'type tb.cat/a.txt' 'type tb.cat/sub/deep/c.m' 'type tb.cat/sub/b.m' \
-        'dir tb.cat' 'dir tb.cat/sub' 'dir tb.cat/sub/deep' 2>&1 | sed -e '1,/^off$/d' | sed -e '1{/^$/d}')"
+# The text after the display of the feature's previous state ("on": the console turns it on at start).
+expect "type and dir inside a CAT" "$(printf 'first line\n\tsecond line\nx = 1;\nno line end\na.txt\nsub\nb.cx\ndeep\nc.cx')" \
+    "$(q 'feature container on' 'type tb.cat/a.txt' 'type tb.cat/sub/deep/c.cx' 'type tb.cat/sub/b.cx' \
+        'dir tb.cat' 'dir tb.cat/sub' 'dir tb.cat/sub/deep' 2>&1 | sed -e '1,/^on$/d' | sed -e '1{/^$/d}')"
 expect "errors of dir and type" "Error: Unable to list 'nowhere'.
 Error: Unable to list 'tb.cat'.
-Error: There is no file 'tb.cat/nope.m'." \
-    "$(q 'dir nowhere' 'dir tb.cat' 'feature container on' 'type tb.cat/nope.m' 2>&1 >/dev/null)"
+Error: There is no file 'tb.cat/nope.cx'." \
+    "$(q 'dir nowhere' 'feature container off' 'dir tb.cat' 'feature container on' 'type tb.cat/nope.cx' 2>&1 >/dev/null)"
 # A damaged archive is reported, not listed in part without a word.
 head -c -2 tb.cat >damaged.cat
 out=$(q 'feature container on' 'dir damaged.cat' 2>&1 >/dev/null)
 [ $? = 1 ] && [ "$out" = "Error: The archive that holds 'damaged.cat' is corrupt." ] || fail "dir of a damaged CAT: $out"
-out=$(q 'type tb.cat/a.txt' 2>&1 >/dev/null)
+out=$(q 'feature container off' 'type tb.cat/a.txt' 2>&1 >/dev/null)
 [ $? = 1 ] && [[ $out == "Error: "* ]] || fail "type inside a CAT with the feature off: $out"
 
 # ---- the diary: what was shown from "diary FILE" to "diary off", exactly ----

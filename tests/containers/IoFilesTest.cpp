@@ -43,18 +43,18 @@ protected:
 
 TEST_F(IoFiles, ReadingSearchesThePathWhenTheNameIsADirectoryWritingNever) {
     makeDir("lib");
-    write("lib/found.m", "found it");
+    write("lib/found.cx", "found it");
     makeDir("work");
-    makeDir("work/found.m");  // a directory of that name where we stand
+    makeDir("work/found.cx");  // a directory of that name where we stand
     ASSERT_TRUE(pxReplacePath(gSearchPath, path("lib").c_str()));
     char outPath[IO_PATH_BUFFER];
     int outErrno = -1;
-    FILE* f = ioFopenPathName("found.m", "r", outPath, &outErrno);
+    FILE* f = ioFopenPathName("found.cx", "r", outPath, &outErrno);
     ASSERT_NE(f, nullptr);  // not in the process's directory: found on the path
     ioFclose(f);
-    EXPECT_STREQ(outPath, path("lib/found.m").c_str());
+    EXPECT_STREQ(outPath, path("lib/found.cx").c_str());
     gSearches = 0;
-    f = ioFopenPathName(path("work/found.m").c_str(), "r", outPath, &outErrno);
+    f = ioFopenPathName(path("work/found.cx").c_str(), "r", outPath, &outErrno);
     EXPECT_EQ(gSearches, 1);  // a directory's name is never opened, it is searched for
     if (f) ioFclose(f);
 
@@ -122,11 +122,11 @@ TEST(IoFileNames, AddFilenameExtAndTilde) {
     EXPECT_STREQ(dst, "a/b.txt");
     EXPECT_EQ(ioAddFilenameExt(dst, "a/", ".txt"), nullptr);
     EXPECT_STREQ(dst, "a/");
-    EXPECT_EQ(ioAddFilenameExt(dst, "x.d/y.e/name", ".m"), dst);  // the dot counts behind the last "/" only
-    EXPECT_STREQ(dst, "x.d/y.e/name.m");
+    EXPECT_EQ(ioAddFilenameExt(dst, "x.d/y.e/name", ".cx"), dst);  // the dot counts behind the last "/" only
+    EXPECT_STREQ(dst, "x.d/y.e/name.cx");
     std::strcpy(dst, "in/place");
-    EXPECT_EQ(ioAddFilenameExt(dst, dst, ".m"), dst);
-    EXPECT_STREQ(dst, "in/place.m");
+    EXPECT_EQ(ioAddFilenameExt(dst, dst, ".cx"), dst);
+    EXPECT_STREQ(dst, "in/place.cx");
     char const* home = std::getenv("HOME");
     ASSERT_NE(home, nullptr);
     EXPECT_EQ(std::string(ioExpandFileName("~/x", dst)), std::string(home) + "/x");

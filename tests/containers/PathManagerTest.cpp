@@ -22,8 +22,8 @@ protected:
     void SetUp() override {
         ScratchDir::SetUp();
         makeDir("plain");
-        write("plain/p.m", "plain file");
-        write("tb.cat", catFile({file("c.m", "in the cat"), dir("sub", {file("s.m", "deeper")})}, false));
+        write("plain/p.cx", "plain file");
+        write("tb.cat", catFile({file("c.cx", "in the cat"), dir("sub", {file("s.cx", "deeper")})}, false));
         write("bad.cat", "junk");
     }
     void TearDown() override {
@@ -38,10 +38,10 @@ protected:
 
 TEST_F(PathManagerSets, ThePlainSetSeesOnlyTheFileSystemTheContainerSetSeesIntoCatFiles) {
     using S = std::set<std::string>;
-    EXPECT_EQ(names(svPlainListDirectory(nullptr, path("plain").c_str(), nullptr)), (S{"p.m"}));
+    EXPECT_EQ(names(svPlainListDirectory(nullptr, path("plain").c_str(), nullptr)), (S{"p.cx"}));
     EXPECT_EQ(names(svPlainListDirectory(nullptr, path("tb.cat").c_str(), nullptr)), (S{"<null>"}));
-    EXPECT_EQ(names(svContainerListDirectory(nullptr, path("tb.cat").c_str(), nullptr)), (S{".", "..", "c.m", "sub"}));
-    EXPECT_EQ(names(svContainerListDirectory(nullptr, path("plain").c_str(), nullptr)), (S{".", "..", "p.m"}));
+    EXPECT_EQ(names(svContainerListDirectory(nullptr, path("tb.cat").c_str(), nullptr)), (S{".", "..", "c.cx", "sub"}));
+    EXPECT_EQ(names(svContainerListDirectory(nullptr, path("plain").c_str(), nullptr)), (S{".", "..", "p.cx"}));
     EXPECT_EQ(names(svContainerListDirectory(nullptr, path("bad.cat").c_str(), nullptr)), (S{"<null>"}));
     // Damage after two good entries: the third's content runs past the end.
     std::string damaged = catFile({file("a.m", "aaa"), file("b.m", "bbb"), file("c.m", "ccc")}, false);
@@ -68,12 +68,12 @@ TEST_F(PathManagerSets, ThePlainSetSeesOnlyTheFileSystemTheContainerSetSeesIntoC
         {"plain", pxDirAccessible, pxDirAccessible, true, false, true, true},
         {"tb.cat", pxDirOther, pxDirAccessible, true, false, false, true},
         {"tb.cat/sub", pxDirNotFound, pxDirAccessible, false, false, false, true},
-        {"tb.cat/c.m", pxDirNotFound, pxDirOther, false, true, false, false},
-        {"tb.cat/sub/s.m", pxDirNotFound, pxDirOther, false, true, false, false},
+        {"tb.cat/c.cx", pxDirNotFound, pxDirOther, false, true, false, false},
+        {"tb.cat/sub/s.cx", pxDirNotFound, pxDirOther, false, true, false, false},
         {"tb.cat/nosub", pxDirNotFound, pxDirNotFound, false, false, false, false},
         {"bad.cat", pxDirNoPermission, pxDirOther, true, false, false, false},  // corrupt; a file not searchable
-        {"plain/p.m", pxDirNoPermission, pxDirOther, true, true, false, false},
-        {"plain/none.m", pxDirNotFound, pxDirNotFound, false, false, false, false},
+        {"plain/p.cx", pxDirNoPermission, pxDirOther, true, true, false, false},
+        {"plain/none.cx", pxDirNotFound, pxDirNotFound, false, false, false, false},
     };
     for (Row const& r : rows) {
         SCOPED_TRACE(r.path);
@@ -88,12 +88,12 @@ TEST_F(PathManagerSets, ThePlainSetSeesOnlyTheFileSystemTheContainerSetSeesIntoC
     // Entries inside a CAT file carry the CAT file's time.
     struct stat st;
     ASSERT_EQ(::stat(path("tb.cat").c_str(), &st), 0);
-    EXPECT_EQ(svContainerModificationTime(nullptr, path("tb.cat/sub/s.m").c_str()), static_cast<long>(st.st_mtime));
+    EXPECT_EQ(svContainerModificationTime(nullptr, path("tb.cat/sub/s.cx").c_str()), static_cast<long>(st.st_mtime));
     EXPECT_EQ(svContainerModificationTime(nullptr, path("tb.cat/sub").c_str()), static_cast<long>(st.st_mtime));
     EXPECT_EQ(svContainerModificationTime(nullptr, path("tb.cat/zz").c_str()), 0x7fffffffffffffffL);
-    EXPECT_EQ(svPlainModificationTime(nullptr, path("tb.cat/sub/s.m").c_str()), 0x7fffffffL);
-    ASSERT_EQ(::stat(path("plain/p.m").c_str(), &st), 0);
-    EXPECT_EQ(svPlainModificationTime(nullptr, path("plain/p.m").c_str()), static_cast<long>(st.st_mtime));
+    EXPECT_EQ(svPlainModificationTime(nullptr, path("tb.cat/sub/s.cx").c_str()), 0x7fffffffL);
+    ASSERT_EQ(::stat(path("plain/p.cx").c_str(), &st), 0);
+    EXPECT_EQ(svPlainModificationTime(nullptr, path("plain/p.cx").c_str()), static_cast<long>(st.st_mtime));
 }
 
 TEST_F(PathManagerSets, PathTakesCatDirectoriesOnlyWithTheFeatureOn) {
@@ -110,13 +110,13 @@ TEST_F(PathManagerSets, PathTakesCatDirectoriesOnlyWithTheFeatureOn) {
     pxPath q = pxCreatePath("path-manager-test-on");
     EXPECT_TRUE(pxReplacePath(q, text.c_str()));
     ASSERT_EQ(pxNumDirectories(q), 2u);
-    EXPECT_EQ(pxGetDirectoryListing(q, 1), (std::vector<std::string>{"s.m"}));
+    EXPECT_EQ(pxGetDirectoryListing(q, 1), (std::vector<std::string>{"s.cx"}));
     char found[PX_MAX_PATH];
-    EXPECT_TRUE(pxFindFile(q, "s.m", found));
-    EXPECT_EQ(std::string(found), path("tb.cat/sub/s.m"));
-    EXPECT_TRUE(pxFindFile(q, "p.m", found));
-    EXPECT_EQ(std::string(found), path("plain/p.m"));
-    EXPECT_FALSE(pxFindFile(q, "zz.m", found));
+    EXPECT_TRUE(pxFindFile(q, "s.cx", found));
+    EXPECT_EQ(std::string(found), path("tb.cat/sub/s.cx"));
+    EXPECT_TRUE(pxFindFile(q, "p.cx", found));
+    EXPECT_EQ(std::string(found), path("plain/p.cx"));
+    EXPECT_FALSE(pxFindFile(q, "zz.cx", found));
     EXPECT_FALSE(pxReplacePath(q, text.c_str()));  // the same text again changes nothing
     pxDestroyPath(p);
     pxDestroyPath(q);
@@ -125,15 +125,15 @@ TEST_F(PathManagerSets, PathTakesCatDirectoriesOnlyWithTheFeatureOn) {
 TEST_F(PathManagerSets, ListingsAreCachedUntilARefresh) {
     pxPath p = pxCreatePath("path-manager-cache-test");
     ASSERT_TRUE(pxReplacePath(p, path("plain").c_str()));
-    EXPECT_EQ(pxGetDirectoryListing(p, 0), (std::vector<std::string>{"p.m"}));
-    write("plain/q.m", "new");
-    EXPECT_EQ(pxGetDirectoryListing(p, 0), (std::vector<std::string>{"p.m"}));  // cached
+    EXPECT_EQ(pxGetDirectoryListing(p, 0), (std::vector<std::string>{"p.cx"}));
+    write("plain/q.cx", "new");
+    EXPECT_EQ(pxGetDirectoryListing(p, 0), (std::vector<std::string>{"p.cx"}));  // cached
     char found[PX_MAX_PATH];
-    EXPECT_FALSE(pxFindFile(p, "q.m", found));
+    EXPECT_FALSE(pxFindFile(p, "q.cx", found));
     pxRefreshAllDirectories(p, 2);
     EXPECT_EQ(pxGetDirectoryListing(p, 0).size(), 2u);
-    EXPECT_TRUE(pxFindFile(p, "q.m", found));
-    write("plain/r.m", "newer");
+    EXPECT_TRUE(pxFindFile(p, "q.cx", found));
+    write("plain/r.cx", "newer");
     pxChangedUnknownDir(p, path("plain").c_str());
     EXPECT_EQ(pxGetDirectoryListing(p, 0).size(), 3u);
     pxDestroyPath(p);

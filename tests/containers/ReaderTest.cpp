@@ -20,23 +20,23 @@ struct Context {
 using Readers = ScratchDir;
 
 TEST_F(Readers, SourceFromDiskAndFromInsideACat) {
-    write("prog.m", "disp(1)\n");
-    write("empty.m", "");
-    write("tb.cat", catFile({dir("private", {file("helper.m", "function helper\nend\n")}), file("e.m", "")}, false));
+    write("prog.cx", "disp(1)\n");
+    write("empty.cx", "");
+    write("tb.cat", catFile({dir("private", {file("helper.cx", "function helper\nend\n")}), file("e.cx", "")}, false));
     makeDir("d");
     Context c;
     PlaintextCxfileReader plain;
     ContainerCxfileReader container;
-    EXPECT_EQ(readWith(plain, path("prog.m"), c.context), "disp(1)\n");
+    EXPECT_EQ(readWith(plain, path("prog.cx"), c.context), "disp(1)\n");
     EXPECT_EQ(uv_mem_context_blocks(c.context), 1u);  // the plain reader's buffer belongs to the context
     EXPECT_EQ(uv_mem_context_bytes(c.context), 9u);
-    EXPECT_EQ(readWith(plain, path("empty.m"), c.context), "");
-    EXPECT_EQ(readWith(container, path("tb.cat/private/helper.m")), "function helper\nend\n");
-    EXPECT_EQ(readWith(container, path("tb.cat/e.m")), "");
-    EXPECT_EQ(readWith(container, path("prog.m")), "disp(1)\n");
+    EXPECT_EQ(readWith(plain, path("empty.cx"), c.context), "");
+    EXPECT_EQ(readWith(container, path("tb.cat/private/helper.cx")), "function helper\nend\n");
+    EXPECT_EQ(readWith(container, path("tb.cat/e.cx")), "");
+    EXPECT_EQ(readWith(container, path("prog.cx")), "disp(1)\n");
     // Each stage that fails reports itself: missing files quietly.
-    EXPECT_EQ(readWith(plain, path("none.m"), c.context), "<code 1>");
-    EXPECT_EQ(readWith(container, path("none.m")), "<code 9>");
+    EXPECT_EQ(readWith(plain, path("none.cx"), c.context), "<code 1>");
+    EXPECT_EQ(readWith(container, path("none.cx")), "<code 9>");
     for (std::string const& notAFile : {path("d"), path("tb.cat"), path("tb.cat/private"), std::string("/")}) {
         std::string const result = readWith(container, notAFile);
         EXPECT_TRUE(result.rfind("<code ", 0) == 0 && result != "<code 0>" && result != "<code -1>") << notAFile << ": " << result;
@@ -45,9 +45,9 @@ TEST_F(Readers, SourceFromDiskAndFromInsideACat) {
     Context other;
     unsigned long size = 5;
     ioErrorMessage error = -1;
-    EXPECT_EQ(container.read(&size, nullptr, path("none.m").c_str(), &error), nullptr);
+    EXPECT_EQ(container.read(&size, nullptr, path("none.cx").c_str(), &error), nullptr);
     EXPECT_EQ(size, 0u);  // a failed container read sizes nothing
-    EXPECT_THROW(plain.read(&size, other.context, path("tb.cat/private/helper.m").c_str(), &error), vx::Error);
+    EXPECT_THROW(plain.read(&size, other.context, path("tb.cat/private/helper.cx").c_str(), &error), vx::Error);
     EXPECT_EQ(error, 1);
     EXPECT_EQ(uv_mem_context_blocks(other.context), 0u);
     // A directory is no readable file: the open's code, and nothing allocated.
@@ -63,7 +63,7 @@ TEST_F(Readers, SourceFromDiskAndFromInsideACat) {
         std::fclose(d);
     }
     // An open stream, read whole.
-    FILE* f = std::fopen(path("prog.m").c_str(), "rb");
+    FILE* f = std::fopen(path("prog.cx").c_str(), "rb");
     ASSERT_NE(f, nullptr);
     char* whole = static_cast<char*>(plain.read(&size, c.context, f));
     std::fclose(f);
@@ -72,8 +72,8 @@ TEST_F(Readers, SourceFromDiskAndFromInsideACat) {
 }
 
 TEST_F(Readers, SwitchableReaderAsksItsChooserOncePerRead) {
-    write("tb.cat", catFile({file("f.m", "from the cat")}, true));
-    write("f.m", "from the disk");
+    write("tb.cat", catFile({file("f.cx", "from the cat")}, true));
+    write("f.cx", "from the disk");
     int calls = 0;
     bool useContainer = true;
     boost::function0<bool> chooser = [&]() {
@@ -81,26 +81,26 @@ TEST_F(Readers, SwitchableReaderAsksItsChooserOncePerRead) {
         return useContainer;
     };
     SwitchableCxfileReader reader(new ContainerCxfileReader, new PlaintextCxfileReader, chooser);
-    EXPECT_EQ(readWith(reader, path("tb.cat/f.m")), "from the cat");
+    EXPECT_EQ(readWith(reader, path("tb.cat/f.cx")), "from the cat");
     EXPECT_EQ(calls, 1);
     useContainer = false;
     Context c;
-    EXPECT_EQ(readWith(reader, path("f.m"), c.context), "from the disk");
+    EXPECT_EQ(readWith(reader, path("f.cx"), c.context), "from the disk");
     EXPECT_EQ(calls, 2);
     // A chooser that looks at the name; and none at all.
     boost::function1<bool, char const*> byName = [](char const* p) { return std::strstr(p, ".cat/") != nullptr; };
     SwitchableCxfileReader named(new ContainerCxfileReader, new PlaintextCxfileReader, byName);
-    EXPECT_EQ(readWith(named, path("tb.cat/f.m")), "from the cat");
+    EXPECT_EQ(readWith(named, path("tb.cat/f.cx")), "from the cat");
     SwitchableCxfileReader empty(new ContainerCxfileReader, new PlaintextCxfileReader,
                                  boost::function1<bool, char const*>());
     EXPECT_THROW(readWith(empty, "x"), boost::bad_function_call);
 }
 
 TEST_F(Readers, CycleCounterTimesTheStagesWhenOn) {
-    write("t.m", "timed");
+    write("t.cx", "timed");
     Context c;
     PlaintextCxfileReader reader;
-    readWith(reader, path("t.m"), c.context);
+    readWith(reader, path("t.cx"), c.context);
     uvCpuCycleCounter* counter = uvFindCpuCycleCounter("Reader");
     ASSERT_NE(counter, nullptr);
     ASSERT_EQ(counter->bins(), 3);
@@ -108,7 +108,7 @@ TEST_F(Readers, CycleCounterTimesTheStagesWhenOn) {
     unsigned long long const before = counter->count(2);
     bool const wasOn = counter->isOn();
     counter->setOn(true);
-    readWith(reader, path("t.m"), c.context);
+    readWith(reader, path("t.cx"), c.context);
     counter->setOn(wasOn);
     EXPECT_EQ(counter->count(0), before + 1);
     EXPECT_EQ(counter->count(2), before + 1);

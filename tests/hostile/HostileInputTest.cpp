@@ -153,22 +153,22 @@ TEST_F(HostilePaths, OpeningRefusesOnlyNamesPastTheLimit) {
 
 TEST(HostileNames, AddingAnExtensionChecksTheCombinedLength) {
     std::vector<char> dst(2 * IO_PATH_BUFFER, '\0');
-    // 4350 + 2 = 4352: accepted, the extension is appended.
-    std::string const fits(IO_MAX_FILENAME - 2, 'b');
-    EXPECT_EQ(ioAddFilenameExt(dst.data(), fits.c_str(), ".m"), dst.data());
+    // 4349 + 3 = 4352: accepted, the extension is appended.
+    std::string const fits(IO_MAX_FILENAME - 3, 'b');
+    EXPECT_EQ(ioAddFilenameExt(dst.data(), fits.c_str(), ".cx"), dst.data());
     EXPECT_EQ(std::strlen(dst.data()), static_cast<size_t>(IO_MAX_FILENAME));
-    // 4351 + 2 = 4353: refused before anything is copied.
-    std::string const over(IO_MAX_FILENAME - 1, 'b');
+    // 4350 + 3 = 4353: refused before anything is copied.
+    std::string const over(IO_MAX_FILENAME - 2, 'b');
     std::fill(dst.begin(), dst.end(), '\0');
-    EXPECT_THROW(ioAddFilenameExt(dst.data(), over.c_str(), ".m"), vx::Error);
+    EXPECT_THROW(ioAddFilenameExt(dst.data(), over.c_str(), ".cx"), vx::Error);
     EXPECT_EQ(dst[0], '\0');
     // An empty name, like one ending in a slash, has no last part to extend.
-    EXPECT_EQ(ioAddFilenameExt(dst.data(), "", ".m"), nullptr);
+    EXPECT_EQ(ioAddFilenameExt(dst.data(), "", ".cx"), nullptr);
     EXPECT_STREQ(dst.data(), "");
     // Invalid UTF-8 is copied and extended as bytes.
-    EXPECT_EQ(ioAddFilenameExt(dst.data(), "dir/", ".m"), nullptr);
-    EXPECT_EQ(ioAddFilenameExt(dst.data(), "\xff\xfe", ".m"), dst.data());
-    EXPECT_STREQ(dst.data(), "\xff\xfe.m");
+    EXPECT_EQ(ioAddFilenameExt(dst.data(), "dir/", ".cx"), nullptr);
+    EXPECT_EQ(ioAddFilenameExt(dst.data(), "\xff\xfe", ".cx"), dst.data());
+    EXPECT_STREQ(dst.data(), "\xff\xfe.cx");
 }
 
 TEST_F(HostilePaths, ListingsOfMissingOrEmptyPlacesAreNull) {

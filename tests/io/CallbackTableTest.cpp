@@ -149,15 +149,15 @@ TEST_F(CallbackTable, LaterPartialTableKeepsEarlierEntries) {
 TEST_F(CallbackTable, FindFirstFileNameIsFalseWithoutCallbackElseForwards) {
     _sv_iocb.findFirstFileName = nullptr;
     char out[64] = "untouched";
-    EXPECT_FALSE(svFindFirstFileName("a.m", false, out));
+    EXPECT_FALSE(svFindFirstFileName("a.cx", false, out));
     EXPECT_STREQ(out, "untouched");
     _svIoCallbacks host{};
     host.findFirstFileName = &findInTmp;
     svSetIoCallbacks(&host);
-    EXPECT_TRUE(svFindFirstFileName("f.m", false, out));
-    EXPECT_STREQ(out, "/tmp/f.m");
-    EXPECT_FALSE(svFindFirstFileName("g.m", true, out));
-    EXPECT_STREQ(out, "/tmp/g.m");
+    EXPECT_TRUE(svFindFirstFileName("f.cx", false, out));
+    EXPECT_STREQ(out, "/tmp/f.cx");
+    EXPECT_FALSE(svFindFirstFileName("g.cx", true, out));
+    EXPECT_STREQ(out, "/tmp/g.cx");
 }
 
 TEST_F(CallbackTable, SingleFunctionSettersIgnoreNull) {

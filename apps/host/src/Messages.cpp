@@ -60,6 +60,8 @@ void printError(std::string const& reason) { printWrapped("Error: " + reason, tr
 
 void printWarning(char const* line) { printWrapped(line == nullptr ? std::string() : std::string(line), false); }
 
+void printReport(std::string const& report, bool braces) { printWrapped(report, braces); }
+
 void installMessagePrinters() { vxSetWarningPrinter(&printWarning); }
 
 } // namespace qzhost

@@ -7,6 +7,9 @@
 #pragma once
 #include "qzlang/ArrayOps.hpp"
 #include "qzlang/Parser.hpp"
+#include "qzlang/files/Diagnostics.hpp"
+#include "qzlang/files/InputRequest.hpp"
+#include "qzlang/files/SourcePath.hpp"
 
 #include <memory>
 
@@ -78,6 +81,20 @@ public:
     // repeatable.
     double nextRandom();
 
+    // Programs in files: the search path (made at its first use), the
+    // reports of errors and warnings, and the reader of input() and pause.
+    files::SourcePath& sourcePath();
+    files::Diagnostics& diagnostics();
+    files::InputRequest& input();
+
+    // Runs `text` like execute; a failure is reported through diagnostics()
+    // with the frames of the files it passed ("Error in f (line 3)"), or as
+    // one line "Error: ..." when it passed none. False after a failure.
+    bool executeReported(std::string const& text, CommandResult* result = nullptr);
+    // Reports an error that execute raised, through diagnostics() always:
+    // "Error: ..." alone, or with the frames of the files it passed.
+    void reportError(std::string const& identifier, std::string const& message);
+
 private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
@@ -85,7 +102,7 @@ private:
     ParseLimits limits_;
 };
 
-// Runs `text` and writes a failure as one line, "Error: " and the reason, on
+// Runs `text` (session.executeReported) and writes a failure as one line, "Error: " and the reason, on
 // the error stream. False when a statement failed. `result` (if given) says
 // whether a command asked to leave.
 bool executeAndReport(Session& session, std::string const& text, CommandResult* result = nullptr);

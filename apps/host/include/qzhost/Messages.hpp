@@ -11,6 +11,9 @@ namespace qzhost {
 void printError(std::string const& reason);
 // A whole warning line ("Warning: ..."), as the warning printer hands it.
 void printWarning(char const* line);
+// A whole report of the language's diagnostics (an error with its frames,
+// a warning with where it came from), `braces` for an error.
+void printReport(std::string const& report, bool braces);
 // Makes printWarning the printer of every warning.
 void installMessagePrinters();
 

@@ -1,0 +1,84 @@
+// A call of a one-line function from a file, f.cx holding
+// "function y = f(x), y = x + 1;", 1e5 times in a loop, against CPython 3
+// calling a Python function the same number of times (timed inside Python
+// with perf_counter, so that its start-up is not counted). The file is found
+// on the search path once; the loop's calls cost a look-up in the path's cache.
+#include "ratio_main.hpp"
+
+#include <qzlang/Session.hpp>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
+#include <unistd.h>
+
+namespace {
+
+char const* const kLoop = "s = 0; for k = 1:1e5, s = f(s); end";
+
+char const* const kPython =
+    "import time\n"
+    "def f(x):\n"
+    "    return x + 1\n"
+    "t = time.perf_counter()\n"
+    "s = 0\n"
+    "for k in range(1, 100001): s = f(s)\n"
+    "print(time.perf_counter() - t)\n";
+
+double runPython(char const* program) {
+    std::string command = "python3 -c '";
+    command += program;
+    command += "'";
+    FILE* p = popen(command.c_str(), "r");
+    if (!p) return -1;
+    double seconds = -1;
+    if (std::fscanf(p, "%lf", &seconds) != 1) seconds = -1;
+    pclose(p);
+    return seconds;
+}
+
+void FunctionCalls(benchmark::State& state) {
+    char folder[] = "/tmp/bench_function_call.XXXXXX";
+    if (!mkdtemp(folder)) {
+        state.SkipWithError("no scratch folder");
+        return;
+    }
+    std::ofstream(std::string(folder) + "/f.cx") << "function y = f(x), y = x + 1;\n";
+    char before[4096];
+    if (!getcwd(before, sizeof before)) {
+        state.SkipWithError("no current folder");
+        return;
+    }
+    {
+        qzlang::Session session;
+        session.sourcePath().cd(folder);
+        session.execute(kLoop);  // reads and parses f.cx once
+        for (auto _ : state) session.execute(kLoop);
+        if (session.find("s") == nullptr) state.SkipWithError("the loop left no result");
+    }
+    // Back first: the next run starts in a folder that still exists.
+    if (chdir(before) != 0) state.SkipWithError("cannot go back to the first folder");
+    std::remove((std::string(folder) + "/f.cx").c_str());
+    rmdir(folder);
+    state.SetLabel(kLoop);
+}
+
+void FunctionCallsCPython(benchmark::State& state) {
+    for (auto _ : state) {
+        double const s = runPython(kPython);
+        if (s < 0) {
+            state.SkipWithError("python3 could not be run");
+            return;
+        }
+        state.SetIterationTime(s);
+    }
+}
+
+BENCHMARK(FunctionCalls)->Unit(benchmark::kMillisecond);
+BENCHMARK(FunctionCallsCPython)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);
+
+} // namespace
+
+int main(int argc, char** argv) { return qzbench::runWithRatios(argc, argv, {{"FunctionCalls", "FunctionCallsCPython"}}); }
