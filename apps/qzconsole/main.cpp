@@ -224,7 +224,7 @@ bool runStatement(qzlang::Session& language, std::string const& text, qzlang::Co
 // typed (or piped) ahead; the feature "container" on, so that a folder inside
 // a CAT archive can be on the search path.
 void connectLanguage(qzlang::Session& language, bool interactive) {
-    language.diagnostics().setPrinter(&qzconsole::printReport);
+    language.diagnostics().setPrinter(&qzhost::printReport);
     language.input().setLineReader([interactive](std::string const& prompt, std::string& line) {
         if (interactive) return qzconsole::readLine(line, prompt.c_str());
         uvPutsn(0, prompt.data(), prompt.size());
@@ -287,7 +287,7 @@ int main(int argc, char** argv) {
             if (!runStatement(language, statements, result) && batch.any()) status = 1;
             mtServiceCallbackRequestsInterlaced();
         } catch (Orrery::System::InterruptException const& e) {
-            clearInterrupt(e);
+            qzhost::clearInterrupt(e);
             if (batch.any()) status = 1;
         }
         ioFlush();

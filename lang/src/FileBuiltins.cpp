@@ -171,6 +171,12 @@ void fnType(Interp& in, int, Values&, Values& args) {
 }
 
 void fnHelp(Interp& in, int, Values&, Values& args) {
+    // Without a name, help is the host's own list of its commands, where it has one.
+    if (args.empty())
+        if (Command const* c = in.session().commands().find("help")) {
+            if (c->run(in.session(), {}) == CommandResult::Exit) in.exitRequested = true;
+            return;
+        }
     if (args.size() != 1) vxErrMsgId("Calyx:badArgument", "help takes one name.");
     std::string const name = textArg(args[0], "help");
     std::shared_ptr<files::SourceFile const> file = files::isValidName(name) ? in.sourcePath().locate(name) : nullptr;

@@ -44,13 +44,13 @@ TEST_F(PathManagerSets, ThePlainSetSeesOnlyTheFileSystemTheContainerSetSeesIntoC
     EXPECT_EQ(names(svContainerListDirectory(nullptr, path("plain").c_str(), nullptr)), (S{".", "..", "p.cx"}));
     EXPECT_EQ(names(svContainerListDirectory(nullptr, path("bad.cat").c_str(), nullptr)), (S{"<null>"}));
     // Damage after two good entries: the third's content runs past the end.
-    std::string damaged = catFile({file("a.m", "aaa"), file("b.m", "bbb"), file("c.m", "ccc")}, false);
+    std::string damaged = catFile({file("a.cx", "aaa"), file("b.cx", "bbb"), file("c.cx", "ccc")}, false);
     damaged.resize(damaged.size() - 2);
     write("damaged.cat", damaged);
     EXPECT_EQ(names(svContainerListDirectory(nullptr, path("damaged.cat").c_str(), nullptr)), (S{"<null>"}));
     struct AccessRow { char const* dir; int access; S listed; } const accessRows[] = {
-        {"damaged.cat", 3, S{".", "..", "a.m", "b.m"}},
-        {"tb.cat", 0, S{".", "..", "c.m", "sub"}},
+        {"damaged.cat", 3, S{".", "..", "a.cx", "b.cx"}},
+        {"tb.cat", 0, S{".", "..", "c.cx", "sub"}},
         {"bad.cat", 3, S{"<null>"}},
     };
     for (AccessRow const& row : accessRows) {
