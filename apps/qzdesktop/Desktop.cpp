@@ -146,13 +146,12 @@ int Desktop::readKey() {
     return key;
 }
 
-std::string Desktop::readInputLine() {
+bool Desktop::readInputLine(std::string const& prompt, std::string& line) {
     lines_.clear();
     Waiting const before = waiting_;
     waiting_ = Waiting::Line;
     try {
-        // Announced as an event, which the sink turns into the page's request.
-        services::prompt::InputRequesterGuard guard(services::prompt::INPUT_FUNCTION, true);
+        if (!prompt.empty()) uvPutsn(0, prompt.data(), prompt.size());
         ioFlush();
         while (lines_.empty()) waitOnce();
     } catch (...) {
@@ -160,13 +159,17 @@ std::string Desktop::readInputLine() {
         throw;
     }
     waiting_ = before;
-    std::string line = lines_.front();
+    line = std::move(lines_.front());
     lines_.pop_front();
-    return line;
+    return true;
 }
 
 int Desktop::run(qzlang::Session& language) {
     language_ = &language;
+    // input() and pause wait for the page on this thread, never on standard input.
+    language.input().setLineReader(
+        [this](std::string const& prompt, std::string& line) { return readInputLine(prompt, line); });
+    language.input().setKeyReader([this] { return readKey(); });
     for (;;) {
         ioFlush();
         waiting_ = Waiting::Statement;

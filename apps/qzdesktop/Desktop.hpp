@@ -41,8 +41,10 @@ public:
     int run(qzlang::Session& language);
     // The more prompt's key (the library's flushRead).
     int readKey();
-    // One line for a program that asks (the page shows the request).
-    std::string readInputLine();
+    // input()'s line reader: the session has announced the request, which
+    // the sink has passed to the page; shows `prompt` in the pane and waits
+    // for the page's line. An interrupt ends the wait by throwing.
+    bool readInputLine(std::string const& prompt, std::string& line);
     // The page's last size becomes the window's.
     void applyWindowSize();
     Outbox& outbox() { return outbox_; }

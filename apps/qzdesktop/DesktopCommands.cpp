@@ -1,8 +1,6 @@
 #include "DesktopCommands.hpp"
-#include "Desktop.hpp"
 
 #include <qzlang/Session.hpp>
-#include <qzservices/io/ioFlush.hpp>
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
 
@@ -20,12 +18,6 @@ typedef std::vector<std::string> Words;
 using qzlang::CommandResult;
 using qzlang::Session;
 
-std::string joined(Words const& w) {
-    std::string text;
-    for (size_t i = 0; i < w.size(); ++i) text += (i ? " " : "") + w[i];
-    return text;
-}
-
 CommandResult leave(Session&, Words const&) { return CommandResult::Exit; }
 
 // Each command's name is a link that opens its help beside the window (with
@@ -41,19 +33,6 @@ CommandResult help(Session& s, Words const&) {
         else
             uvPrintf("  %s\n", c.usage.c_str());
     }
-    return CommandResult::Continue;
-}
-
-// input PROMPT: shows the prompt, takes one line from the page and evaluates
-// it as an expression into ans; an empty line gives [].
-CommandResult input(Session& s, Words const& w) {
-    std::string prompt = joined(w);
-    if (!prompt.empty()) prompt += " ";
-    uvPuts(prompt.c_str());
-    ioFlush();
-    std::string const line = Desktop::instance()->readInputLine();
-    bool const blank = line.find_first_not_of(" \t") == std::string::npos;
-    s.execute("ans = " + (blank ? std::string("[]") : line));
     return CommandResult::Continue;
 }
 
@@ -89,7 +68,6 @@ void addDesktopCommands(qzlang::CommandTable& table) {
     table.add({"exit", "exit, quit        leave", &leave});
     table.add({"quit", "quit              leave", &leave});
     table.add({"help", "help              this list", &help});
-    table.add({"input", "input PROMPT      show PROMPT, read a line, evaluate it into ans", &input});
     table.add({"dir", "dir [FOLDER]      the folder's names; files open in the viewer", &dir});
 }
 

@@ -12,7 +12,10 @@ class Desktop:
     """A running qzdesktop; its address is read from the line it prints."""
 
     def __init__(self, binary, *args):
-        self.proc = subprocess.Popen([binary, *args], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        # Standard input is a pipe held open and never written: the desktop reads
+        # everything from the page, and a read of stdin would hang the test.
+        self.proc = subprocess.Popen([binary, *args], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                     stderr=subprocess.PIPE, text=True)
         line = self.proc.stdout.readline()
         m = re.search(r"http://127\.0\.0\.1:(\d+)/\?token=([0-9a-f]+)", line)
         if not m:
@@ -33,6 +36,7 @@ class Desktop:
             except subprocess.TimeoutExpired:
                 self.proc.kill()
                 self.proc.wait()
+        self.proc.stdin.close()
         self.proc.stdout.close()
         log = self.proc.stderr.read()
         self.proc.stderr.close()

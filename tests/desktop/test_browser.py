@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The command window page in headless Chromium: the pane's exact text, the
 help link, the window size in characters, paging with the more sign, Stop,
-clc, input and the variables panel.
+clc, input() and pause, and the variables panel.
 Usage: test_browser.py QZDESKTOP [SCREENSHOT.png]"""
 import sys
 import time
@@ -179,15 +179,46 @@ class Page(unittest.TestCase):
         self.type("clc")
         self.assertEqual(self.pane(), "")
 
-    def test_7_input_reads_a_line_from_the_page(self):
-        self.clear()
-        self.type("input Give a number:", wait=False)
+    def test_7_input_and_pause_wait_for_the_page(self):
         field = self.driver.find_element(By.ID, "answer")
-        WebDriverWait(self.driver, WAIT).until(lambda d: field.is_displayed())
-        self.assertEqual(self.pane(), ">> input Give a number:\nGive a number: ")
-        field.send_keys("42" + Keys.ENTER)
+        statement = self.driver.find_element(By.ID, "statement")
+        # (statement, what is typed, the pane while waiting, the pane at the end)
+        cases = [
+            ("x = input('Value: ')", "6*7",
+             ">> x = input('Value: ')\nValue: ",
+             ">> x = input('Value: ')\nValue: 6*7\n\nx =\n\n    42\n\n"),
+            ("name = input('Name: ', 's'); disp(name)", "6*7",
+             ">> name = input('Name: ', 's'); disp(name)\nName: ",
+             ">> name = input('Name: ', 's'); disp(name)\nName: 6*7\n6*7\n"),
+        ]
+        for text, typed, waiting, done in cases:
+            with self.subTest(text):
+                self.clear()
+                self.type(text, wait=False)
+                WebDriverWait(self.driver, WAIT).until(lambda d: field.is_displayed() and self.pane().endswith(": "))
+                self.assertEqual(self.pane(), waiting)
+                field.send_keys(typed + Keys.ENTER)
+                self.wait_ready()
+                self.assertEqual(self.pane(), done)
+        # pause takes one key from the page.
+        self.clear()
+        self.type("pause, k = 1", wait=False)
+        sign = self.driver.find_element(By.ID, "more")
+        WebDriverWait(self.driver, WAIT).until(lambda d: sign.is_displayed())
+        self.assertEqual(sign.text, "press a key")
+        statement.send_keys("z")
         self.wait_ready()
-        self.assertEqual(self.pane(), ">> input Give a number:\nGive a number: 42\n\nans =\n\n    42\n\n")
+        self.assertEqual(self.pane(), ">> pause, k = 1\n\nk =\n\n     1\n\n")
+        # Stop while a line is asked for ends the statement, as ctrl-C would; nothing is assigned.
+        self.clear()
+        self.type("x = input('Again: ')", wait=False)
+        WebDriverWait(self.driver, WAIT).until(lambda d: field.is_displayed())
+        self.driver.find_element(By.ID, "stop").click()
+        self.wait_ready()
+        self.assertFalse(field.is_displayed())
+        self.clear()
+        self.type("x")
+        self.assertEqual(self.pane(), ">> x\n\nx =\n\n    42\n\n")
 
     def test_8_file_link_opens_the_viewer_at_its_line(self):
         self.clear()

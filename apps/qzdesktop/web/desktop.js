@@ -176,7 +176,12 @@
     const kind = data[0], body = data.slice(1);
     switch (kind) {
       case "o": case "e": appendOutput(body, kind); atEnd = true; break;
-      case "p": flushCarry(); errorSpan = null; promptText = body; setReady(true); break;
+      case "p":
+        // Ready again: a line or key still asked for (an input that Stop ended) is no longer wanted.
+        flushCarry(); errorSpan = null; promptText = body;
+        inputLine.hidden = true; moreSign.hidden = true;
+        setReady(true);
+        break;
       case "m": moreSign.textContent = MORE_TEXT; moreSign.hidden = false; break;
       case "k": moreSign.textContent = "press a key"; moreSign.hidden = false; break;
       case "M": moreSign.hidden = true; break;
