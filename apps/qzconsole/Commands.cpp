@@ -49,9 +49,9 @@ CommandResult help(Session& s, Words const& w) {
         return CommandResult::Continue;
     }
     uvPuts("Statements: name = expression, or an expression (shown as ans); end one with ';' to show nothing.\n"
-           "  numbers 1.5 2e3 4i 3-4i Inf NaN pi eps, true false, 'text', [1 2; 3 4], {1, 'a'}, a:b, a:s:b,\n"
-           "  x' (transpose), @sin, s.a = 1, s(2).a = 1, zeros ones eye rand reshape cat cell struct,\n"
-           "  int8 ... uint64 single double logical char sparse complex, disp(x)\n"
+           "  operators + - * / \\ ^ .* ./ .^ ' < == & | && || ~, indexing a(2, end), c{1}, s.f, ranges a:s:b,\n"
+           "  if/elseif/else, for, while, switch, try/catch, functions in NAME.cx files on the path (addpath),\n"
+           "  @(x) x.^2, and functions such as zeros rand size sum max sort inv eig sprintf regexp cellfun\n"
            "Commands:\n");
     for (auto const& c : s.commands().all()) uvPrintf("  %s\n", c.usage.c_str());
     return CommandResult::Continue;
