@@ -45,14 +45,14 @@ test-docs:
 PLAIN = build/plain-release
 test-package:
 	cmake -S . -B $(PLAIN) -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
-	cmake --build $(PLAIN) -j $(JOBS) --target qzservices qzconsole catpack test_siblings test_library
+	cmake --build $(PLAIN) -j $(JOBS) --target qzservices qzconsole qzdesktop catpack test_siblings test_library
 	cd $(PLAIN) && cpack -G DEB
 	bash tests/package/check_package.sh $(PLAIN)
 
 # The Debian packages libqzservices0 and libqzservices-dev, in build/release/package.
 package: deps
 	cmake --preset release >/dev/null
-	cmake --build --preset release -j $(JOBS) --target qzservices qzconsole catpack
+	cmake --build --preset release -j $(JOBS) --target qzservices qzconsole qzdesktop catpack
 	cd build/release && cpack -G DEB
 
 # Writes abi/libqzservices.abi from the current library; commit it with the

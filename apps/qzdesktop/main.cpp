@@ -23,6 +23,7 @@
 #include <ctime>
 #include <memory>
 #include <string>
+#include <unistd.h>
 #include <system_error>
 #include <vector>
 
@@ -42,9 +43,23 @@ char const kUsage[] =
     "  --help      print this text and leave\n"
     "  -WORD       a start-up word for the session (default -desktop)\n";
 
+// The page's folder: share/qzdesktop/web beside an installed program's bin
+// folder when it is there, else the source tree's (a program run from its build).
+std::string defaultWebDir() {
+    char exe[4096];
+    ssize_t const n = ::readlink("/proc/self/exe", exe, sizeof exe - 1);
+    if (n > 0) {
+        std::string dir(exe, static_cast<std::size_t>(n));
+        dir = dir.substr(0, dir.rfind('/'));
+        std::string const installed = dir + "/../share/qzdesktop/web";
+        if (::access((installed + "/index.html").c_str(), R_OK) == 0) return installed;
+    }
+    return QZDESKTOP_WEB_DIR;
+}
+
 struct Options {
     unsigned short port = 0;
-    std::string web = QZDESKTOP_WEB_DIR;
+    std::string web = defaultWebDir();
     std::string log;
     bool append = false;
     std::vector<std::string> words;
