@@ -3,6 +3,7 @@
 // calling a Python function the same number of times (timed inside Python
 // with perf_counter, so that its start-up is not counted). The file is found
 // on the search path once; the loop's calls cost a look-up in the path's cache.
+#include "cpython_timing.hpp"
 #include "ratio_main.hpp"
 
 #include <qzlang/Session.hpp>
@@ -26,18 +27,6 @@ char const* const kPython =
     "s = 0\n"
     "for k in range(1, 100001): s = f(s)\n"
     "print(time.perf_counter() - t)\n";
-
-double runPython(char const* program) {
-    std::string command = "python3 -c '";
-    command += program;
-    command += "'";
-    FILE* p = popen(command.c_str(), "r");
-    if (!p) return -1;
-    double seconds = -1;
-    if (std::fscanf(p, "%lf", &seconds) != 1) seconds = -1;
-    pclose(p);
-    return seconds;
-}
 
 void FunctionCalls(benchmark::State& state) {
     char folder[] = "/tmp/bench_function_call.XXXXXX";
@@ -65,16 +54,7 @@ void FunctionCalls(benchmark::State& state) {
     state.SetLabel(kLoop);
 }
 
-void FunctionCallsCPython(benchmark::State& state) {
-    for (auto _ : state) {
-        double const s = runPython(kPython);
-        if (s < 0) {
-            state.SkipWithError("python3 could not be run");
-            return;
-        }
-        state.SetIterationTime(s);
-    }
-}
+void FunctionCallsCPython(benchmark::State& state) { qzbench::runCPython(state, kPython); }
 
 BENCHMARK(FunctionCalls)->Unit(benchmark::kMillisecond);
 BENCHMARK(FunctionCallsCPython)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);

@@ -2,6 +2,7 @@
 // (timed inside Python with perf_counter, so that its start-up is not
 // counted): a scalar sum over a range, and assignment into each element of a
 // preallocated array. Figures are milliseconds a loop of 1e6 iterations.
+#include "cpython_timing.hpp"
 #include "ratio_main.hpp"
 
 #include <qzlang/Session.hpp>
@@ -28,41 +29,16 @@ char const* const kPythonElement =
     "for k in range(1, 1000001): x[k - 1] = k\n"
     "print(time.perf_counter() - t)\n";
 
-// Seconds the Python loop took, as it reports them; negative when python3
-// cannot be run.
-double runPython(char const* program) {
-    std::string command = "python3 -c '";
-    command += program;
-    command += "'";
-    FILE* p = popen(command.c_str(), "r");
-    if (!p) return -1;
-    double seconds = -1;
-    if (std::fscanf(p, "%lf", &seconds) != 1) seconds = -1;
-    pclose(p);
-    return seconds;
-}
-
 void runLanguage(benchmark::State& state, char const* text) {
     qzlang::Session session;
     for (auto _ : state) session.execute(text);
     state.SetLabel(text);
 }
 
-void runCPython(benchmark::State& state, char const* program) {
-    for (auto _ : state) {
-        double const s = runPython(program);
-        if (s < 0) {
-            state.SkipWithError("python3 could not be run");
-            return;
-        }
-        state.SetIterationTime(s);
-    }
-}
-
 void ScalarLoop(benchmark::State& state) { runLanguage(state, kScalarLoop); }
-void ScalarLoopCPython(benchmark::State& state) { runCPython(state, kPythonScalar); }
+void ScalarLoopCPython(benchmark::State& state) { qzbench::runCPython(state, kPythonScalar); }
 void ElementLoop(benchmark::State& state) { runLanguage(state, kElementLoop); }
-void ElementLoopCPython(benchmark::State& state) { runCPython(state, kPythonElement); }
+void ElementLoopCPython(benchmark::State& state) { qzbench::runCPython(state, kPythonElement); }
 
 BENCHMARK(ScalarLoop)->Unit(benchmark::kMillisecond);
 BENCHMARK(ScalarLoopCPython)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);
