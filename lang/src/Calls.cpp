@@ -21,21 +21,46 @@ namespace qzlang {
 
 using namespace detail;
 
+namespace {
+
+// A handle of the function class that carries the number of its closure.
+Value closureHandle(std::unordered_map<std::uint64_t, std::shared_ptr<Closure>>& closures, std::uint64_t& next,
+                    std::shared_ptr<Closure> c) {
+    std::uint64_t const id = next++;
+    ArrayPtr h(vxCreateFunctionHandle(c->text.c_str()));
+    setClosureId(h.get(), id);
+    closures[id] = std::move(c);
+    return Value::box(h.release());
+}
+
+} // namespace
+
 Value Interp::makeClosure(Node const& n) {
     auto c = std::make_shared<Closure>();
-    c->program = program_;
+    c->program = *keeper_;
     c->fn = &n;
+    c->unit = frames_.back().unit;
     c->captured.resize(n.frameSize);
     for (Capture const& cap : n.captures) {
         Value const& v = slot(cap.outer);
         if (v.isSet()) c->captured[cap.inner] = v;
     }
     c->text = expressionText(n);
-    std::uint64_t const id = nextClosure_++;
-    closures_[id] = c;
-    ArrayPtr h(vxCreateFunctionHandle(c->text.c_str()));
-    setClosureId(h.get(), id);
-    return Value::box(h.release());
+    return closureHandle(closures_, nextClosure_, std::move(c));
+}
+
+Value Interp::handleTo(std::string const& name) {
+    // A local function of the file running now: the handle keeps it, so that
+    // it calls that function from wherever it is called.
+    if (FunctionDef const* local = localFunction(name)) {
+        auto c = std::make_shared<Closure>();
+        c->program = *keeper_;
+        c->unit = frames_.back().unit;
+        c->local = local;
+        c->text = "@" + name;
+        return closureHandle(closures_, nextClosure_, std::move(c));
+    }
+    return Value::box(vxCreateFunctionHandle(("@" + name).c_str()));
 }
 
 Value Interp::handleFromText(std::string const& text) {
@@ -45,7 +70,7 @@ Value Interp::handleFromText(std::string const& text) {
     t = t.substr(first);
     if (t[0] != '@') {
         if (!validFieldName(t)) vxErrMsgId("Calyx:badHandle", "'%s' is not a function name.", t.c_str());
-        return Value::box(vxCreateFunctionHandle(("@" + t).c_str()));
+        return handleTo(t);
     }
     // Names of the text are its own: nothing is captured from the caller.
     struct Fresh : SlotTable {
@@ -57,17 +82,13 @@ Value Interp::handleFromText(std::string const& text) {
         ((*program)[0]->expr->op != Op::AnonFn && (*program)[0]->expr->op != Op::FuncHandle))
         vxErrMsgId("Calyx:badHandle", "'%s' is not a function handle.", text.c_str());
     Node const& n = *(*program)[0]->expr;
-    if (n.op == Op::FuncHandle) return Value::box(vxCreateFunctionHandle(("@" + n.text).c_str()));
+    if (n.op == Op::FuncHandle) return handleTo(n.text);
     auto c = std::make_shared<Closure>();
     c->program = program;
     c->fn = &n;
     c->captured.resize(n.frameSize);
     c->text = expressionText(n);
-    std::uint64_t const id = nextClosure_++;
-    closures_[id] = c;
-    ArrayPtr h(vxCreateFunctionHandle(c->text.c_str()));
-    setClosureId(h.get(), id);
-    return Value::box(h.release());
+    return closureHandle(closures_, nextClosure_, std::move(c));
 }
 
 std::string Interp::handleText(vxArray const* handle) const {
@@ -82,12 +103,14 @@ Values Interp::callValue(Value const& fn, Values& args, int nargout) {
         vxErrMsgId("Calyx:notFunction", "Only a function handle can be called.");
     vxArray const* h = fn.array();
     std::string const text = handleText(h);
-    if (text.compare(0, 2, "@(") != 0) return callName(text.substr(1), args, nargout);
-    auto it = closures_.find(closureIdOf(h));
+    std::uint64_t const id = closureIdOf(h);
+    if (id == 0 && text.compare(0, 2, "@(") != 0) return callName(text.substr(1), args, nargout);
+    auto it = closures_.find(id);
     if (it == closures_.end())
         vxErrMsgId("Calyx:lostClosure", "The anonymous function %s lost its captured values (it was copied by a function that does not keep them).",
                    text.c_str());
     std::shared_ptr<Closure> c = it->second;
+    if (c->local) return callUser(c->program, *c->unit, *c->local, args, nargout);
     Node const& node = *c->fn;
     if (static_cast<int>(args.size()) > node.params)
         vxErrMsgId("Calyx:tooManyInputs", "Too many input arguments: %s takes %d, %zu given.", text.c_str(), node.params,
@@ -96,11 +119,13 @@ Values Interp::callValue(Value const& fn, Values& args, int nargout) {
     std::vector<Value> locals(c->captured);
     for (size_t k = 0; k < args.size(); ++k) locals[k] = std::move(args[k]);
     std::vector<Value>* const saved = frame_;
-    FrameGuard guard(frames_, Frame{&locals, text, "", frames_.back().line});
+    // The body sees the local functions of the file it was made in.
+    Frame frame{&locals, text, "", frames_.back().line};
+    frame.unit = c->unit;
+    FrameGuard guard(frames_, std::move(frame));
+    ProgramScope scope(*this, nullptr, &c->program);
     ++callDepth_;
     frame_ = &locals;
-    std::shared_ptr<Block const> savedProgram = program_;
-    program_ = c->program;
     Values out;
     try {
         Node const& body = *node.kids[0];
@@ -108,12 +133,10 @@ Values Interp::callValue(Value const& fn, Values& args, int nargout) {
         else out.push_back(eval(body));
     } catch (...) {
         frame_ = saved;
-        program_ = savedProgram;
         --callDepth_;
         throw;
     }
     frame_ = saved;
-    program_ = savedProgram;
     --callDepth_;
     return out;
 }
@@ -123,29 +146,59 @@ bool Interp::functionExists(std::string const& name) const {
            (files::isValidName(name) && const_cast<Interp*>(this)->sourcePath().locate(name));
 }
 
+unsigned long long Interp::resolveStamp() const { return paths_ ? paths_->epoch() : 0; }
+
+Interp::Callee Interp::resolve(std::string const& name, Node const* site) {
+    // A local function stays the site's: the site is in that function's file
+    // for good, and variables are looked at before this. Other answers stand
+    // for the epoch of the search path they were found in.
+    if (site && site->fnKind != NotLooked && (site->fnKind == KindLocal || site->fnStamp == resolveStamp()))
+        return Callee{site->fnKind, site->fnCache};
+    Callee const c = lookUp(name);
+    if (site) site->fnKind = c.kind, site->fnCache = c.fn, site->fnStamp = resolveStamp();
+    return c;
+}
+
+Interp::Callee Interp::lookUp(std::string const& name) {
+    // A local function of the file running now, a file on the path, then a built-in.
+    if (FunctionDef const* local = localFunction(name)) return Callee{KindLocal, local};
+    if (files::isValidName(name))
+        if (std::shared_ptr<files::SourceFile const> file = sourcePath().locate(name)) {
+            std::shared_ptr<ParsedFile const> unit = parsedFile(file);
+            auto pin = pins_.emplace(unit.get(), std::shared_ptr<void const>()).first;
+            if (!pin->second) pin->second = std::move(unit);
+            return Callee{KindFile, &pin->second};
+        }
+    if (LangFunction f = findLangFunction(name)) return Callee{KindLang, reinterpret_cast<void const*>(f)};
+    if (kernels::FunctionInfo const* k = kernels::find(name)) return Callee{KindKernel, k};
+    if (BuiltinFn b = findBuiltin(name)) return Callee{KindLegacy, reinterpret_cast<void const*>(b)};
+    return Callee{KindNone, nullptr};
+}
+
 Values Interp::callName(std::string const& name, Values& args, int nargout, Node const* site) {
-    unsigned char kind = site ? site->fnKind : NotLooked;
-    void const* fn = site ? site->fnCache : nullptr;
-    if (kind == NotLooked) {
-        // A local function of the file running now, a file on the path, then a built-in.
-        if (FunctionDef const* local = localFunction(name)) kind = KindLocal, fn = local;
-        else if (files::isValidName(name) && sourcePath().locate(name)) kind = KindFile, fn = nullptr;
-        else if (LangFunction f = findLangFunction(name)) kind = KindLang, fn = reinterpret_cast<void const*>(f);
-        else if (kernels::FunctionInfo const* k = kernels::find(name)) kind = KindKernel, fn = k;
-        else if (BuiltinFn b = findBuiltin(name)) kind = KindLegacy, fn = reinterpret_cast<void const*>(b);
-        else kind = KindNone;
-        if (site) site->fnKind = kind, site->fnCache = fn;
-    }
+    return callResolved(resolve(name, site), name, args, nargout);
+}
+
+Values Interp::callResolved(Callee callee, std::string const& name, Values& args, int nargout) {
+    void const* const fn = callee.fn;
     Values out;
-    switch (kind) {
+    switch (callee.kind) {
     case KindLocal:
-        // The site is in the file whose parse program_ keeps alive.
-        return callUser(program_, *frames_.back().unit, *static_cast<FunctionDef const*>(fn), args, nargout);
-    case KindFile:
-        if (callFile(name, args, nargout, out)) return out;
-        // The file is gone: look the name up again.
-        if (site) site->fnKind = NotLooked;
-        return callName(name, args, nargout, nullptr);
+        // The site is in the file that the keeper of the block running keeps alive.
+        return callUser(*keeper_, *frames_.back().unit, *static_cast<FunctionDef const*>(fn), args, nargout);
+    case KindFile: {
+        // The pin keeps the parse alive for the call, whatever the path does meanwhile.
+        auto const& pin = *static_cast<std::shared_ptr<void const> const*>(fn);
+        auto const* unit = static_cast<ParsedFile const*>(pin.get());
+        if (unit->script) {
+            if (!args.empty())
+                vxErrMsgId("Calyx:scriptArguments", "'%s' is a script and takes no arguments.", name.c_str());
+            runScript(std::static_pointer_cast<ParsedFile const>(pin));
+            return out;
+        }
+        if (unit->functions.empty()) vxErrMsgId("Calyx:emptyFile", "The file of '%s' defines no function.", name.c_str());
+        return callUser(pin, *unit, unit->functions[0], args, nargout);
+    }
     case KindLang:
         reinterpret_cast<LangFunction>(const_cast<void*>(fn))(*this, nargout, out, args);
         return out;

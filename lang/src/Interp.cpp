@@ -31,8 +31,8 @@ void Interp::checkInterrupt() {
 }
 
 void Interp::run(std::shared_ptr<Block const> const& program) {
-    std::shared_ptr<Block const> saved = program_;
-    program_ = program;
+    std::shared_ptr<void const> const keeper = program;
+    ProgramScope scope(*this, program.get(), &keeper);
     stepLimit = session_.limits().maxSteps;
     polls_ = 0;
     errorStack_.clear();
@@ -40,12 +40,10 @@ void Interp::run(std::shared_ptr<Block const> const& program) {
     try {
         exec(*program);
     } catch (...) {
-        program_ = saved;
         frame_ = frames_.back().slots;
         ends_.clear();
         throw;
     }
-    program_ = saved;
 }
 
 void Interp::show(char const* name, Value const& v) {
@@ -57,10 +55,14 @@ void Interp::show(char const* name, Value const& v) {
 
 Flow Interp::exec(Block const& block) {
     // Each statement at the prompt is a new epoch of the search path's cache:
-    // files changed since the last one are read again at their next call.
-    bool const topLevel = frames_.size() == 1 && &block == program_.get();
+    // files changed since the last one are read again at their next call, and
+    // names are resolved again. No call runs here, so no pin is needed.
+    bool const topLevel = frames_.size() == 1 && &block == program_;
     for (StmtPtr const& s : block) {
-        if (topLevel && paths_) paths_->newEpoch();
+        if (topLevel && paths_) {
+            paths_->newEpoch();
+            pins_.clear();
+        }
         frames_.back().line = s->line;
         Flow const f = execStmt(*s);
         if (f != Flow::Normal) return f;
@@ -113,11 +115,12 @@ void Interp::execExpr(Stmt const& s) {
 }
 
 void Interp::execCommand(Stmt const& s) {
-    if (s.alt && frame_ == &workspace_.values && workspace_.find(s.word)) {
+    bool const variable = (s.alt || !s.altError.empty()) && variableNow(s.word);
+    if (s.alt && variable) {
         execStmt(*s.alt);
         return;
     }
-    if (!s.alt && !s.altError.empty() && frame_ == &workspace_.values && workspace_.find(s.word))
+    if (!s.alt && variable)
         vxErrMsgId("Calyx:syntax", "%s", s.altError.c_str());
     if (Command const* c = session_.commands().find(s.word)) {
         if (c->run(session_, s.words) == CommandResult::Exit) exitRequested = true;
@@ -528,9 +531,17 @@ Value Interp::evalNode(Node const& n) {
     case Op::Range: return range(n);
     case Op::Matrix: return matrix(n);
     case Op::CellLit: return cellLiteral(n);
-    case Op::FuncHandle: return Value::box(vxCreateFunctionHandle(("@" + n.text).c_str()));
+    case Op::FuncHandle: return handleTo(n.text);
     case Op::AnonFn: return makeClosure(n);
     case Op::Postfix: break;
+    }
+    Value called;
+    if (callSiteValue(n, called)) {
+        if (!called.isSet()) {
+            Node const& base = n.op == Op::Var ? n : *n.kids[0];
+            vxErrMsgId("Calyx:noValue", "'%s' gives no value to use here.", base.text.c_str());
+        }
+        return called;
     }
     Values out;
     evalPostfix(n, out, 1, false);

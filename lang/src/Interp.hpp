@@ -56,17 +56,21 @@ struct Workspace : SlotTable {
     }
 };
 
-// An anonymous function: its parse (kept alive with the program it came
-// from) and the values it captured when it was made.
-struct Closure {
-    std::shared_ptr<Block const> program;
-    Node const* fn;
-    Values captured;  // by slot of its own frame; unset for names it reads as functions
-    std::string text;
-};
-
 struct FunctionDef;
 struct ParsedFile;
+
+// An anonymous function: its parse (kept alive with the program it came
+// from) and the values it captured when it was made; or a handle @name made
+// in a file to one of that file's local functions, which calls that function
+// wherever the handle goes.
+struct Closure {
+    std::shared_ptr<void const> program;  // keeps `fn`, `unit` and `local` alive
+    Node const* fn = nullptr;
+    Values captured;  // by slot of its own frame; unset for names it reads as functions
+    std::string text;
+    ParsedFile const* unit = nullptr;     // the file it was made in, for its local functions
+    FunctionDef const* local = nullptr;   // @name of a local function
+};
 
 struct Frame {
     std::vector<Value>* slots;
@@ -100,6 +104,9 @@ public:
 
     // An anonymous function handle made from text (str2func).
     Value handleFromText(std::string const& text);
+    // @name: bound to the local function of that name of the file running
+    // now, else a handle that resolves the name when it is called.
+    Value handleTo(std::string const& name);
     std::string handleText(vxArray const* handle) const;
 
     void show(char const* name, Value const& v);
@@ -108,9 +115,6 @@ public:
     unsigned long long ticStamp = 0;
     bool ticSet = false;
     std::string lastError;
-    // Warnings turned off, by identifier, or all of them.
-    std::set<std::string> warningsOff;
-    bool allWarningsOff = false;
     // Set when a command asked to leave the session; the program stops.
     bool exitRequested = false;
     // The variable names of the arguments of the call being made ("" for
@@ -122,13 +126,11 @@ public:
     // ---- programs in files (UserFunctions.cpp) ----
     // The parse of a file found on the path, kept with the file.
     std::shared_ptr<ParsedFile const> parsedFile(std::shared_ptr<files::SourceFile const> const& file);
-    // Calls a function of a file; `unit` keeps the parse alive.
-    Values callUser(std::shared_ptr<void const> const& owner, ParsedFile const& unit, FunctionDef const& fn, Values& args,
+    // Calls a function of a file; `keeper` keeps the parse alive and outlives the call.
+    Values callUser(std::shared_ptr<void const> const& keeper, ParsedFile const& unit, FunctionDef const& fn, Values& args,
                     int nargout);
     // Runs a script in the workspace of the frame running now.
     void runScript(std::shared_ptr<ParsedFile const> const& unit);
-    // A file's function or script by name, through the path; false when no file has the name.
-    bool callFile(std::string const& name, Values& args, int nargout, Values& out);
     // The local function of the file running now, or null.
     FunctionDef const* localFunction(std::string const& name) const;
     // The frames of the last error (innermost first), or of now when the error
@@ -163,6 +165,9 @@ private:
     bool scalarOperand(Node const& k, double& out);
     void evalList(Node const& n, Values& out);
     void evalPostfix(Node const& n, Values& out, int nargout, bool statement);
+    bool callSiteValue(Node const& n, Value& result);
+    // Whether `name` is a variable of the workspace running now.
+    bool variableNow(std::string const& name);
     void evalArgs(std::vector<NodePtr> const& args, Values& out, Value const* indexed, size_t count);
     Value binary(BinOp op, Value const& a, Value const& b);
     Value unary(UnOp op, Value const& a);
@@ -197,7 +202,12 @@ private:
     Workspace workspace_;
     std::vector<Value>* frame_;
     std::vector<Frame> frames_;
-    std::shared_ptr<Block const> program_;  // the program running now (closures keep it)
+    // The block running now, and what keeps it alive: an object that outlives
+    // the run of the block, which closures made now copy. Raw pointers, so
+    // that a call costs no counting.
+    Block const* program_ = nullptr;
+    std::shared_ptr<void const> const* keeper_ = nullptr;
+    struct ProgramScope;
     std::unordered_map<std::uint64_t, std::shared_ptr<Closure>> closures_;
     std::uint64_t nextClosure_ = 1;
     unsigned long long polls_ = 0;
@@ -207,6 +217,32 @@ private:
     int callDepth_ = 0;
     std::unique_ptr<files::SourcePath> paths_;
     std::vector<std::vector<Value>> spareLocals_;  // workspaces of finished calls, for the next
+    // ---- the call path (Calls.cpp, UserFunctions.cpp) ----
+    // What a name calls: its kind and the function (a FunctionDef for a local
+    // function, the pin of the file for a file's, the built-in's pointer).
+    struct Callee {
+        unsigned char kind;
+        void const* fn;
+    };
+    Callee resolve(std::string const& name, Node const* site);
+    Callee lookUp(std::string const& name);
+    // Resolutions stand while the search path's epoch does: every statement
+    // at the prompt, addpath, cd and rehash start a new one.
+    unsigned long long resolveStamp() const;
+    Values callResolved(Callee callee, std::string const& name, Values& args, int nargout);
+    // The parses of files that calls resolved to since the last statement at
+    // the prompt, so that a call running survives the path dropping its file.
+    std::unordered_map<void const*, std::shared_ptr<void const>> pins_;
+    // Arguments of calls of functions in files, on a stack that keeps its
+    // storage, so that such a call allocates no argument list.
+    Values argStack_;
+    // Runs a function of a file on arguments args[0..count) (moved from);
+    // its workspace is left in `locals` for the outputs to be taken.
+    void runUser(std::shared_ptr<void const> const& keeper, ParsedFile const& unit, FunctionDef const& fn, Value* args,
+                 size_t count, int nargout, std::vector<Value>& locals);
+    void takeOutputs(FunctionDef const& fn, std::vector<Value>& locals, int nargout, Values& out);
+    std::vector<Value> spareWorkspace();
+    void giveBack(std::vector<Value>& locals);
     std::vector<files::Frame> errorStack_;
     bool stackTaken_ = false;
     void noteErrorStack() {

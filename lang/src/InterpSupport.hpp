@@ -81,4 +81,22 @@ inline void putMember(vxArray* holder, size_t slotIndex, Value& v) {
 }
 
 } // namespace detail
+
+// Sets the block running and its keeper for a scope, and puts the caller's
+// back when the scope ends, thrown through or not.
+struct Interp::ProgramScope {
+    ProgramScope(Interp& in, Block const* program, std::shared_ptr<void const> const* keeper)
+        : in_(in), program_(in.program_), keeper_(in.keeper_) {
+        in.program_ = program;
+        in.keeper_ = keeper;
+    }
+    ~ProgramScope() {
+        in_.program_ = program_;
+        in_.keeper_ = keeper_;
+    }
+    Interp& in_;
+    Block const* program_;
+    std::shared_ptr<void const> const* keeper_;
+};
+
 } // namespace qzlang

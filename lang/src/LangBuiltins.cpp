@@ -11,18 +11,13 @@
 
 #include <qzservices/display/ioPrintArray.hpp>
 #include <qzservices/display/sizes.hpp>
-#include <qzservices/io/callbacks.hpp>
-#include <qzservices/io/keybrd.hpp>
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <map>
-#include <thread>
-#include <unistd.h>
 
 namespace qzlang {
 
@@ -443,21 +438,6 @@ void fnWhos(Interp& in, int, Values&, Values& args) {
     uvPutsn(0, s.data(), s.size());
 }
 
-void fnExist(Interp& in, int, Values& out, Values& args) {
-    argCount("exist", args, 1, 2);
-    std::string const name = textOf(args[0], "exist", "a name");
-    std::string kind = args.size() == 2 ? textOf(args[1], "exist", "the kind") : "";
-    bool const var = in.workspace().find(name) != nullptr;
-    bool const fn = in.functionExists(name);
-    double r = 0;
-    if (kind.empty()) r = var ? 1 : fn ? 5 : 0;
-    else if (kind == "var") r = var ? 1 : 0;
-    else if (kind == "builtin") r = fn ? 5 : 0;
-    else if (kind == "file" || kind == "dir" || kind == "class") r = 0;
-    else vxErrMsgId("Calyx:badArgument", "exist takes 'var', 'builtin', 'file', 'dir' or 'class' as its kind.");
-    out.emplace_back(r);
-}
-
 // ---- time ----
 
 void fnTic(Interp& in, int nargout, Values& out, Values& args) {
@@ -489,33 +469,6 @@ void fnToc(Interp& in, int nargout, Values& out, Values& args) {
         return;
     }
     uvPrintf("Elapsed time is %.6f seconds.\n", seconds);
-}
-
-void fnPause(Interp& in, int, Values&, Values& args) {
-    argCount("pause", args, 0, 1);
-    if (in.stepLimit) return;  // a bounded session never waits
-    if (args.empty()) {
-        // One key: the host's reader when it has one, else the terminal's.
-        if (_sv_iocb.flushRead) {
-            if (_sv_iocb.flushRead() != -1) return;
-        }
-        if (isatty(0)) ioGetCharNoEcho(true, false);
-        return;
-    }
-    if (isTextValue(args[0])) return;  // pause on / pause off: nothing to change here
-    if (!args[0].isNum() || !(args[0].num() >= 0))
-        vxErrMsgId("Calyx:badArgument", "pause takes a number of seconds, 0 or more.");
-    double const seconds = args[0].num();
-    if (std::isinf(seconds)) vxErrMsgId("Calyx:badArgument", "pause(Inf) would never end; press a key with pause instead.");
-    // Sleeps in short slices so that ctrl-C ends it at once.
-    auto const end = std::chrono::steady_clock::now() +
-                     std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(seconds));
-    for (;;) {
-        uvLongjmpIfInterruptPending();
-        auto const now = std::chrono::steady_clock::now();
-        if (now >= end) return;
-        std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(end - now, std::chrono::milliseconds(10)));
-    }
 }
 
 // ---- errors ----
@@ -568,54 +521,10 @@ void fnError(Interp&, int, Values&, Values& args) {
     throw vx::Error(id, message);
 }
 
-// warning(msg), warning(id, fmt, args...), warning(fmt, args...);
-// warning('off', id), warning('on', id), warning off all. A warning prints
-// "Warning: " and its message on the error stream and never stops anything.
-void fnWarning(Interp& in, int, Values&, Values& args) {
-    if (args.empty()) return;
-    std::string const first = textOf(args[0], "warning", "its message");
-    if (first == "off" || first == "on") {
-        std::string const id = args.size() > 1 ? textOf(args[1], "warning", "an identifier") : "all";
-        if (id == "all") {
-            in.warningsOff.clear();
-            in.allWarningsOff = first == "off";
-        } else if (first == "off") {
-            in.warningsOff.insert(id);
-        } else {
-            in.warningsOff.erase(id);
-        }
-        return;
-    }
-    std::string id, message;
-    if (args.size() == 1) {
-        message = first;
-    } else {
-        size_t fmt = 0;
-        if (looksLikeIdentifier(first)) id = first, fmt = 1;
-        std::string const format = textOf(args[fmt], "warning", "its format");
-        std::vector<ArrayPtr> tmps(args.size());
-        std::vector<vxArray const*> rest;
-        for (size_t k = fmt + 1; k < args.size(); ++k) rest.push_back(args[k].view(tmps[k]));
-        message = kernels::formatText(format, rest);
-    }
-    if (message.empty() || in.allWarningsOff || (!id.empty() && in.warningsOff.count(id))) return;
-    vxWarningMsgId(id.c_str(), "%s", message.c_str());
-}
-
 void fnRethrow(Interp& in, int n, Values& out, Values& args) {
     argCount("rethrow", args, 1, 1);
     if (args[0].classId() != vxSTRUCT_CLASS) vxErrMsgId("Calyx:badArgument", "rethrow needs the structure of an error.");
     fnError(in, n, out, args);
-}
-
-void fnLasterr(Interp& in, int, Values& out, Values& args) {
-    argCount("lasterr", args, 0, 0);
-    out.push_back(text(in.lastError));
-}
-
-void fnLastwarn(Interp&, int, Values& out, Values& args) {
-    argCount("lastwarn", args, 0, 0);
-    out.push_back(text(vx::lastWarningMessage()));
 }
 
 void fnPi(Interp&, int, Values& out, Values& args) {
@@ -626,7 +535,7 @@ void fnPi(Interp&, int, Values& out, Values& args) {
 } // namespace
 
 LangFunction findLangFunction(std::string const& name) {
-    // Programs in files bring their own error, warning, exist and pause.
+    // Programs in files bring exist, pause, warning, lasterr and lastwarn.
     if (LangFunction f = findFileFunction(name)) return f;
     static std::map<std::string, LangFunction> const table = {
         {"disp", &fnDisp},         {"display", &fnDisplay},     {"fprintf", &fnFprintf},
@@ -635,10 +544,8 @@ LangFunction findLangFunction(std::string const& name) {
         {"isstruct", &fnIsstruct}, {"class", &fnClass},         {"is_function_handle", &fnIsaHandle},
         {"feval", &fnFeval},       {"func2str", &fnFunc2str},   {"str2func", &fnStr2func},
         {"cellfun", &fnCellfun},   {"arrayfun", &fnArrayfun},   {"who", &fnWho},
-        {"whos", &fnWhos},         {"exist", &fnExist},         {"tic", &fnTic},
-        {"toc", &fnToc},           {"pause", &fnPause},         {"error", &fnError},
-        {"rethrow", &fnRethrow},   {"lasterr", &fnLasterr},     {"lastwarn", &fnLastwarn},
-        {"pi", &fnPi},             {"warning", &fnWarning},
+        {"whos", &fnWhos},         {"tic", &fnTic},             {"toc", &fnToc},
+        {"error", &fnError},       {"rethrow", &fnRethrow},     {"pi", &fnPi},
     };
     auto it = table.find(name);
     return it == table.end() ? nullptr : it->second;

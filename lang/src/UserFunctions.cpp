@@ -21,6 +21,11 @@ namespace {
 
 int const kRecursionLimit = 500;
 
+[[noreturn]] void unsetOutput(FunctionDef const& fn, size_t k) {
+    vxErrMsgId("Calyx:unassignedOutput", "Output argument '%s' of %s was not set.", fn.outputs[k].c_str(),
+               fn.name.c_str());
+}
+
 // A parser's "why (line L, column C)" as the file's own syntax error:
 // "File: PATH Line: L Column: C" and the reason on the next line.
 // A place past the file's last character (the parser's end, after the line
@@ -95,7 +100,7 @@ std::vector<files::Frame> Interp::currentStack() const {
     std::vector<files::Frame> out;
     for (auto it = frames_.rbegin(); it != frames_.rend(); ++it) {
         files::Frame f;
-        if (it->unit && !it->script) {
+        if (it->fn && it->unit && !it->script) {
             // A function's frame carries no text, so that a call makes no copy of it.
             f.name = it->fn == &it->unit->functions[0] ? it->fn->name : it->unit->name + ">" + it->fn->name;
             f.file = it->unit->path;
@@ -118,83 +123,79 @@ std::vector<files::Frame> Interp::takeErrorStack() {
     return out;
 }
 
-Values Interp::callUser(std::shared_ptr<void const> const& owner, ParsedFile const& unit, FunctionDef const& fn,
-                        Values& args, int nargout) {
+std::vector<Value> Interp::spareWorkspace() {
+    // A workspace from the spares of earlier calls: a call in a loop allocates none.
+    if (spareLocals_.empty()) return {};
+    std::vector<Value> locals = std::move(spareLocals_.back());
+    spareLocals_.pop_back();
+    return locals;
+}
+
+void Interp::giveBack(std::vector<Value>& locals) {
+    if (spareLocals_.size() >= 64) return;
+    locals.clear();
+    spareLocals_.push_back(std::move(locals));
+}
+
+void Interp::runUser(std::shared_ptr<void const> const& keeper, ParsedFile const& unit, FunctionDef const& fn,
+                     Value* args, size_t count, int nargout, std::vector<Value>& locals) {
     size_t const fixedIn = fn.params.size() - (fn.varargin ? 1 : 0);
-    size_t const fixedOut = fn.outputs.size() - (fn.varargout ? 1 : 0);
-    if (!fn.varargin && args.size() > fn.params.size())
+    if (!fn.varargin && count > fn.params.size())
         vxErrMsgId("Calyx:tooManyInputs", "Too many input arguments for %s.", fn.name.c_str());
     if (!fn.varargout && nargout > static_cast<int>(std::max<size_t>(fn.outputs.size(), 1)))
         vxErrMsgId("Calyx:tooManyOutputs", "Too many output arguments for %s.", fn.name.c_str());
     if (callDepth_ >= kRecursionLimit)
         vxErrMsgId("Calyx:recursionLimit", "Maximum recursion limit of %d reached.", kRecursionLimit);
 
-    // A workspace from the spares of earlier calls: a call in a loop allocates none.
-    std::vector<Value> locals;
-    if (!spareLocals_.empty()) {
-        locals = std::move(spareLocals_.back());
-        spareLocals_.pop_back();
-    }
     locals.resize(fn.slots.values.size());
-    size_t const bound = std::min(args.size(), fixedIn);
+    size_t const bound = std::min(count, fixedIn);
     for (size_t k = 0; k < bound; ++k) locals[k] = std::move(args[k]);
     if (fn.varargin) {
-        size_t const extra = args.size() > fixedIn ? args.size() - fixedIn : 0;
+        size_t const extra = count > fixedIn ? count - fixedIn : 0;
         ArrayPtr cell(vxCreateCellMatrix(1, extra));
         for (size_t k = 0; k < extra; ++k) vxSetCell(cell.get(), k, args[fixedIn + k].copy().release());
         locals[fixedIn] = Value(std::move(cell));
     }
-    locals[fn.narginSlot] = Value(static_cast<double>(args.size()));
+    locals[fn.narginSlot] = Value(static_cast<double>(count));
     locals[fn.nargoutSlot] = Value(static_cast<double>(nargout));
 
     Frame frame{&locals, std::string(), std::string(), fn.line};
     frame.fn = &fn;
     frame.unit = &unit;
     FrameGuard guard(frames_, std::move(frame));
+    ProgramScope scope(*this, &fn.body, &keeper);
     std::vector<Value>* const savedFrame = frame_;
-    std::shared_ptr<Block const> savedProgram = std::move(program_);
     size_t const savedEnds = ends_.size();
     ++callDepth_;
     frame_ = &locals;
-    program_ = std::shared_ptr<Block const>(owner, &fn.body);
     try {
         exec(fn.body);
     } catch (...) {
         noteErrorStack();
         frame_ = savedFrame;
-        program_ = std::move(savedProgram);
         ends_.resize(savedEnds);
         --callDepth_;
         throw;
     }
     frame_ = savedFrame;
-    program_ = std::move(savedProgram);
     --callDepth_;
-    struct GiveBack {
-        std::vector<std::vector<Value>>& spares;
-        std::vector<Value>& locals;
-        ~GiveBack() {
-            if (spares.size() >= 64) return;
-            locals.clear();
-            spares.push_back(std::move(locals));
-        }
-    } giveBack{spareLocals_, locals};
+}
 
-    Values out;
+void Interp::takeOutputs(FunctionDef const& fn, std::vector<Value>& locals, int nargout, Values& out) {
+    size_t const fixedOut = fn.outputs.size() - (fn.varargout ? 1 : 0);
     size_t const wanted = static_cast<size_t>(std::max(nargout, 1));
     for (size_t k = 0; k < wanted && k < fixedOut; ++k) {
         Value& v = locals[fn.outputSlots[k]];
         if (!v.isSet()) {
-            if (k == 0 && nargout == 0) return out;  // a function called for its effect
-            vxErrMsgId("Calyx:unassignedOutput", "Output argument '%s' of %s was not set.", fn.outputs[k].c_str(),
-                       fn.name.c_str());
+            if (k == 0 && nargout == 0) return;  // a function called for its effect
+            unsetOutput(fn, k);
         }
         out.push_back(std::move(v));
     }
     if (fn.varargout && wanted > fixedOut) {
         Value& v = locals[fn.outputSlots[fixedOut]];
         if (!v.isSet() || v.classId() != vxCELL_CLASS) {
-            if (nargout == 0 && fixedOut == 0) return out;
+            if (nargout == 0 && fixedOut == 0) return;
             vxErrMsgId("Calyx:unassignedOutput", "varargout of %s must be a cell holding the outputs.", fn.name.c_str());
         }
         vxArray const* cell = v.array();
@@ -208,6 +209,87 @@ Values Interp::callUser(std::shared_ptr<void const> const& owner, ParsedFile con
             out.emplace_back(ArrayPtr(vxDuplicateArray(vxGetCell(cell, k - fixedOut))));
         }
     }
+}
+
+namespace {
+
+// Gives a workspace back to the spares when the call is over, thrown through or not.
+struct Spare {
+    Spare(Interp& in, std::vector<Value>& locals, void (Interp::*back)(std::vector<Value>&))
+        : in(in), locals(locals), back(back) {}
+    ~Spare() { (in.*back)(locals); }
+    Interp& in;
+    std::vector<Value>& locals;
+    void (Interp::*back)(std::vector<Value>&);
+};
+
+} // namespace
+
+bool Interp::variableNow(std::string const& name) {
+    if (frame_ == &workspace_.values) return workspace_.find(name) != nullptr;
+    FunctionDef const* fn = frames_.back().fn;
+    if (!fn || frame_ != frames_.back().slots) return false;
+    auto it = fn->slots.slots.find(name);
+    return it != fn->slots.slots.end() && static_cast<size_t>(it->second) < frame_->size() &&
+           (*frame_)[it->second].isSet();
+}
+
+// The common call in a loop, y = f(x) with f a function of a file that the
+// site has already resolved: its arguments go on the argument stack and its
+// one result comes back without a list. False, having done nothing, for any
+// other call. `result` is unset when the function gives no value.
+bool Interp::callSiteValue(Node const& n, Value& result) {
+    Node const& base = n.op == Op::Var ? n : *n.kids[0];
+    if (base.op != Op::Var || base.sub == 1 || slot(base.slot).isSet()) return false;
+    std::vector<NodePtr> const* argNodes = nullptr;
+    if (n.op == Op::Postfix) {
+        if (n.steps.size() != 1 || n.steps[0].kind != Step::Paren) return false;
+        argNodes = &n.steps[0].args;
+    }
+    std::shared_ptr<void const> const* keeper;
+    ParsedFile const* unit;
+    FunctionDef const* fn;
+    if (base.fnKind == KindLocal) {
+        keeper = keeper_;
+        unit = frames_.back().unit;
+        fn = static_cast<FunctionDef const*>(base.fnCache);
+    } else if (base.fnKind == KindFile && base.fnStamp == resolveStamp()) {
+        keeper = static_cast<std::shared_ptr<void const> const*>(base.fnCache);
+        unit = static_cast<ParsedFile const*>(keeper->get());
+        if (unit->script || unit->functions.empty()) return false;
+        fn = &unit->functions[0];
+    } else {
+        return false;
+    }
+    struct Pop {
+        Values& stack;
+        size_t const first;
+        ~Pop() { stack.resize(first); }
+    } pop{argStack_, argStack_.size()};
+    if (argNodes) evalArgs(*argNodes, argStack_, nullptr, 0);
+    std::vector<Value> locals = spareWorkspace();
+    Spare spare(*this, locals, &Interp::giveBack);
+    // The arguments are moved into the workspace before the body can push more.
+    runUser(*keeper, *unit, *fn, argStack_.data() + pop.first, argStack_.size() - pop.first, 1, locals);
+    if (fn->varargout || fn->outputs.empty()) {
+        Values out;
+        takeOutputs(*fn, locals, 1, out);
+        if (!out.empty()) result = std::move(out[0]);
+        return true;
+    }
+    Value& v = locals[fn->outputSlots[0]];
+    if (!v.isSet()) unsetOutput(*fn, 0);
+    result = std::move(v);
+    return true;
+}
+
+Values Interp::callUser(std::shared_ptr<void const> const& keeper, ParsedFile const& unit, FunctionDef const& fn,
+                        Values& args, int nargout) {
+    std::vector<Value> locals = spareWorkspace();
+    Spare spare(*this, locals, &Interp::giveBack);
+    runUser(keeper, unit, fn, args.data(), args.size(), nargout, locals);
+    Values out;
+    takeOutputs(fn, locals, nargout, out);
     return out;
 }
 
@@ -233,45 +315,19 @@ void Interp::runScript(std::shared_ptr<ParsedFile const> const& unit) {
     frame.fn = caller.fn;
     frame.script = true;
     FrameGuard guard(frames_, std::move(frame));
-    std::shared_ptr<Block const> savedProgram = program_;
+    std::shared_ptr<void const> const keeper = block;
+    ProgramScope scope(*this, block.get(), &keeper);
     size_t const savedEnds = ends_.size();
     ++callDepth_;
-    program_ = block;
     try {
         exec(*block);
     } catch (...) {
         noteErrorStack();
-        program_ = savedProgram;
         ends_.resize(savedEnds);
         --callDepth_;
         throw;
     }
-    program_ = savedProgram;
     --callDepth_;
-}
-
-bool Interp::callFile(std::string const& name, Values& args, int nargout, Values& out) {
-    files::SourcePath& paths = sourcePath();
-    std::shared_ptr<files::SourceFile const> held;
-    std::shared_ptr<files::SourceFile const> const* cached = paths.cachedNow(name);
-    if (!cached) {
-        if (!files::isValidName(name)) return false;
-        held = paths.locate(name);
-        cached = &held;
-    }
-    // callUser takes its own reference before anything can change the cache.
-    std::shared_ptr<files::SourceFile const> const& file = *cached;
-    if (!file) return false;
-    // The parse kept with the file; the file keeps it alive for the call.
-    ParsedFile const* unit = file->parsed ? static_cast<ParsedFile const*>(file->parsed.get()) : parsedFile(file).get();
-    if (unit->script) {
-        if (!args.empty()) vxErrMsgId("Calyx:scriptArguments", "'%s' is a script and takes no arguments.", name.c_str());
-        runScript(std::static_pointer_cast<ParsedFile const>(file->parsed));
-        return true;
-    }
-    if (unit->functions.empty()) vxErrMsgId("Calyx:emptyFile", "The file of '%s' defines no function.", name.c_str());
-    out = callUser(file, *unit, unit->functions[0], args, nargout);
-    return true;
 }
 
 files::SourcePath& Interp::sourcePath() {
@@ -286,17 +342,11 @@ void Interp::evalText(std::string const& text, Values& out) {
     if (frame_ != &workspace_.values) frame_->resize(frames_.back().fn->slots.values.size());
     if (block->size() != 1 || (*block)[0]->kind != StmtKind::Expr)
         vxErrMsgId("Calyx:input:notExpression", "The text typed is not an expression.");
-    std::shared_ptr<Block const> saved = program_;
-    program_ = block;
-    try {
-        Node const& e = *(*block)[0]->expr;
-        if (e.op == Op::Var || e.op == Op::Postfix) evalPostfix(e, out, 1, false);
-        else out.push_back(eval(e));
-    } catch (...) {
-        program_ = saved;
-        throw;
-    }
-    program_ = saved;
+    std::shared_ptr<void const> const keeper = block;
+    ProgramScope scope(*this, block.get(), &keeper);
+    Node const& e = *(*block)[0]->expr;
+    if (e.op == Op::Var || e.op == Op::Postfix) evalPostfix(e, out, 1, false);
+    else out.push_back(eval(e));
 }
 
 } // namespace qzlang

@@ -123,6 +123,53 @@ TEST_F(ProgramFiles, RecursionStopsAtItsLimitAndTheSessionGoesOn) {
     EXPECT_EQ("double 1x1: 3628800", value("fact(10)"));
     EXPECT_EQ("error: Maximum recursion limit of 500 reached.", value("down(1)"));
     EXPECT_EQ("double 1x1: 2", value("1 + 1"));
+
+    // The report shows the first and the last five frames; err.stack keeps all 500.
+    EXPECT_FALSE(prompt("down(1)"));
+    ASSERT_EQ(1u, reports.size());
+    std::string five;
+    for (int k = 0; k < 5; ++k) five += "\nError in down (line 2)";
+    EXPECT_EQ("Error using down\nMaximum recursion limit of 500 reached." + five + "\n... 490 frames left out ..." + five,
+              reports[0]);
+    ASSERT_EQ("", errorOf("try\n  down(1);\ncatch err\nend"));
+    EXPECT_EQ("double 1x1: 500", value("numel(err.stack)"));
+}
+
+TEST_F(ProgramFiles, ACallSiteFollowsWhatItsNameResolvesToNow) {
+    // g's site of pi resolved to the built-in; a file pi.cx, once there, wins.
+    scratch.write("work/g.cx", "function y = g()\ny = round(pi * 2);\n");
+    EXPECT_EQ("double 1x1: 6", value("g()"));
+    std::string const pi = scratch.write("work/pi.cx", "function y = pi()\ny = 3.5;\n");
+    EXPECT_EQ("double 1x1: 7", value("g()"));
+    ASSERT_EQ(0, std::remove(pi.c_str()));
+    EXPECT_EQ("double 1x1: 6", value("g()"));
+    // A variable of a function hides a function of its name in command form too.
+    scratch.write("work/cmd.cx", "function y = cmd()\na = 5;\na -1\ny = ans;\n");
+    EXPECT_EQ("double 1x1: 4", value("cmd()"));
+}
+
+TEST_F(ProgramFiles, HandlesMadeInAFileCallThatFilesLocalFunctions) {
+    scratch.write("work/mk.cx", "function [h, a] = mk()\nh = @helper;\na = @(x) helper(x) + 1;\nend\n"
+                                "function y = helper(x)\ny = x * 7;\nend\n");
+    scratch.write("work/other.cx", "function y = other(h)\ny = h(1);\nend\n"
+                                   "function y = helper(x)\ny = -1;\nend\n");
+    ASSERT_EQ("", errorOf("[h, a] = mk();"));
+    struct Row {
+        char const* expression;
+        char const* value;
+    } const rows[] = {
+        {"h(2)", "double 1x1: 14"},
+        {"a(2)", "double 1x1: 15"},
+        {"other(h)", "double 1x1: 7"},
+        {"other(a)", "double 1x1: 8"},
+        {"cellfun(h, {1, 2})", "double 1x2: 7 14"},
+        {"func2str(h)", "char 1x7: '@helper'"},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.expression);
+        EXPECT_EQ(row.value, value(row.expression));
+    }
+    EXPECT_EQ("error: Undefined function or variable 'helper'.", value("helper(1)"));
 }
 
 TEST_F(ProgramFiles, ErrorsNameTheirFramesAndLines) {

@@ -123,8 +123,20 @@ std::string errorReport(std::string const& message, std::vector<Frame> const& fr
     } else {
         report = "Error: " + message;
     }
-    for (Frame const& f : frames) {
-        if (f.file.empty()) continue;  // a built-in has no line to show
+    std::vector<Frame const*> inFiles;
+    for (Frame const& f : frames)
+        if (!f.file.empty()) inFiles.push_back(&f);  // a built-in has no line to show
+    // A deep recursion would bury the message under hundreds of lines: the
+    // innermost and outermost frames tell where it went wrong and where it began.
+    std::size_t const kept = kReportEndFrames;
+    std::size_t const left = inFiles.size() > 2 * kept + 1 ? inFiles.size() - 2 * kept : 0;
+    for (std::size_t k = 0; k < inFiles.size(); ++k) {
+        if (left && k == kept) {
+            report += "\n... " + std::to_string(left) + " frames left out ...";
+            k += left - 1;
+            continue;
+        }
+        Frame const& f = *inFiles[k];
         report += "\nError in " + shownName(f.name, f.file, f.line, hotLinks) + " (line " + std::to_string(f.line) + ")";
     }
     return report;

@@ -74,8 +74,10 @@ struct Node {
     std::vector<std::string> paramNames;
     std::vector<Capture> captures;
     // The function a name resolved to at its first call, kept so that a loop
-    // looks a name up once (the evaluator's cache; 0 kind means not looked up).
+    // looks a name up once (the evaluator's cache; 0 kind means not looked up),
+    // and the evaluator's stamp of when it was looked up.
     mutable void const* fnCache = nullptr;
+    mutable unsigned long long fnStamp = 0;
     mutable unsigned char fnKind = 0;
     explicit Node(Op o) : op(o) {}
 };

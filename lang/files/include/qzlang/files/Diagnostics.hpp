@@ -49,8 +49,11 @@ bool parseFileLinkTarget(std::string const& href, std::string& file, int& line);
 // "Error using NAME" and the message on the next line when the innermost
 // frame is a function (a file's or a built-in), else (the prompt, a script)
 // "Error: " and the message; then "Error in NAME
-// (line N)" for each frame with a file. With `hotLinks` each NAME of a frame
-// with a file links to it. No line end at the end.
+// (line N)" for each frame with a file. Of more than 2 * kReportEndFrames + 1
+// such frames only the first and the last kReportEndFrames are shown, with
+// the line "... N frames left out ..." between them. With `hotLinks` each
+// NAME of a frame with a file links to it. No line end at the end.
+std::size_t const kReportEndFrames = 5;
 std::string errorReport(std::string const& message, std::vector<Frame> const& frames, bool hotLinks);
 // "Warning: " and the message; then "> In NAME (line N)" for the innermost
 // frame with a file.

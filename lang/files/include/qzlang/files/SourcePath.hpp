@@ -110,6 +110,9 @@ public:
     // Before each top-level statement: every cached answer is checked again
     // at its next use. Costs nothing until then.
     void newEpoch() { ++epoch_; }
+    // The epoch now: it grows at newEpoch and invalidate, so an answer kept
+    // with it stands while it is the same.
+    unsigned long long epoch() const { return epoch_; }
     // Has every cached answer looked up along the path again and every
     // folder listed again at next use; texts are kept and read again only if
     // changed (addpath, rmpath, cd and a switch of the feature "container" do
