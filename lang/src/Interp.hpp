@@ -216,7 +216,12 @@ public:
 private:
     int callDepth_ = 0;
     std::unique_ptr<files::SourcePath> paths_;
-    std::vector<std::vector<Value>> spareLocals_;  // workspaces of finished calls, for the next
+    // The workspaces of the calls of functions in files, one per depth of
+    // such calls, kept with their storage: a call in a loop allocates none.
+    // Each is held by its own pointer, so that frames may point at it.
+    std::vector<std::unique_ptr<std::vector<Value>>> workspaces_;
+    size_t workspacesUsed_ = 0;
+    struct WorkspaceLease;
     // ---- the call path (Calls.cpp, UserFunctions.cpp) ----
     // What a name calls: its kind and the function (a FunctionDef for a local
     // function, the pin of the file for a file's, the built-in's pointer).
@@ -241,8 +246,6 @@ private:
     void runUser(std::shared_ptr<void const> const& keeper, ParsedFile const& unit, FunctionDef const& fn, Value* args,
                  size_t count, int nargout, std::vector<Value>& locals);
     void takeOutputs(FunctionDef const& fn, std::vector<Value>& locals, int nargout, Values& out);
-    std::vector<Value> spareWorkspace();
-    void giveBack(std::vector<Value>& locals);
     std::vector<files::Frame> errorStack_;
     bool stackTaken_ = false;
     void noteErrorStack() {

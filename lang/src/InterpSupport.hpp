@@ -60,6 +60,12 @@ inline double rangeCount(double a, double s, double b) {
 
 struct FrameGuard {
     FrameGuard(std::vector<Frame>& frames, Frame f) : frames_(frames) { frames_.push_back(std::move(f)); }
+    // A frame without a name or a file, made in place.
+    FrameGuard(std::vector<Frame>& frames, std::vector<Value>* slots, int line) : frames_(frames) {
+        frames_.emplace_back();
+        frames_.back().slots = slots;
+        frames_.back().line = line;
+    }
     ~FrameGuard() { frames_.pop_back(); }
     std::vector<Frame>& frames_;
 };

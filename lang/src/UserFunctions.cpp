@@ -123,19 +123,20 @@ std::vector<files::Frame> Interp::takeErrorStack() {
     return out;
 }
 
-std::vector<Value> Interp::spareWorkspace() {
-    // A workspace from the spares of earlier calls: a call in a loop allocates none.
-    if (spareLocals_.empty()) return {};
-    std::vector<Value> locals = std::move(spareLocals_.back());
-    spareLocals_.pop_back();
-    return locals;
-}
-
-void Interp::giveBack(std::vector<Value>& locals) {
-    if (spareLocals_.size() >= 64) return;
-    locals.clear();
-    spareLocals_.push_back(std::move(locals));
-}
+// The workspace of the next depth for one call: its values are unset again
+// when the call ends, thrown through or not, and its storage stays for the next.
+struct Interp::WorkspaceLease {
+    explicit WorkspaceLease(Interp& in) : in_(in) {
+        if (in.workspacesUsed_ == in.workspaces_.size()) in.workspaces_.emplace_back(new std::vector<Value>());
+        locals = in.workspaces_[in.workspacesUsed_++].get();
+    }
+    ~WorkspaceLease() {
+        for (Value& v : *locals) v = Value();
+        --in_.workspacesUsed_;
+    }
+    Interp& in_;
+    std::vector<Value>* locals;
+};
 
 void Interp::runUser(std::shared_ptr<void const> const& keeper, ParsedFile const& unit, FunctionDef const& fn,
                      Value* args, size_t count, int nargout, std::vector<Value>& locals) {
@@ -147,7 +148,8 @@ void Interp::runUser(std::shared_ptr<void const> const& keeper, ParsedFile const
     if (callDepth_ >= kRecursionLimit)
         vxErrMsgId("Calyx:recursionLimit", "Maximum recursion limit of %d reached.", kRecursionLimit);
 
-    locals.resize(fn.slots.values.size());
+    // The workspace's values are all unset: only its size may need to change.
+    if (locals.size() != fn.slots.values.size()) locals.resize(fn.slots.values.size());
     size_t const bound = std::min(count, fixedIn);
     for (size_t k = 0; k < bound; ++k) locals[k] = std::move(args[k]);
     if (fn.varargin) {
@@ -159,10 +161,9 @@ void Interp::runUser(std::shared_ptr<void const> const& keeper, ParsedFile const
     locals[fn.narginSlot] = Value(static_cast<double>(count));
     locals[fn.nargoutSlot] = Value(static_cast<double>(nargout));
 
-    Frame frame{&locals, std::string(), std::string(), fn.line};
-    frame.fn = &fn;
-    frame.unit = &unit;
-    FrameGuard guard(frames_, std::move(frame));
+    FrameGuard guard(frames_, &locals, fn.line);
+    frames_.back().fn = &fn;
+    frames_.back().unit = &unit;
     ProgramScope scope(*this, &fn.body, &keeper);
     std::vector<Value>* const savedFrame = frame_;
     size_t const savedEnds = ends_.size();
@@ -211,19 +212,6 @@ void Interp::takeOutputs(FunctionDef const& fn, std::vector<Value>& locals, int 
     }
 }
 
-namespace {
-
-// Gives a workspace back to the spares when the call is over, thrown through or not.
-struct Spare {
-    Spare(Interp& in, std::vector<Value>& locals, void (Interp::*back)(std::vector<Value>&))
-        : in(in), locals(locals), back(back) {}
-    ~Spare() { (in.*back)(locals); }
-    Interp& in;
-    std::vector<Value>& locals;
-    void (Interp::*back)(std::vector<Value>&);
-};
-
-} // namespace
 
 bool Interp::variableNow(std::string const& name) {
     if (frame_ == &workspace_.values) return workspace_.find(name) != nullptr;
@@ -267,8 +255,8 @@ bool Interp::callSiteValue(Node const& n, Value& result) {
         ~Pop() { stack.resize(first); }
     } pop{argStack_, argStack_.size()};
     if (argNodes) evalArgs(*argNodes, argStack_, nullptr, 0);
-    std::vector<Value> locals = spareWorkspace();
-    Spare spare(*this, locals, &Interp::giveBack);
+    WorkspaceLease lease(*this);
+    std::vector<Value>& locals = *lease.locals;
     // The arguments are moved into the workspace before the body can push more.
     runUser(*keeper, *unit, *fn, argStack_.data() + pop.first, argStack_.size() - pop.first, 1, locals);
     if (fn->varargout || fn->outputs.empty()) {
@@ -285,8 +273,8 @@ bool Interp::callSiteValue(Node const& n, Value& result) {
 
 Values Interp::callUser(std::shared_ptr<void const> const& keeper, ParsedFile const& unit, FunctionDef const& fn,
                         Values& args, int nargout) {
-    std::vector<Value> locals = spareWorkspace();
-    Spare spare(*this, locals, &Interp::giveBack);
+    WorkspaceLease lease(*this);
+    std::vector<Value>& locals = *lease.locals;
     runUser(keeper, unit, fn, args.data(), args.size(), nargout, locals);
     Values out;
     takeOutputs(fn, locals, nargout, out);
