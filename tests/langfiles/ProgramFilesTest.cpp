@@ -163,7 +163,7 @@ TEST_F(ProgramFiles, HandlesMadeInAFileCallThatFilesLocalFunctions) {
         {"other(h)", "double 1x1: 7"},
         {"other(a)", "double 1x1: 8"},
         {"cellfun(h, {1, 2})", "double 1x2: 7 14"},
-        {"func2str(h)", "char 1x7: '@helper'"},
+        {"func2str(h)", "char 1x6: 'helper'"},
     };
     for (Row const& row : rows) {
         SCOPED_TRACE(row.expression);
