@@ -47,8 +47,6 @@ TARGETS = {
 # Found anywhere in a line: the console table may leave its last row unterminated.
 # Why a target is known to be missed, shown beside the figure when it is.
 WHY_MISSED = {
-    "FunctionCalls / FunctionCallsCPython": "each call still allocates its argument and result lists and takes a "
-    "shared pointer to its parse (two atomic operations), which this virtual machine makes dear",
     "ProxyLineAsOneWrite / OfstreamToDevNull": "every write converts twice (narrow to UTF-16 in the stream "
     "adaptor, back to narrow in the sink) and looks the sink up under the handle's shared lock",
     "ProxyLineAndLineFeed / OfstreamToDevNull": "the line feed is a write of its own, and every write looks the "
