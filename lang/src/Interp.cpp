@@ -687,9 +687,17 @@ void Interp::fieldOf(Value const& base, std::string const& field, Values& out) {
     }
 }
 
-Value Interp::binary(BinOp op, Value const& a, Value const& b) {
+Value Interp::binary(BinOp op, Value& a, Value& b) {
     ArrayPtr ta, tb;
-    return Value(kernels::binary(static_cast<kernels::Binary>(op), a.view(ta), b.view(tb)));
+    vxArray const* x = a.view(ta);
+    vxArray const* y = b.view(tb);
+    // An operand that nothing else holds is a temporary of this expression
+    // (x .* y in x .* y + x): the kernel may write the result over it
+    // instead of filling a fresh block.
+    ArrayPtr spare;
+    if (a.isArr() && !a.shared()) spare = a.take();
+    else if (b.isArr() && !b.shared()) spare = b.take();
+    return Value(kernels::binary(static_cast<kernels::Binary>(op), x, y, std::move(spare)));
 }
 
 Value Interp::unary(UnOp op, Value const& a) {

@@ -164,7 +164,8 @@ private:
     void evalList(Node const& n, Values& out);
     void evalPostfix(Node const& n, Values& out, int nargout, bool statement);
     void evalArgs(std::vector<NodePtr> const& args, Values& out, Value const* indexed, size_t count);
-    Value binary(BinOp op, Value const& a, Value const& b);
+    // Operands are consumed: an unshared one may receive the result.
+    Value binary(BinOp op, Value& a, Value& b);
     Value unary(UnOp op, Value const& a);
     Value matrix(Node const& n);
     Value cellLiteral(Node const& n);

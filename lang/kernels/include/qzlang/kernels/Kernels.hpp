@@ -34,6 +34,12 @@ enum class Binary {
 enum class Unary { Negate, UPlus, Not, Transpose /* .' */, CTranspose /* ' */ };
 
 ArrayPtr binary(Binary op, vxArray const* a, vxArray const* b);
+// The same, where the caller gives up `spare`: an array that nobody else
+// holds, usually one of the operands (a temporary of the expression). When
+// the result is a real double array of spare's very size, it is written over
+// spare's elements instead of into a fresh block; the result is the same.
+// `spare` must stay valid until the call returns, so the kernel holds it.
+ArrayPtr binary(Binary op, vxArray const* a, vxArray const* b, ArrayPtr spare);
 ArrayPtr unary(Unary op, vxArray const* a);
 
 // The truth of a condition (if, while, &&, ||): not empty and every element
