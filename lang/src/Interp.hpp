@@ -164,6 +164,10 @@ private:
     void evalList(Node const& n, Values& out);
     void evalPostfix(Node const& n, Values& out, int nargout, bool statement);
     void evalArgs(std::vector<NodePtr> const& args, Values& out, Value const* indexed, size_t count);
+    // x .* y + x and the like over double arrays of one size, in one pass;
+    // false (nothing evaluated) when the expression does not qualify.
+    bool fuse(Node const& n, Value& out);
+    bool fuseSteps(Node const& n, std::vector<kernels::FusedStep>& steps, std::vector<vxArray const*>& arrays);
     // Operands are consumed: an unshared one may receive the result.
     Value binary(BinOp op, Value& a, Value& b);
     Value unary(UnOp op, Value const& a);
@@ -222,6 +226,9 @@ private:
         size_t count;
     };
     std::vector<EndContext> ends_;
+    // The plan of a fused expression, kept so that trying one allocates nothing.
+    std::vector<kernels::FusedStep> fuseSteps_;
+    std::vector<vxArray const*> fuseArrays_;
 };
 
 // Messages and identifiers of an error, for try/catch.

@@ -205,7 +205,7 @@ Values Interp::callUser(std::shared_ptr<void const> const& owner, ParsedFile con
                 vxErrMsgId("Calyx:unassignedOutput", "Output argument %zu of %s was not set (varargout is too short).",
                            k + 1, fn.name.c_str());
             }
-            out.emplace_back(ArrayPtr(vxDuplicateArray(vxGetCell(cell, k - fixedOut))));
+            out.emplace_back(ArrayPtr(copyArray(vxGetCell(cell, k - fixedOut))));
         }
     }
     return out;
