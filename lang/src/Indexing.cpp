@@ -357,9 +357,12 @@ bool growInPlace(vxArray* a, std::vector<size_t> newDims) {
         if (!parts[k] && k == 1) break;
         void* p = parts[k];
         if (!p || malloc_usable_size(p) < newBytes) {
+            // A new block, not realloc: vxSetData frees the old one itself.
             size_t const room = std::max(newBytes, oldBytes + oldBytes / 2);
-            p = uvRealloc(p, room);
-            if (!p) vxErrMsgId("Calyx:outOfMemory", "Out of memory: the array cannot grow to %zu bytes.", newBytes);
+            void* const bigger = uvMalloc(room);
+            if (!bigger) vxErrMsgId("Calyx:outOfMemory", "Out of memory: the array cannot grow to %zu bytes.", newBytes);
+            if (oldBytes) std::memcpy(bigger, p, oldBytes);
+            p = bigger;
             if (k == 0) vxSetData(a, p);
             else vxSetImagData(a, p);
         }
