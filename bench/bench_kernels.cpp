@@ -98,7 +98,18 @@ void KernelsTimesPlus(benchmark::State& state) {
 }
 BENCHMARK(KernelsTimesPlus)->Unit(benchmark::kMillisecond);
 
-// The statement itself, parsed and run by a session.
+// The way the statement ran before temporaries were reused and chains
+// fused: each operator writes a fresh result.
+void FreshTimesPlus(benchmark::State& state) {
+    for (auto _ : state) {
+        ArrayPtr t = qzlang::kernels::binary(Binary::Times, vectorX(), vectorY());
+        ArrayPtr z = qzlang::kernels::binary(Binary::Plus, t.get(), vectorX());
+        benchmark::DoNotOptimize(z.get());
+    }
+}
+BENCHMARK(FreshTimesPlus)->Unit(benchmark::kMillisecond);
+
+// The statement itself, parsed and run by a session (one fused pass).
 void LanguageTimesPlus(benchmark::State& state) {
     qzlang::Session session;
     session.execute("rng(1); x = rand(1, 1e7); y = rand(1, 1e7);");
@@ -198,6 +209,7 @@ int main(int argc, char** argv) {
     return qzbench::runWithRatios(argc, argv,
                                   {{"KernelsTimesPlus", "NumpyTimesPlus"},
                                    {"LanguageTimesPlus", "NumpyTimesPlus"},
+                                   {"FreshTimesPlus", "NumpyTimesPlus"},
                                    {"KernelsSum", "NumpySum"},
                                    {"KernelsMTimes", "DirectDgemm"},
                                    {"MTimesThreads1", "MTimesThreads2"},

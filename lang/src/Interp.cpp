@@ -380,36 +380,36 @@ inline __attribute__((always_inline)) bool Interp::scalarOperand(Node const& k, 
 namespace {
 
 // An operator on two double scalars, when its result is a double or logical
-// scalar: false for what needs the kernels (a negative base to a fractional
-// power leaves the reals; NaN in & or | raises there).
-inline __attribute__((always_inline)) bool scalarBinary(BinOp op, double x, double y, Value& out) {
+// scalar; an unset value for what needs the kernels (a negative base to a
+// fractional power leaves the reals; NaN in & or | raises there).
+inline __attribute__((always_inline)) Value scalarBinary(BinOp op, double x, double y) {
     switch (op) {
-    case BinOp::Plus: out = Value(x + y); return true;
-    case BinOp::Minus: out = Value(x - y); return true;
+    case BinOp::Plus: return Value(x + y);
+    case BinOp::Minus: return Value(x - y);
     case BinOp::Times:
-    case BinOp::MTimes: out = Value(x * y); return true;
+    case BinOp::MTimes: return Value(x * y);
     case BinOp::RDivide:
-    case BinOp::MRDivide: out = Value(x / y); return true;
+    case BinOp::MRDivide: return Value(x / y);
     case BinOp::LDivide:
-    case BinOp::MLDivide: out = Value(y / x); return true;
+    case BinOp::MLDivide: return Value(y / x);
     case BinOp::Power:
     case BinOp::MPower:
-        if (!(x >= 0 || y == std::floor(y))) return false;
-        out = Value(std::pow(x, y));
-        return true;
-    case BinOp::Lt: out = Value::logical(x < y); return true;
-    case BinOp::Le: out = Value::logical(x <= y); return true;
-    case BinOp::Gt: out = Value::logical(x > y); return true;
-    case BinOp::Ge: out = Value::logical(x >= y); return true;
-    case BinOp::Eq: out = Value::logical(x == y); return true;
-    case BinOp::Ne: out = Value::logical(x != y); return true;
+        if (x >= 0 || y == std::floor(y)) return Value(std::pow(x, y));
+        break;
+    case BinOp::Lt: return Value::logical(x < y);
+    case BinOp::Le: return Value::logical(x <= y);
+    case BinOp::Gt: return Value::logical(x > y);
+    case BinOp::Ge: return Value::logical(x >= y);
+    case BinOp::Eq: return Value::logical(x == y);
+    case BinOp::Ne: return Value::logical(x != y);
     case BinOp::And:
+        if (!std::isnan(x) && !std::isnan(y)) return Value::logical(x != 0 && y != 0);
+        break;
     case BinOp::Or:
-        if (std::isnan(x) || std::isnan(y)) return false;
-        out = Value::logical(op == BinOp::And ? (x != 0 && y != 0) : (x != 0 || y != 0));
-        return true;
+        if (!std::isnan(x) && !std::isnan(y)) return Value::logical(x != 0 || y != 0);
+        break;
     }
-    return false;
+    return Value();
 }
 
 } // namespace
@@ -426,9 +426,10 @@ Value Interp::eval(Node const& n) {
     }
     case Op::Binary: {
         double x, y;
-        Value r;
-        if (scalarOperand(*n.kids[0], x) && scalarOperand(*n.kids[1], y) && scalarBinary(static_cast<BinOp>(n.sub), x, y, r))
-            return r;
+        if (scalarOperand(*n.kids[0], x) && scalarOperand(*n.kids[1], y)) {
+            Value r = scalarBinary(static_cast<BinOp>(n.sub), x, y);
+            if (r.isSet()) return r;
+        }
         break;
     }
     default: break;
@@ -445,8 +446,8 @@ Value Interp::evalNode(Node const& n) {
         break;
     }
     case Op::Binary: {
-        Value r;
-        if (fuse(n, r)) return r;
+        Value fusedValue;
+        if (fuse(n, fusedValue)) return fusedValue;
         // Operands that are scalar variables or numbers are read in place.
         double x, y;
         Value a, b;
@@ -464,7 +465,10 @@ Value Interp::evalNode(Node const& n) {
             b = eval(*n.kids[1]);
             y = b.num();
         }
-        if (a.isScalar() && b.isScalar() && scalarBinary(static_cast<BinOp>(n.sub), x, y, r)) return r;
+        if (a.isScalar() && b.isScalar()) {
+            Value r = scalarBinary(static_cast<BinOp>(n.sub), x, y);
+            if (r.isSet()) return r;
+        }
         return binary(static_cast<BinOp>(n.sub), a, b);
     }
     case Op::Unary: {
