@@ -35,6 +35,7 @@ TARGETS = {
     "BM_DesktopDisplay1000 / BM_ConsoleDisplay1000": (3.0, "1000x1000 display reaching the page at most 3x "
                                                       "the console's into /dev/null"),
     "KernelsTimesPlus / NumpyTimesPlus": (1.0, "z = x .* y + x on 1e7 doubles at most numpy's time"),
+    "LanguageTimesPlus / NumpyTimesPlus": (1.0, "the statement z = x .* y + x on 1e7 doubles at most numpy's time"),
     "KernelsSum / NumpySum": (1.0, "sum(x) on 1e7 doubles at most numpy's time"),
     "KernelsMTimes / DirectDgemm": (1.1, "1000x1000 A * B within 1.1x a direct cblas_dgemm"),
     "ScalarLoop / ScalarLoopCPython": (1.0, "s = s + k over 1:1e6 faster than CPython 3.11's loop"),

@@ -154,7 +154,7 @@ ArrayPtr convert(vxArray const* a, vxClassID cls, bool keepComplex) {
     bool const complex = vxIsComplex(a) && keepComplex && supportsComplex(cls);
     if (cls == vxLOGICAL_CLASS && vxIsComplex(a))
         vxErrMsgId("qzconsole:badConversion", "Complex values cannot be converted to logical.");
-    if (vxGetClassID(a) == cls && complex == vxIsComplex(a)) return ArrayPtr(vxDuplicateArray(a));
+    if (vxGetClassID(a) == cls && complex == vxIsComplex(a)) return ArrayPtr(copyArray(a));
     ArrayPtr out = zerosOf(cls, dimsOf(a), complex);
     size_t const n = vxGetNumberOfElements(a);
     for (size_t k = 0; k < n; ++k) {
@@ -191,7 +191,7 @@ vxClassID concatClass(std::vector<vxArray const*> const& parts) {
 
 ArrayPtr concatenate(std::vector<vxArray const*> const& parts, size_t dim) {
     if (dim == 0) vxErrMsgId("qzconsole:badDimension", "The dimension must be a positive whole number.");
-    if (parts.size() == 1 && !hasNumbers(vxGetClassID(parts[0]))) return ArrayPtr(vxDuplicateArray(parts[0]));
+    if (parts.size() == 1 && !hasNumbers(vxGetClassID(parts[0]))) return ArrayPtr(copyArray(parts[0]));
     bool anyCell = false, allCell = true, anySparse = false, anyComplex = false;
     for (vxArray const* p : parts) {
         vxClassID const c = vxGetClassID(p);
@@ -264,7 +264,7 @@ ArrayPtr concatenate(std::vector<vxArray const*> const& parts, size_t dim) {
             for (size_t i = 0; i < dim; ++i) block *= d[i];
             size_t const from = o * block;
             if (cls == vxCELL_CLASS) {
-                for (size_t k = 0; k < block; ++k) vxSetCell(out.get(), at + k, vxDuplicateArray(vxGetCell(p, from + k)));
+                for (size_t k = 0; k < block; ++k) vxSetCell(out.get(), at + k, copyArray(vxGetCell(p, from + k)));
             } else if (block > 0) {
                 std::memcpy(static_cast<char*>(vxGetData(out.get())) + at * size,
                             static_cast<char const*>(vxGetData(p)) + from * size, block * size);
@@ -296,7 +296,7 @@ ArrayPtr transpose(vxArray const* a, bool conjugate) {
             pollInterrupt(i * n + j);
             size_t const from = i + j * m, to = j + i * n;
             if (cls == vxCELL_CLASS) {
-                vxSetCell(out.get(), to, vxDuplicateArray(vxGetCell(a, from)));
+                vxSetCell(out.get(), to, copyArray(vxGetCell(a, from)));
             } else {
                 size_t const size = vxGetElementSize(a);
                 std::memcpy(static_cast<char*>(vxGetData(out.get())) + to * size,
@@ -386,7 +386,7 @@ ArrayPtr range(double start, double step, double stop) {
 
 ArrayPtr toSparse(vxArray const* a) {
     vxClassID const cls = vxGetClassID(a);
-    if (vxIsSparse(a)) return ArrayPtr(vxDuplicateArray(a));
+    if (vxIsSparse(a)) return ArrayPtr(copyArray(a));
     if (cls != vxDOUBLE_CLASS && cls != vxLOGICAL_CLASS)
         vxErrMsgId("qzconsole:badSparse", "Only double and logical values can be sparse, not %s.", vxGetClassName(a));
     if (vxGetNumberOfDimensions(a) > 2) vxErrMsgId("qzconsole:badSparse", "A sparse array has two dimensions.");

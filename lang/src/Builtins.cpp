@@ -146,7 +146,7 @@ ArrayPtr fnReshape(Session&, Args& a) {
     if (count != vxGetNumberOfElements(x))
         vxErrMsgId("qzconsole:badSize", "reshape cannot change the number of elements (%zu to %zu).",
                    vxGetNumberOfElements(x), count);
-    ArrayPtr out(vxDuplicateArray(x));
+    ArrayPtr out(copyArray(x));
     vxSetDimensions(out.get(), dims.size(), dims.data());
     return out;
 }
@@ -200,7 +200,7 @@ ArrayPtr fnStruct(Session&, Args& a) {
             vxArray const* member = v;
             if (vxGetClassID(v) == vxCELL_CLASS) member = vxGetNumberOfElements(v) == 1 ? vxGetCell(v, 0) : vxGetCell(v, e);
             vxSetFieldByNumber(out.get(), e, f,
-                               member ? vxDuplicateArray(member) : vxCreateDoubleMatrix(0, 0, vxREAL));
+                               member ? copyArray(member) : vxCreateDoubleMatrix(0, 0, vxREAL));
         }
     }
     return out;
@@ -209,7 +209,7 @@ ArrayPtr fnStruct(Session&, Args& a) {
 template <vxClassID C>
 ArrayPtr fnConvert(Session&, Args& a) {
     argumentCount(C == vxDOUBLE_CLASS ? "double" : "the conversion", a, 1, 1);
-    if (C == vxDOUBLE_CLASS && vxIsSparse(a[0].get())) return ArrayPtr(vxDuplicateArray(a[0].get()));
+    if (C == vxDOUBLE_CLASS && vxIsSparse(a[0].get())) return ArrayPtr(copyArray(a[0].get()));
     return convert(a[0].get(), C);
 }
 

@@ -6,6 +6,7 @@
 #include <vx/errors.hpp>
 
 #include <algorithm>
+#include <malloc.h>
 #include <cmath>
 #include <cstring>
 
@@ -327,6 +328,52 @@ vxArray const* harmonize(ArrayPtr& a, vxArray const* rhs, ArrayPtr& rhsOwned) {
 
 } // namespace
 
+namespace {
+
+// Whether every old element keeps its linear position when an array of size
+// `od` grows to `gd` (a vector growing at its end, columns added to a matrix).
+bool keepsPositions(std::vector<size_t> od, std::vector<size_t> gd) {
+    od.resize(std::max(od.size(), gd.size()), 1);
+    gd.resize(od.size(), 1);
+    for (size_t i = 0, so = 1, sg = 1; i < od.size(); so *= od[i], sg *= gd[i], ++i)
+        if (od[i] > 1 && so != sg) return false;
+    return true;
+}
+
+// Grows an array of numbers, text or logicals whose old elements keep their
+// linear positions (a vector growing at its end, columns added) without a
+// new array: the data block keeps spare room, which the allocator reports as
+// its usable size, and runs out only after the array has grown by half. An
+// append in a loop therefore moves the data a logarithmic number of times,
+// not once per element. False when the array's data is not its own.
+bool growInPlace(vxArray* a, std::vector<size_t> newDims) {
+    if (a->shares_data() || vxIsSparse(a)) return false;
+    while (newDims.size() > 2 && newDims.back() == 1) newDims.pop_back();
+    size_t const es = vxGetElementSize(a);
+    size_t const oldBytes = vxGetNumberOfElements(a) * es;
+    size_t const newBytes = checkedElementCount(newDims) * es;
+    void* parts[2] = {vxGetData(a), vxGetImagData(a)};
+    for (int k = 0; k < 2; ++k) {
+        if (!parts[k] && k == 1) break;
+        void* p = parts[k];
+        if (!p || malloc_usable_size(p) < newBytes) {
+            // A new block, not realloc: vxSetData frees the old one itself.
+            size_t const room = std::max(newBytes, oldBytes + oldBytes / 2);
+            void* const bigger = uvMalloc(room);
+            if (!bigger) vxErrMsgId("Calyx:outOfMemory", "Out of memory: the array cannot grow to %zu bytes.", newBytes);
+            if (oldBytes) std::memcpy(bigger, p, oldBytes);
+            p = bigger;
+            if (k == 0) vxSetData(a, p);
+            else vxSetImagData(a, p);
+        }
+        std::memset(static_cast<char*>(p) + oldBytes, 0, newBytes - oldBytes);
+    }
+    vxSetDimensions(a, newDims.size(), newDims.data());
+    return true;
+}
+
+} // namespace
+
 void indexAssign(ArrayPtr& a, std::vector<Subscript> const& subs, vxArray const* rhs) {
     size_t const n = subs.size();
     if (n == 0) vxErrMsgId("Calyx:index:noSubscript", "An assignment with () needs at least one subscript.");
@@ -388,7 +435,10 @@ void indexAssign(ArrayPtr& a, std::vector<Subscript> const& subs, vxArray const*
             if (n < dims.size()) newDims = dims;  // unreachable past the check; kept for clarity
         }
     }
-    if (!newDims.empty()) {
+    if (!newDims.empty() && isPod(vxGetClassID(a.get())) && keepsPositions(dimsVec(a.get()), newDims) &&
+        growInPlace(a.get(), newDims)) {
+        ext = foldedDims(a.get(), n);
+    } else if (!newDims.empty()) {
         std::vector<size_t> oldDims = dimsVec(a.get());
         ArrayPtr grown = blankLike(a.get(), newDims, vxIsComplex(a.get()));
         // Old elements keep their subscripts.
@@ -397,12 +447,7 @@ void indexAssign(ArrayPtr& a, std::vector<Subscript> const& subs, vxArray const*
         std::vector<size_t> od = oldDims;
         od.resize(std::max(od.size(), gd.size()), 1);
         gd.resize(od.size(), 1);
-        // When every old element keeps its linear position (a vector growing
-        // at its end, columns added to a matrix), numbers move as one block.
-        bool samePositions = true;
-        for (size_t i = 0, so = 1, sg = 1; i < od.size(); so *= od[i], sg *= gd[i], ++i)
-            if (od[i] > 1 && so != sg) samePositions = false;
-        if (nOld && samePositions && isPod(vxGetClassID(a.get()))) {
+        if (nOld && keepsPositions(od, gd) && isPod(vxGetClassID(a.get()))) {
             size_t const bytes = nOld * vxGetElementSize(a.get());
             std::memcpy(vxGetData(grown.get()), vxGetData(a.get()), bytes);
             if (vxGetImagData(a.get())) std::memcpy(vxGetImagData(grown.get()), vxGetImagData(a.get()), bytes);

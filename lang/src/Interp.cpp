@@ -10,6 +10,7 @@
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstring>
@@ -379,6 +380,43 @@ inline __attribute__((always_inline)) bool Interp::scalarOperand(Node const& k, 
     return false;
 }
 
+namespace {
+
+// An operator on two double scalars, when its result is a double or logical
+// scalar; an unset value for what needs the kernels (a negative base to a
+// fractional power leaves the reals; NaN in & or | raises there).
+inline __attribute__((always_inline)) Value scalarBinary(BinOp op, double x, double y) {
+    switch (op) {
+    case BinOp::Plus: return Value(x + y);
+    case BinOp::Minus: return Value(x - y);
+    case BinOp::Times:
+    case BinOp::MTimes: return Value(x * y);
+    case BinOp::RDivide:
+    case BinOp::MRDivide: return Value(x / y);
+    case BinOp::LDivide:
+    case BinOp::MLDivide: return Value(y / x);
+    case BinOp::Power:
+    case BinOp::MPower:
+        if (x >= 0 || y == std::floor(y)) return Value(std::pow(x, y));
+        break;
+    case BinOp::Lt: return Value::logical(x < y);
+    case BinOp::Le: return Value::logical(x <= y);
+    case BinOp::Gt: return Value::logical(x > y);
+    case BinOp::Ge: return Value::logical(x >= y);
+    case BinOp::Eq: return Value::logical(x == y);
+    case BinOp::Ne: return Value::logical(x != y);
+    case BinOp::And:
+        if (!std::isnan(x) && !std::isnan(y)) return Value::logical(x != 0 && y != 0);
+        break;
+    case BinOp::Or:
+        if (!std::isnan(x) && !std::isnan(y)) return Value::logical(x != 0 || y != 0);
+        break;
+    }
+    return Value();
+}
+
+} // namespace
+
 // The fast path: numbers, variables, and arithmetic or comparison of two
 // scalar operands, with nothing else on the stack; the rest goes to evalNode.
 Value Interp::eval(Node const& n) {
@@ -392,21 +430,8 @@ Value Interp::eval(Node const& n) {
     case Op::Binary: {
         double x, y;
         if (scalarOperand(*n.kids[0], x) && scalarOperand(*n.kids[1], y)) {
-            switch (static_cast<BinOp>(n.sub)) {
-            case BinOp::Plus: return Value(x + y);
-            case BinOp::Minus: return Value(x - y);
-            case BinOp::Times:
-            case BinOp::MTimes: return Value(x * y);
-            case BinOp::RDivide:
-            case BinOp::MRDivide: return Value(x / y);
-            case BinOp::Lt: return Value::logical(x < y);
-            case BinOp::Le: return Value::logical(x <= y);
-            case BinOp::Gt: return Value::logical(x > y);
-            case BinOp::Ge: return Value::logical(x >= y);
-            case BinOp::Eq: return Value::logical(x == y);
-            case BinOp::Ne: return Value::logical(x != y);
-            default: break;
-            }
+            Value r = scalarBinary(static_cast<BinOp>(n.sub), x, y);
+            if (r.isSet()) return r;
         }
         break;
     }
@@ -424,6 +449,8 @@ Value Interp::evalNode(Node const& n) {
         break;
     }
     case Op::Binary: {
+        Value fusedValue;
+        if (fuse(n, fusedValue)) return fusedValue;
         // Operands that are scalar variables or numbers are read in place.
         double x, y;
         Value a, b;
@@ -442,32 +469,8 @@ Value Interp::evalNode(Node const& n) {
             y = b.num();
         }
         if (a.isScalar() && b.isScalar()) {
-            switch (static_cast<BinOp>(n.sub)) {
-            case BinOp::Plus: return Value(x + y);
-            case BinOp::Minus: return Value(x - y);
-            case BinOp::Times:
-            case BinOp::MTimes: return Value(x * y);
-            case BinOp::RDivide:
-            case BinOp::MRDivide: return Value(x / y);
-            case BinOp::LDivide:
-            case BinOp::MLDivide: return Value(y / x);
-            case BinOp::Power:
-            case BinOp::MPower:
-                if (x >= 0 || y == std::floor(y)) return Value(std::pow(x, y));
-                break;
-            case BinOp::Lt: return Value::logical(x < y);
-            case BinOp::Le: return Value::logical(x <= y);
-            case BinOp::Gt: return Value::logical(x > y);
-            case BinOp::Ge: return Value::logical(x >= y);
-            case BinOp::Eq: return Value::logical(x == y);
-            case BinOp::Ne: return Value::logical(x != y);
-            case BinOp::And:
-                if (!std::isnan(x) && !std::isnan(y)) return Value::logical(x != 0 && y != 0);
-                break;
-            case BinOp::Or:
-                if (!std::isnan(x) && !std::isnan(y)) return Value::logical(x != 0 || y != 0);
-                break;
-            }
+            Value r = scalarBinary(static_cast<BinOp>(n.sub), x, y);
+            if (r.isSet()) return r;
         }
         return binary(static_cast<BinOp>(n.sub), a, b);
     }
@@ -698,9 +701,98 @@ void Interp::fieldOf(Value const& base, std::string const& field, Values& out) {
     }
 }
 
-Value Interp::binary(BinOp op, Value const& a, Value const& b) {
+namespace {
+
+// The operators a fused expression takes, as elementwise operators; the
+// matrix ones only with a scalar side, where they act elementwise.
+bool fusable(BinOp op, kernels::Binary& as) {
+    switch (op) {
+    case BinOp::Plus: as = kernels::Binary::Plus; return true;
+    case BinOp::Minus: as = kernels::Binary::Minus; return true;
+    case BinOp::Times:
+    case BinOp::MTimes: as = kernels::Binary::Times; return true;
+    case BinOp::RDivide:
+    case BinOp::MRDivide: as = kernels::Binary::RDivide; return true;
+    case BinOp::LDivide:
+    case BinOp::MLDivide: as = kernels::Binary::LDivide; return true;
+    default: return false;
+    }
+}
+
+bool isMatrixOp(BinOp op) { return op == BinOp::MTimes || op == BinOp::MRDivide || op == BinOp::MLDivide; }
+
+} // namespace
+
+// Only worth it for two operators or more: one operator is one pass anyway.
+bool Interp::fuse(Node const& n, Value& out) {
+    kernels::Binary op;
+    if (!fusable(static_cast<BinOp>(n.sub), op)) return false;
+    if (n.kids[0]->op != Op::Binary && n.kids[1]->op != Op::Binary) return false;
+    fuseSteps_.clear();
+    fuseArrays_.clear();
+    if (!fuseSteps(n, fuseSteps_, fuseArrays_) || fuseArrays_.empty()) return false;
+    ArrayPtr r = kernels::fused(fuseSteps_, fuseArrays_);
+    if (!r) return false;
+    out = Value(std::move(r));
+    return true;
+}
+
+// Leaves are numbers and variables holding a double scalar or a real full
+// double array (all arrays of one size); reading them has no effect, so a
+// refusal half-way leaves nothing to undo.
+bool Interp::fuseSteps(Node const& n, std::vector<kernels::FusedStep>& steps, std::vector<vxArray const*>& arrays) {
+    if (steps.size() >= 64) return false;
+    switch (n.op) {
+    case Op::Number: steps.push_back({kernels::FusedStep::Scalar, kernels::Binary::Plus, 0, n.num}); return true;
+    case Op::Var: {
+        Value const& v = slot(n.slot);
+        if (v.isScalar()) {
+            steps.push_back({kernels::FusedStep::Scalar, kernels::Binary::Plus, 0, v.num()});
+            return true;
+        }
+        if (!v.isArr()) return false;
+        vxArray const* a = v.array();
+        if (vxGetClassID(a) != vxDOUBLE_CLASS || vxIsComplex(a) || vxIsSparse(a)) return false;
+        if (!arrays.empty()) {
+            vxArray const* first = arrays[0];
+            if (vxGetNumberOfDimensions(a) != vxGetNumberOfDimensions(first) ||
+                !std::equal(vxGetDimensions(a), vxGetDimensions(a) + vxGetNumberOfDimensions(a), vxGetDimensions(first)))
+                return false;
+        }
+        steps.push_back({kernels::FusedStep::Array, kernels::Binary::Plus, arrays.size(), 0});
+        arrays.push_back(a);
+        return true;
+    }
+    case Op::Binary: {
+        BinOp const op = static_cast<BinOp>(n.sub);
+        kernels::Binary as;
+        if (!fusable(op, as)) return false;
+        size_t const left = steps.size();
+        if (!fuseSteps(*n.kids[0], steps, arrays)) return false;
+        size_t const right = steps.size();
+        if (!fuseSteps(*n.kids[1], steps, arrays)) return false;
+        // A matrix operator acts elementwise only with a scalar side.
+        bool const leftScalar = right - left == 1 && steps[left].kind == kernels::FusedStep::Scalar;
+        bool const rightScalar = steps.size() - right == 1 && steps[right].kind == kernels::FusedStep::Scalar;
+        if (isMatrixOp(op) && !leftScalar && !rightScalar) return false;
+        steps.push_back({kernels::FusedStep::Apply, as, 0, 0});
+        return true;
+    }
+    default: return false;
+    }
+}
+
+Value Interp::binary(BinOp op, Value& a, Value& b) {
     ArrayPtr ta, tb;
-    return Value(kernels::binary(static_cast<kernels::Binary>(op), a.view(ta), b.view(tb)));
+    vxArray const* x = a.view(ta);
+    vxArray const* y = b.view(tb);
+    // An operand that nothing else holds is a temporary of this expression
+    // (x .* y in x .* y + x): the kernel may write the result over it
+    // instead of filling a fresh block.
+    ArrayPtr spare;
+    if (a.isArr() && !a.shared()) spare = a.take();
+    else if (b.isArr() && !b.shared()) spare = b.take();
+    return Value(kernels::binary(static_cast<kernels::Binary>(op), x, y, std::move(spare)));
 }
 
 Value Interp::unary(UnOp op, Value const& a) {

@@ -169,7 +169,12 @@ private:
     // Whether `name` is a variable of the workspace running now.
     bool variableNow(std::string const& name);
     void evalArgs(std::vector<NodePtr> const& args, Values& out, Value const* indexed, size_t count);
-    Value binary(BinOp op, Value const& a, Value const& b);
+    // x .* y + x and the like over double arrays of one size, in one pass;
+    // false (nothing evaluated) when the expression does not qualify.
+    bool fuse(Node const& n, Value& out);
+    bool fuseSteps(Node const& n, std::vector<kernels::FusedStep>& steps, std::vector<vxArray const*>& arrays);
+    // Operands are consumed: an unshared one may receive the result.
+    Value binary(BinOp op, Value& a, Value& b);
     Value unary(UnOp op, Value const& a);
     Value matrix(Node const& n);
     Value cellLiteral(Node const& n);
@@ -260,6 +265,9 @@ private:
         size_t count;
     };
     std::vector<EndContext> ends_;
+    // The plan of a fused expression, kept so that trying one allocates nothing.
+    std::vector<kernels::FusedStep> fuseSteps_;
+    std::vector<vxArray const*> fuseArrays_;
 };
 
 // Messages and identifiers of an error, for try/catch.

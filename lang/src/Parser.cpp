@@ -67,8 +67,14 @@ private:
         Token t = peek();
         ahead_.pop_front();
         if (t.kind == Tok::Bad) failAt(t, t.text.c_str());
+        if (t.kind == Tok::Ident && t.text.size() > kMaxNameLength) {
+            std::string const why = "The name '" + t.text + "' has " + std::to_string(t.text.size()) +
+                                    " characters; a name has at most 63.";
+            failAt(t, why.c_str());
+        }
         return t;
     }
+    static constexpr size_t kMaxNameLength = 63;
     void expect(Tok t, char const* what) {
         if (!at(t)) fail(what);
         take();

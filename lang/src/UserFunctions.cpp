@@ -207,7 +207,7 @@ void Interp::takeOutputs(FunctionDef const& fn, std::vector<Value>& locals, int 
                 vxErrMsgId("Calyx:unassignedOutput", "Output argument %zu of %s was not set (varargout is too short).",
                            k + 1, fn.name.c_str());
             }
-            out.emplace_back(ArrayPtr(vxDuplicateArray(vxGetCell(cell, k - fixedOut))));
+            out.emplace_back(ArrayPtr(copyArray(vxGetCell(cell, k - fixedOut))));
         }
     }
 }

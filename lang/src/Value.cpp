@@ -4,38 +4,6 @@
 
 namespace qzlang {
 
-namespace {
-
-// The library's copy keeps the text of each handle record and drops the
-// spare words, where the closure number lives: put it back, through cells
-// and structures.
-void restoreClosures(vxArray const* from, vxArray* to) {
-    if (from == nullptr || to == nullptr) return;
-    vxClassID const c = vxGetClassID(from);
-    size_t const n = vxGetNumberOfElements(from);
-    if (c == vxFUNCTION_CLASS) {
-        auto const* a = static_cast<function_handle_tag const*>(vxGetData(from));
-        auto* b = static_cast<function_handle_tag*>(vxGetData(to));
-        for (size_t k = 0; k < n; ++k) b[k].reserved[0] = a[k].reserved[0];
-    } else if (c == vxCELL_CLASS) {
-        for (size_t k = 0; k < n; ++k) restoreClosures(vxGetCell(from, k), vxGetCell(to, k));
-    } else if (c == vxSTRUCT_CLASS) {
-        int const nf = vxGetNumberOfFields(from);
-        for (size_t k = 0; k < n; ++k)
-            for (int f = 0; f < nf; ++f) restoreClosures(vxGetFieldByNumber(from, k, f), vxGetFieldByNumber(to, k, f));
-    }
-}
-
-bool holdsClosures(vxClassID c) { return c == vxFUNCTION_CLASS || c == vxCELL_CLASS || c == vxSTRUCT_CLASS; }
-
-} // namespace
-
-vxArray* copyArray(vxArray const* a) {
-    vxArray* out = vxDuplicateArray(a);
-    if (a && holdsClosures(vxGetClassID(a))) restoreClosures(a, out);
-    return out;
-}
-
 std::uint64_t closureIdOf(vxArray const* handle) {
     if (!handle || vxGetClassID(handle) != vxFUNCTION_CLASS || vxGetNumberOfElements(handle) < 1) return 0;
     return static_cast<function_handle_tag const*>(vxGetData(handle))[0].reserved[0];

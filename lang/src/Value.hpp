@@ -14,10 +14,6 @@
 
 namespace qzlang {
 
-// A deep copy that also keeps what the library's copy drops: the closure
-// number of each anonymous function handle (kept in the record's spare word).
-vxArray* copyArray(vxArray const* a);
-
 // The closure number of an anonymous function handle, 0 for none.
 std::uint64_t closureIdOf(vxArray const* handle);
 void setClosureId(vxArray* handle, std::uint64_t id);

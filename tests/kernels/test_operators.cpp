@@ -157,4 +157,46 @@ TEST(KernelOperators, ConditionsAndTransposes) {
     EXPECT_EQ(rowsOf(unary(Unary::Negate, num(-128, vxINT8_CLASS).get()).get())[0], 127);
 }
 
+TEST(KernelOperators, ASpareOperandTakesTheResultOnlyWhenItFits) {
+    using qzlang::kernels::FusedStep;
+    struct {
+        char const* what;
+        ArrayPtr spare;
+        std::vector<double> a, b;
+        Binary op;
+        std::vector<double> values;
+        bool reused;
+    } rows[] = {
+        {"same size: written over", row({1, 2, 3}), {1, 2, 3}, {10, 20, 30}, Binary::Plus, {11, 22, 33}, true},
+        {"scalar other side", row({1, 2, 3}), {1, 2, 3}, {2}, Binary::MTimes, {2, 4, 6}, true},
+        {"result larger: ignored", row({5}), {5}, {1, 2}, Binary::Minus, {4, 3}, false},
+        {"comparison: logical result", row({1, 2}), {1, 2}, {2, 2}, Binary::Lt, {1, 0}, false},
+        {"single spare", row({1, 2}, vxSINGLE_CLASS), {1, 2}, {1, 1}, Binary::Plus, {2, 3}, false},
+    };
+    for (auto& r : rows) {
+        SCOPED_TRACE(r.what);
+        // The spare stands for operand a when it has a's values.
+        ArrayPtr a = row(r.a), b = row(r.b);
+        vxArray const* left = r.spare->class_id() == vxDOUBLE_CLASS && r.spare->number_of_elements() == r.a.size() ? r.spare.get() : a.get();
+        if (left == r.spare.get()) std::memcpy(r.spare->real_data(), r.a.data(), r.a.size() * sizeof(double));
+        void const* data = r.spare->real_data();
+        ArrayPtr z = binary(r.op, left, b.get(), std::move(r.spare));
+        EXPECT_EQ(rowsOf(z.get()), r.values);
+        EXPECT_EQ(z->real_data() == data, r.reused);
+    }
+    // A fused expression: x .* y + 2 ./ x, against the operators one by one.
+    ArrayPtr x = row({1, 2, 4}), y = row({3, 5, 7});
+    std::vector<FusedStep> steps = {{FusedStep::Array, Binary::Plus, 0, 0},  {FusedStep::Array, Binary::Plus, 1, 0},
+                                    {FusedStep::Apply, Binary::Times, 0, 0}, {FusedStep::Scalar, Binary::Plus, 0, 2},
+                                    {FusedStep::Array, Binary::Plus, 0, 0},  {FusedStep::Apply, Binary::RDivide, 0, 0},
+                                    {FusedStep::Apply, Binary::Plus, 0, 0}};
+    ArrayPtr f = qzlang::kernels::fused(steps, {x.get(), y.get()});
+    ASSERT_TRUE(f);
+    EXPECT_EQ(rowsOf(f.get()), (std::vector<double>{5, 11, 28.5}));
+    ArrayPtr other = row({1, 2});
+    EXPECT_FALSE(qzlang::kernels::fused(steps, {x.get(), other.get()}));  // sizes differ
+    steps.pop_back();
+    EXPECT_FALSE(qzlang::kernels::fused(steps, {x.get(), y.get()}));  // two values left
+}
+
 } // namespace

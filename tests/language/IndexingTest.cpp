@@ -230,3 +230,28 @@ TEST_F(Evaluation, AnArrayHeldOnceChangesInPlaceAndASharedOneIsCopiedOnce) {
     run("c = {zeros(1, 10)}; d = c; c{1}(2) = 5;");
     EXPECT_EQ(describe("d"), "cell 1x1: {double 1x10: 0 0 0 0 0 0 0 0 0 0}");
 }
+
+TEST_F(Evaluation, AppendingGrowsInPlaceWithZerosAndLeavesSharedCopiesAlone) {
+    // Appends reuse the spare room of the data block; the rows check that the
+    // room between the old end and a new far element reads as zeros, and that
+    // a copy taken before the appends does not change.
+    struct {
+        char const *statements, *name, *value;
+    } const rows[] = {
+        {"x = []; for k = 1:1000, x(end+1) = k; end; ok = isequal(x, 1:1000) && numel(x) == 1000;", "ok",
+         "logical 1x1: 1"},
+        {"x = zeros(1, 3); x(end+1) = 1; x(8) = 2;", "x", "double 1x8: 0 0 0 1 0 0 0 2"},
+        {"x = 1:3; y = x; for k = 4:6, y(end+1) = k; end", "x", "double 1x3: 1 2 3"},
+        {"x = 1:3; y = x; for k = 4:6, y(end+1) = k; end", "y", "double 1x6: 1 2 3 4 5 6"},
+        {"c = [1; 2]; c(end+1) = 3;", "c", "double 3x1: 1 2 3"},
+        {"s = 'ab'; s(end+1) = 'c'; s(end+1) = 'd';", "s", "char 1x4: 'abcd'"},
+        {"z = [1i 2]; z(end+1) = 3;", "z", "double 1x3: 0+1i 2+0i 3+0i"},
+        {"m = [1 2; 3 4]; m(:, end+1) = [5; 6];", "m", "double 2x3: 1 3 2 4 5 6"},
+        {"b = true; b(end+1) = false; b(end+1) = true;", "b", "logical 1x3: 1 0 1"},
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.statements);
+        ASSERT_EQ(errorOf(row.statements), "");
+        EXPECT_EQ(describe(row.name), row.value);
+    }
+}

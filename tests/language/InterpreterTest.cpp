@@ -286,3 +286,62 @@ TEST_F(Evaluation, TheScalarFastPathAgreesWithTheArrayPath) {
         }
     }
 }
+
+TEST_F(Evaluation, FusedAndInPlaceOperatorsGiveTheSameValuesAndLeaveOperandsAlone) {
+    // x .* y + x runs in one pass; x .* y + abs(x) writes the second operator
+    // over the temporary x .* y. Neither may touch x or y, which share data.
+    struct {
+        char const *statements, *name, *value;
+    } const rows[] = {
+        {"x = [1 2 3]; y = x; z = x .* y + x;", "z", "double 1x3: 2 6 12"},
+        {"x = [1 2 3]; y = x; z = x .* y + x;", "x", "double 1x3: 1 2 3"},
+        {"x = [1 2 3]; y = x; z = x .* y + x;", "y", "double 1x3: 1 2 3"},
+        {"x = [1 -2 3]; y = x; z = x .* y + abs(x);", "z", "double 1x3: 2 6 12"},
+        {"x = [1 -2 3]; y = x; z = x .* y + abs(x);", "x", "double 1x3: 1 -2 3"},
+        {"x = [1 2 3]; w = 2*x - x/2 + 1 - 6\\x;", "w", "double 1x3: 2.33333333333333 3.66666666666667 5"},
+        {"a = [1 2 3]; b = [10; 20]; c = a .* b + a;", "c", "double 2x3: 11 21 22 42 33 63"},
+        {"a = int8([100 50]); b = a; c = a .* 2 + b;", "c", "int8 1x2: 127 127"},
+        // Large enough for several blocks and threads; the same operations in
+        // the same order give the same bits.
+        {"rng(3); x = rand(1, 200001); y = rand(1, 200001); t = x .* y; t = t ./ 3; t = t - x;"
+         "ok = isequal(x .* y ./ 3 - x, t);",
+         "ok", "logical 1x1: 1"},
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.statements);
+        ASSERT_EQ(errorOf(row.statements), "");
+        EXPECT_EQ(describe(row.name), row.value);
+    }
+    EXPECT_EQ(errorOf("a = [1 2 3]; b = [1 2]; c = a .* b + a;"),
+              "Arrays have incompatible sizes for this operation: 1x3 and 1x2.");
+    run("x = ones(1, 10);");
+    size_t const limit = qzlang::maxElements();
+    qzlang::setMaxElements(5);
+    std::string const tooLarge = errorOf("z = x .* x + x;");
+    qzlang::setMaxElements(limit);
+    EXPECT_EQ(tooLarge, "Requested array exceeds the maximum array size.");
+}
+
+TEST_F(Evaluation, NamesHaveAtMost63Characters) {
+    std::string const longest(63, 'a'), tooLong = "b" + std::string(63, 'c');
+    EXPECT_EQ(errorOf(longest + " = 1;"), "");
+    EXPECT_EQ(describe(longest.c_str()), "double 1x1: 1");
+    EXPECT_EQ(errorOf(tooLong + " = 1;"), "The name '" + tooLong + "' has 64 characters; a name has at most 63.");
+    EXPECT_EQ(errorOf("y = " + tooLong + " + 1;"), "The name '" + tooLong + "' has 64 characters; a name has at most 63.");
+}
+
+TEST_F(Evaluation, AnonymousFunctionsKeepTheirCapturesThroughCopies) {
+    run("a = 10; c = {@(x) x + a, 2}; s.f = @(x) x + a; clear a");
+    // Indexing a cell, repeating it, concatenating structures and cells,
+    // reshaping: each copies the handle.
+    run("d = c(1); f = d{1}; r1 = f(1);");
+    EXPECT_EQ(describe("r1"), "double 1x1: 11");
+    run("e = repmat(c(1), 1, 2); g = e{2}; r2 = g(5);");
+    EXPECT_EQ(describe("r2"), "double 1x1: 15");
+    run("t = [s s]; h = t(2).f; r3 = h(2);");
+    EXPECT_EQ(describe("r3"), "double 1x1: 12");
+    run("r4 = cellfun(@(v) v(3), [c(1) c(1)]);");
+    EXPECT_EQ(describe("r4"), "double 1x2: 13 13");
+    run("k = reshape(c, 2, 1); m = k{1}; r5 = m(6);");
+    EXPECT_EQ(describe("r5"), "double 1x1: 16");
+}

@@ -294,20 +294,45 @@ vxClassID resultClass(vxClassID a, vxClassID b, char const* what) {
 
 // ---- copying elements ----
 
+namespace {
+
+// The library's copy keeps the text of each handle record and drops the
+// spare words, where the closure number lives: put it back, through cells
+// and structures.
+void restoreClosures(vxArray const* from, vxArray* to) {
+    if (from == nullptr || to == nullptr) return;
+    vxClassID const c = vxGetClassID(from);
+    size_t const n = vxGetNumberOfElements(from);
+    if (c == vxFUNCTION_CLASS) {
+        auto const* a = static_cast<function_handle_tag const*>(vxGetData(from));
+        auto* b = static_cast<function_handle_tag*>(vxGetData(to));
+        for (size_t k = 0; k < n; ++k) b[k].reserved[0] = a[k].reserved[0];
+    } else if (c == vxCELL_CLASS) {
+        for (size_t k = 0; k < n; ++k) restoreClosures(vxGetCell(from, k), vxGetCell(to, k));
+    } else if (c == vxSTRUCT_CLASS) {
+        int const nf = vxGetNumberOfFields(from);
+        for (size_t k = 0; k < n; ++k)
+            for (int f = 0; f < nf; ++f) restoreClosures(vxGetFieldByNumber(from, k, f), vxGetFieldByNumber(to, k, f));
+    }
+}
+
+} // namespace
+
 void copyElement(vxArray* dst, size_t di, vxArray const* src, size_t si) {
     vxClassID c = src->class_id();
     if (c == vxCELL_CLASS) {
         vxArray* v = vxGetCell(src, si);
-        vxSetCell(dst, di, v ? vxDuplicateArray(v) : nullptr);
+        vxSetCell(dst, di, v ? copyArray(v) : nullptr);
     } else if (c == vxSTRUCT_CLASS || c == vxOBJECT_CLASS) {
         int nf = vxGetNumberOfFields(src);
         for (int f = 0; f < nf; ++f) {
             vxArray* v = vxGetFieldByNumber(src, si, f);
-            vxSetFieldByNumber(dst, di, f, v ? vxDuplicateArray(v) : nullptr);
+            vxSetFieldByNumber(dst, di, f, v ? copyArray(v) : nullptr);
         }
     } else if (c == vxFUNCTION_CLASS) {
         auto const* h = static_cast<function_handle_tag const*>(src->real_data());
         vxSetFunctionHandle(dst, di, vxFunctionHandleToString(h + si).c_str());
+        static_cast<function_handle_tag*>(dst->real_data())[di].reserved[0] = h[si].reserved[0];
     } else {
         size_t es = src->element_size();
         std::memcpy(static_cast<char*>(dst->real_data()) + di * es, static_cast<char const*>(src->real_data()) + si * es, es);
@@ -340,7 +365,7 @@ ArrayPtr gather(vxArray const* a, Dims const& d, std::vector<size_t> const& src)
 
 ArrayPtr convertClass(vxArray const* a, vxClassID cls) {
     vxClassID c = a->class_id();
-    if (c == cls) return ArrayPtr(vxDuplicateArray(a));
+    if (c == cls) return ArrayPtr(copyArray(a));
     if (!isArithmetic(c) || !isArithmetic(cls)) {
         fail("Calyx:invalidConversion", "Conversion from %s is not possible.", vxGetClassName(a));
     }
@@ -373,3 +398,14 @@ std::size_t maxElements() { return detail::gMaxElements.load(std::memory_order_r
 void setMaxElements(std::size_t n) { detail::gMaxElements.store(n, std::memory_order_relaxed); }
 
 }} // namespace qzlang::kernels
+
+namespace qzlang {
+
+vxArray* copyArray(vxArray const* a) {
+    vxArray* out = vxDuplicateArray(a);
+    vxClassID const c = a ? vxGetClassID(a) : vxUNKNOWN_CLASS;
+    if (c == vxFUNCTION_CLASS || c == vxCELL_CLASS || c == vxSTRUCT_CLASS) kernels::detail::restoreClosures(a, out);
+    return out;
+}
+
+} // namespace qzlang

@@ -113,7 +113,7 @@ ArrayPtr catArrays(size_t dim, std::vector<vxArray const*> const& given) {
             Dims d = dimsOf(p);
             if (d.size() == 2 && d[0] == 0 && d[1] == 0 && p->class_id() == vxDOUBLE_CLASS) continue;
             ArrayPtr c(vxCreateCellMatrix(1, 1));
-            vxSetCell(c.get(), 0, vxDuplicateArray(p));
+            vxSetCell(c.get(), 0, copyArray(p));
             owned.push_back(std::move(c));
             parts.push_back(owned.back().get());
         } else {
@@ -129,11 +129,11 @@ ArrayPtr catArrays(size_t dim, std::vector<vxArray const*> const& given) {
                 fail("Calyx:catStruct", "Structures can only be joined with structures.");
         cls = vxSTRUCT_CLASS;
     } else if (anyOther) {
-        if (parts.size() == 1) return ArrayPtr(vxDuplicateArray(parts[0]));
+        if (parts.size() == 1) return ArrayPtr(copyArray(parts[0]));
         fail("Calyx:catClass", "Values of class %s cannot be joined into an array.", vxGetClassName(given[0]));
     } else cls = catClass(given);
     if (parts.empty()) {
-        if (cls == vxSTRUCT_CLASS) return ArrayPtr(vxDuplicateArray(given[0]));
+        if (cls == vxSTRUCT_CLASS) return ArrayPtr(copyArray(given[0]));
         return makeArray(cls, {0, 0});
     }
 
@@ -170,7 +170,7 @@ ArrayPtr catArrays(size_t dim, std::vector<vxArray const*> const& given) {
                 for (size_t e = 0; e < p->number_of_elements(); ++e)
                     for (size_t k = 0; k < f0.size(); ++k) {
                         vxArray* v = vxGetFieldByNumber(p, e, vxGetFieldNumber(p, f0[k].c_str()));
-                        vxSetFieldByNumber(r.get(), e, int(k), v ? vxDuplicateArray(v) : nullptr);
+                        vxSetFieldByNumber(r.get(), e, int(k), v ? copyArray(v) : nullptr);
                     }
                 converted.push_back(std::move(r));
                 src.push_back(converted.back().get());
@@ -303,7 +303,7 @@ void fnReshape(int, Out& out, In const& in) {
     if (countOf(d) != n)
         fail("Calyx:reshapeCount", "To reshape, the number of elements must not change: %zu elements into %s.", n,
              sizeText(trimDims(d)).c_str());
-    ArrayPtr r(vxDuplicateArray(in[0]));
+    ArrayPtr r(copyArray(in[0]));
     Dims t = trimDims(d);
     vxSetDimensions(r.get(), t.size(), t.data());
     out.push_back(std::move(r));

@@ -143,12 +143,29 @@ template <Binary OP> void streamSame(double* z, double const* x, double const* y
 #endif
 }
 
-template <Binary OP> ArrayPtr realDoubles(Broadcast const& p, double const* x, double const* y) {
+// Whether `spare` can hold a double result of size `out`: a real full double
+// array of that very size. Writing z[k] over an operand's x[k] is safe because
+// each element is read before its own place is written, and an operand of
+// the result's size is never expanded.
+bool fitsResult(vxArray const* spare, Dims const& out) {
+    return spare && spare->class_id() == vxDOUBLE_CLASS && !spare->is_sparse() && !spare->imag_data() &&
+           trimDims(dimsOf(spare)) == trimDims(out);
+}
+
+template <Binary OP> ArrayPtr realDoubles(Broadcast const& p, double const* x, double const* y, ArrayPtr& spare) {
     bool logical = isComparison(OP);
-    ArrayPtr r = makeForOverwrite(logical ? vxLOGICAL_CLASS : vxDOUBLE_CLASS, p.out);
+    ArrayPtr r;
+    bool inPlace = !logical && fitsResult(spare.get(), p.out);
+    if (inPlace) {
+        checkElementCount(p.out);
+        r = std::move(spare);
+    } else {
+        r = makeForOverwrite(logical ? vxLOGICAL_CLASS : vxDOUBLE_CLASS, p.out);
+    }
     void* out = r->real_data();
-    // A result far larger than the caches is written past them.
-    bool streaming = !logical && p.n * sizeof(double) >= kStreamBytes;
+    // A fresh result far larger than the caches is written past them; an
+    // operand overwritten in place is in the cache already.
+    bool streaming = !logical && !inPlace && p.n * sizeof(double) >= kStreamBytes;
     forRanges(p.n, [&](size_t b, size_t e) {
         if (logical) {
             bool* z = static_cast<bool*>(out);
@@ -172,19 +189,19 @@ template <Binary OP> ArrayPtr realDoubles(Broadcast const& p, double const* x, d
     return r;
 }
 
-ArrayPtr realDoublesFor(Binary op, Broadcast const& p, double const* x, double const* y) {
+ArrayPtr realDoublesFor(Binary op, Broadcast const& p, double const* x, double const* y, ArrayPtr& spare) {
     switch (op) {
-    case Binary::Plus: return realDoubles<Binary::Plus>(p, x, y);
-    case Binary::Minus: return realDoubles<Binary::Minus>(p, x, y);
-    case Binary::Times: return realDoubles<Binary::Times>(p, x, y);
-    case Binary::RDivide: return realDoubles<Binary::RDivide>(p, x, y);
-    case Binary::LDivide: return realDoubles<Binary::LDivide>(p, x, y);
-    case Binary::Lt: return realDoubles<Binary::Lt>(p, x, y);
-    case Binary::Le: return realDoubles<Binary::Le>(p, x, y);
-    case Binary::Gt: return realDoubles<Binary::Gt>(p, x, y);
-    case Binary::Ge: return realDoubles<Binary::Ge>(p, x, y);
-    case Binary::Eq: return realDoubles<Binary::Eq>(p, x, y);
-    case Binary::Ne: return realDoubles<Binary::Ne>(p, x, y);
+    case Binary::Plus: return realDoubles<Binary::Plus>(p, x, y, spare);
+    case Binary::Minus: return realDoubles<Binary::Minus>(p, x, y, spare);
+    case Binary::Times: return realDoubles<Binary::Times>(p, x, y, spare);
+    case Binary::RDivide: return realDoubles<Binary::RDivide>(p, x, y, spare);
+    case Binary::LDivide: return realDoubles<Binary::LDivide>(p, x, y, spare);
+    case Binary::Lt: return realDoubles<Binary::Lt>(p, x, y, spare);
+    case Binary::Le: return realDoubles<Binary::Le>(p, x, y, spare);
+    case Binary::Gt: return realDoubles<Binary::Gt>(p, x, y, spare);
+    case Binary::Ge: return realDoubles<Binary::Ge>(p, x, y, spare);
+    case Binary::Eq: return realDoubles<Binary::Eq>(p, x, y, spare);
+    case Binary::Ne: return realDoubles<Binary::Ne>(p, x, y, spare);
     default: return nullptr;
     }
 }
@@ -382,7 +399,7 @@ bool stayReal(double const* x, size_t nx, double const* y, size_t ny) {
     return true;
 }
 
-ArrayPtr elementwise(Binary op, vxArray const* a, vxArray const* b) {
+ArrayPtr elementwise(Binary op, vxArray const* a, vxArray const* b, ArrayPtr& spare) {
     requireArithmetic(a, opName(op));
     requireArithmetic(b, opName(op));
     Broadcast p(dimsOf(a), dimsOf(b));
@@ -390,8 +407,8 @@ ArrayPtr elementwise(Binary op, vxArray const* a, vxArray const* b) {
         double const* x = static_cast<double const*>(a->real_data());
         double const* y = static_cast<double const*>(b->real_data());
         if (op == Binary::Power && stayReal(x, a->number_of_elements(), y, b->number_of_elements()))
-            return realDoubles<Binary::Power>(p, x, y);
-        ArrayPtr r = realDoublesFor(op, p, x, y);
+            return realDoubles<Binary::Power>(p, x, y, spare);
+        ArrayPtr r = realDoublesFor(op, p, x, y, spare);
         if (r) return r;
     }
     return general(op, p, a, b);
@@ -401,28 +418,30 @@ bool isScalarArray(vxArray const* a) { return a->number_of_elements() == 1; }
 
 } // namespace
 
-ArrayPtr binary(Binary op, vxArray const* a, vxArray const* b) {
+ArrayPtr binary(Binary op, vxArray const* a, vxArray const* b) { return binary(op, a, b, nullptr); }
+
+ArrayPtr binary(Binary op, vxArray const* a, vxArray const* b, ArrayPtr spare) {
     if (!a || !b) fail("Calyx:missingOperand", "An operand of %s has no value.", opName(op));
     switch (op) {
     case Binary::MTimes:
-        if (isScalarArray(a) || isScalarArray(b)) return elementwise(Binary::Times, a, b);
+        if (isScalarArray(a) || isScalarArray(b)) return elementwise(Binary::Times, a, b, spare);
         return matrixProduct(a, b);
     case Binary::MLDivide:
-        if (isScalarArray(a) || isScalarArray(b)) return elementwise(Binary::LDivide, a, b);
+        if (isScalarArray(a) || isScalarArray(b)) return elementwise(Binary::LDivide, a, b, spare);
         return solveLeft(a, b);
     case Binary::MRDivide: {
-        if (isScalarArray(a) || isScalarArray(b)) return elementwise(Binary::RDivide, a, b);
+        if (isScalarArray(a) || isScalarArray(b)) return elementwise(Binary::RDivide, a, b, spare);
         // b / a is (a.' \ b.').'
         ArrayPtr at = transpose(b, false), bt = transpose(a, false);
         ArrayPtr x = solveLeft(at.get(), bt.get());
         return transpose(x.get(), false);
     }
     case Binary::MPower:
-        if (isScalarArray(a) && isScalarArray(b)) return elementwise(Binary::Power, a, b);
+        if (isScalarArray(a) && isScalarArray(b)) return elementwise(Binary::Power, a, b, spare);
         if (!isScalarArray(b))
             fail("Calyx:mpowerScalarBase", "A scalar or matrix raised to a matrix power is not supported; use .^ for elementwise power.");
         return matrixPower(a, b);
-    default: return elementwise(op, a, b);
+    default: return elementwise(op, a, b, spare);
     }
 }
 

@@ -67,7 +67,7 @@ ArrayPtr applyMath(MathFn const& f, vxArray const* a) {
     Dims d = dimsOf(a);
     if (isIntClass(c)) {
         // Whole numbers stay whole: the rounding functions change nothing.
-        if (f.real != sgn) return ArrayPtr(vxDuplicateArray(a));
+        if (f.real != sgn) return ArrayPtr(copyArray(a));
         std::vector<double> re, im;
         toDoubles(a, re, &im);
         for (double& v : re) v = f.real(v);
@@ -143,7 +143,7 @@ template <Part P> void fnPart(int, Out& out, In const& in) {
         return;
     }
     if ((P == Part::Real || P == Part::Conj) && is64Class(c) && !isComplex(a)) {
-        out.push_back(ArrayPtr(vxDuplicateArray(a)));
+        out.push_back(ArrayPtr(copyArray(a)));
         return;
     }
     out.push_back(fromDoubles(cls, dimsOf(a), r, &i, keep));

@@ -135,7 +135,7 @@ std::vector<std::string> splitLines(std::string const& s) {
 void fnNum2str(int, Out& out, In const& in) {
     vxArray const* a = in[0];
     if (a->class_id() == vxCHAR_CLASS) {
-        out.push_back(ArrayPtr(vxDuplicateArray(a)));
+        out.push_back(ArrayPtr(copyArray(a)));
         return;
     }
     requireArithmetic(a, "num2str");
@@ -247,7 +247,7 @@ std::string trimmed(std::string const& s) {
 // Applies a text-to-text function to a char row or to each text of a cell.
 template <class F> ArrayPtr mapText(vxArray const* a, char const* fname, F f) {
     if (a->class_id() == vxCELL_CLASS) {
-        ArrayPtr r(vxDuplicateArray(a));
+        ArrayPtr r(copyArray(a));
         for (size_t k = 0; k < a->number_of_elements(); ++k) {
             vxArray* e = vxGetCell(a, k);
             vxSetCell(r.get(), k, makeString(f(e ? textOf(e, fname) : std::string())).release());
@@ -264,7 +264,7 @@ template <class F> ArrayPtr mapText(vxArray const* a, char const* fname, F f) {
 void fnStrtrim(int, Out& out, In const& in) { out.push_back(mapText(in[0], "strtrim", trimmed)); }
 void fnUpper(int, Out& out, In const& in) {
     if (in[0]->class_id() != vxCHAR_CLASS && in[0]->class_id() != vxCELL_CLASS) {
-        out.push_back(ArrayPtr(vxDuplicateArray(in[0])));
+        out.push_back(ArrayPtr(copyArray(in[0])));
         return;
     }
     ArrayPtr r = mapText(in[0], "upper", [](std::string s) {
@@ -276,7 +276,7 @@ void fnUpper(int, Out& out, In const& in) {
 }
 void fnLower(int, Out& out, In const& in) {
     if (in[0]->class_id() != vxCHAR_CLASS && in[0]->class_id() != vxCELL_CLASS) {
-        out.push_back(ArrayPtr(vxDuplicateArray(in[0])));
+        out.push_back(ArrayPtr(copyArray(in[0])));
         return;
     }
     ArrayPtr r = mapText(in[0], "lower", [](std::string s) {

@@ -21,6 +21,12 @@ struct ArrayDeleter {
 };
 typedef std::unique_ptr<vxArray, ArrayDeleter> ArrayPtr;
 
+// A deep copy that also keeps what the library's copy drops: the closure
+// number of each anonymous function handle (kept in the record's spare
+// word), through cells and structures, so that a copied @(x) x + a still
+// finds the `a` it captured. Every copy of a value is made here.
+vxArray* copyArray(vxArray const* a);
+
 namespace kernels {
 
 // Binary operators. The dotted ones and the comparisons are elementwise with
@@ -34,7 +40,30 @@ enum class Binary {
 enum class Unary { Negate, UPlus, Not, Transpose /* .' */, CTranspose /* ' */ };
 
 ArrayPtr binary(Binary op, vxArray const* a, vxArray const* b);
+// The same, where the caller gives up `spare`: an array that nobody else
+// holds, usually one of the operands (a temporary of the expression). When
+// the result is a real double array of spare's very size, it is written over
+// spare's elements instead of into a fresh block; the result is the same.
+// `spare` must stay valid until the call returns, so the kernel holds it.
+ArrayPtr binary(Binary op, vxArray const* a, vxArray const* b, ArrayPtr spare);
 ArrayPtr unary(Unary op, vxArray const* a);
+
+// One step of an elementwise expression in postfix order: an operand array
+// (its position in the arrays given), a double scalar, or an operator applied
+// to the two values on top of the stack.
+struct FusedStep {
+    enum Kind : unsigned char { Array, Scalar, Apply } kind;
+    Binary op;     // Apply: Plus, Minus, Times, RDivide or LDivide
+    size_t array;  // Array
+    double value;  // Scalar
+};
+// Evaluates such an expression over real full double arrays of one size and
+// double scalars in one pass, block by block in the cache, instead of one
+// pass and one result array per operator: x .* y + x reads x and y once and
+// writes one result. Each element gets the same operations in the same order
+// as the separate operators would give it, so the result is the same. Null
+// when the steps or operands do not qualify (the caller then uses binary).
+ArrayPtr fused(std::vector<FusedStep> const& steps, std::vector<vxArray const*> const& arrays);
 
 // The truth of a condition (if, while, &&, ||): not empty and every element
 // nonzero (real part). NaN raises.
