@@ -1,3 +1,4 @@
+// The runtime core's older error form, uvErrorException_DEPRECATED.
 #include "orrery/exceptions.hpp"
 
 namespace Orrery { namespace System {

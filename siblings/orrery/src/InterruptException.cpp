@@ -1,4 +1,6 @@
-#include "qzservices/orrery/InterruptException.hpp"
+// The interrupt exception's out-of-line parts: its text and its destructor,
+// which anchors its type information in this library.
+#include "orrery/InterruptException.hpp"
 
 namespace Orrery { namespace System {
 
