@@ -5,6 +5,7 @@
 
 #include <qzhost/WindowCallbacks.hpp>
 #include <qzservices/io/keybrd.hpp>
+#include <qzservices/io/typeahead.hpp>
 #include <orrery/InterruptException.hpp>
 #include <uv/uv.hpp>
 

@@ -15,6 +15,8 @@
 #include <cstdio>
 #include <cstring>
 
+using display_access::load;
+using display_access::magnitudeOf;
 using namespace display_conversions;
 using namespace display_tables;
 using qfl_scalar::detail::qflFdlibm_ceil;
@@ -22,9 +24,6 @@ using qfl_scalar::detail::qflFdlibm_floor;
 using qfl_scalar::detail::qflFdlibm_log10;
 
 namespace {
-
-using display_access::load;
-using display_access::magnitudeOf;
 
 // Appends to the text in dst, never past IO_FORMAT_ELEMENT_SIZE bytes.
 void appendList(char* dst, char const* format, va_list args) {
