@@ -6,7 +6,7 @@
 #include <qzhost/WindowCallbacks.hpp>
 #include <qzservices/io/keybrd.hpp>
 #include <qzservices/io/typeahead.hpp>
-#include <orrery/InterruptException.hpp>
+#include <orrery/exceptions.hpp>
 #include <uv/uv.hpp>
 
 #include <cerrno>

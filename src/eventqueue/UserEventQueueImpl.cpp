@@ -4,7 +4,7 @@
 #include "qzservices/eventqueue/UserEventQueue.hpp"
 
 #include <msg/calyx_messages.hpp>
-#include <orrery/InterruptException.hpp>
+#include <orrery/exceptions.hpp>
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
 

@@ -12,7 +12,6 @@
 #include <boost/optional.hpp>
 #include <cxutil/io/SinkTextEventBuffer.hpp>
 #include <fd/i18n/codecvt.hpp>
-#include <orrery/InterruptException.hpp>
 #include <orrery/exceptions.hpp>
 #include <uv/uv.hpp>
 

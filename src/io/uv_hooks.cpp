@@ -3,7 +3,7 @@
 // library that links it.
 #include "qzservices/io/CXStream.hpp"
 
-#include <orrery/InterruptException.hpp>
+#include <orrery/exceptions.hpp>
 #include <uv/services_hooks.hpp>
 
 namespace {

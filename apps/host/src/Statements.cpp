@@ -4,7 +4,7 @@
 
 #include <qzlang/Session.hpp>
 #include <qzservices/qzservices.hpp>
-#include <orrery/InterruptException.hpp>
+#include <orrery/exceptions.hpp>
 #include <vx/errors.hpp>
 
 #include <new>

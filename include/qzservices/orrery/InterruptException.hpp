@@ -1,6 +1,6 @@
 /// @file
 /// The exception of a user interrupt, Orrery::System::InterruptException,
-/// under the services library's headers: it lives with the other runtime-core
-/// types in the orrery library (orrery/InterruptException.hpp).
+/// under the services library's headers: it lives with the other exceptions
+/// of the runtime core in the orrery library (orrery/exceptions.hpp).
 #pragma once
-#include <orrery/InterruptException.hpp>
+#include <orrery/exceptions.hpp>
