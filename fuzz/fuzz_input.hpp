@@ -14,11 +14,6 @@
 
 namespace fuzzinput {
 
-struct ArrayDestroyer {
-    void operator()(vxArray* a) const { vxDestroyArray(a); }
-};
-using ArrayPtr = std::unique_ptr<vxArray, ArrayDestroyer>;
-
 class Bytes {
 public:
     Bytes(uint8_t const* data, size_t size) : data_(data), size_(size) {}
@@ -43,5 +38,11 @@ inline void silenceOutput() {
     }();
     (void)quiet;
 }
+
+// An array that frees itself.
+struct ArrayDestroyer {
+    void operator()(vxArray* a) const { vxDestroyArray(a); }
+};
+using ArrayPtr = std::unique_ptr<vxArray, ArrayDestroyer>;
 
 } // namespace fuzzinput
