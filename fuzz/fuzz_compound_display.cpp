@@ -152,10 +152,6 @@ vxArray* build(Bytes& in, int depth) {
     }
 }
 
-struct Destroyer {
-    void operator()(vxArray* a) const { vxDestroyArray(a); }
-};
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
@@ -164,7 +160,7 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
     ioSetNumWindowColumns(in.next());
     SetPrtfmt(1 + static_cast<int>(in.next() % 13));
     GetNewline()[0] = in.next() % 2 ? '\n' : '\0';
-    std::unique_ptr<vxArray, Destroyer> root(build(in, 0));
+    fuzzinput::ArrayPtr root(build(in, 0));
     try {
         ioPrintArray("x", root.get());
     } catch (vx::Error const&) {

@@ -1,13 +1,16 @@
 // What the display fuzz targets share: a reader of the input's bytes that
-// answers 0 past the end, and output sent nowhere for the whole run.
+// answers 0 past the end, an array that frees itself, and output sent
+// nowhere for the whole run.
 #pragma once
 #include <qzservices/io/CXStream.hpp>
 #include <qzservices/io/CXNoOutputSink.hpp>
+#include <vx/array.hpp>
 
 #include <boost/make_shared.hpp>
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 namespace fuzzinput {
 
@@ -35,5 +38,11 @@ inline void silenceOutput() {
     }();
     (void)quiet;
 }
+
+// An array that frees itself.
+struct ArrayDestroyer {
+    void operator()(vxArray* a) const { vxDestroyArray(a); }
+};
+using ArrayPtr = std::unique_ptr<vxArray, ArrayDestroyer>;
 
 } // namespace fuzzinput

@@ -28,10 +28,6 @@ vxClassID const kClasses[] = {vxDOUBLE_CLASS, vxSINGLE_CLASS, vxINT8_CLASS,  vxU
                               vxUINT16_CLASS, vxINT32_CLASS,  vxUINT32_CLASS, vxINT64_CLASS, vxUINT64_CLASS,
                               vxLOGICAL_CLASS, vxCHAR_CLASS};
 
-struct Destroyer {
-    void operator()(vxArray* a) const { vxDestroyArray(a); }
-};
-
 // Reads bytes in order; past the end it gives zeros.
 using fuzzinput::Bytes;
 
@@ -77,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
     bool const complex = numeric && in.next() % 2 == 1;
     size_t const n = 1 + in.next() % 4;
 
-    std::unique_ptr<vxArray, Destroyer> array;
+    fuzzinput::ArrayPtr array;
     if (cls == vxLOGICAL_CLASS) {
         size_t const dims[2] = {1, n};
         array.reset(vxCreateLogicalArray(2, dims));

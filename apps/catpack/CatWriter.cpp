@@ -1,3 +1,4 @@
+// Writes a directory tree as a CAT archive (CatWriter.hpp).
 #include "CatWriter.hpp"
 
 #include <dirent.h>

@@ -1,3 +1,5 @@
+// The console's commands exit, quit, help, echo and lines, and the check
+// shared by the commands that take no words.
 #include "Commands.hpp"
 
 #include <qzlang/Session.hpp>
@@ -9,9 +11,12 @@
 
 namespace qzconsole {
 
+void requireNoWords(Words const& words, char const* name) {
+    if (!words.empty()) vxErrMsgId((std::string("qzconsole:") + name).c_str(), "%s takes no words.", name);
+}
+
 namespace {
 
-typedef std::vector<std::string> Words;
 using qzlang::CommandResult;
 using qzlang::Session;
 

@@ -1,3 +1,4 @@
+// Leaving the console: its shutdown object and the registry's phases.
 #include "ConsoleShutdown.hpp"
 #include "DemoEvents.hpp"
 #include "LineEditor.hpp"

@@ -1,3 +1,4 @@
+// The tour of array display of `qzconsole --demo` and the demo command.
 #include "Demo.hpp"
 
 #include <qzservices/qzservices.hpp>

@@ -1,3 +1,4 @@
+// The console's commands demo and demo-events.
 #include "Commands.hpp"
 #include "Demo.hpp"
 #include "DemoEvents.hpp"
@@ -11,12 +12,11 @@ namespace qzconsole {
 
 namespace {
 
-typedef std::vector<std::string> Words;
 using qzlang::CommandResult;
 using qzlang::Session;
 
 CommandResult demo(Session&, Words const& w) {
-    if (!w.empty()) vxErrMsgId("qzconsole:demo", "demo takes no words.");
+    requireNoWords(w, "demo");
     runDemo();
     return CommandResult::Continue;
 }

@@ -1,3 +1,5 @@
+// demo-events: user events and callbacks posted to the main thread from a
+// thread of its own, and the report of how many ran.
 #include "DemoEvents.hpp"
 #include "EventLoop.hpp"
 #include "LineEditor.hpp"

@@ -1,3 +1,4 @@
+// The console's event loop: the user event queue, with standard input watched.
 #include "EventLoop.hpp"
 #include "LineEditor.hpp"
 

@@ -1,4 +1,5 @@
-#include "SessionCommands.hpp"
+// The console's commands type and dir, inside CAT archives too.
+#include "Commands.hpp"
 
 #include <qzlang/Session.hpp>
 #include <qzservices/containers/ContainerFeature.hpp>
@@ -17,7 +18,6 @@ namespace qzconsole {
 
 namespace {
 
-typedef std::vector<std::string> Words;
 using qzlang::CommandResult;
 using qzlang::Session;
 

@@ -1,3 +1,5 @@
+// Line editing and history through libedit's callback interface: a key at
+// a time from the event loop, so the prompt never blocks the event queue.
 #include "LineEditor.hpp"
 #include "EventLoop.hpp"
 

@@ -1,4 +1,6 @@
-#include "SessionCommands.hpp"
+// The console's commands for the session's state (version, config, prefs)
+// and its diary.
+#include "Commands.hpp"
 
 #include <qzlang/Session.hpp>
 #include <qzservices/io/diary.hpp>
@@ -16,13 +18,12 @@ namespace qzconsole {
 
 namespace {
 
-typedef std::vector<std::string> Words;
 using qzlang::CommandResult;
 using qzlang::Session;
 
 // version: the version texts of the running library.
 CommandResult version(Session&, Words const& w) {
-    if (!w.empty()) vxErrMsgId("qzconsole:version", "version takes no words.");
+    requireNoWords(w, "version");
     uvPrintf("Version:      %s\n", svCalyxVersion());
     uvPrintf("Release:      %s\n", svCalyxRelease());
     uvPrintf("Build date:   %s\n", svCalyxImageDate());
@@ -33,7 +34,7 @@ CommandResult version(Session&, Words const& w) {
 
 // config: the machine configuration report.
 CommandResult config(Session&, Words const& w) {
-    if (!w.empty()) vxErrMsgId("qzconsole:config", "config takes no words.");
+    requireNoWords(w, "config");
     svPrintMachineConfiguration(nullptr);
     return CommandResult::Continue;
 }

@@ -1,16 +1,12 @@
+// The console's terminal services for the library's callback table: one key
+// in non-canonical mode, removing the current line, the beep, and the signals.
 #include "Terminal.hpp"
 #include "LineEditor.hpp"
 
-#include <qzservices/io/CmdWinEvents.hpp>
-#include <qzservices/io/ioFlush.hpp>
+#include <qzhost/WindowCallbacks.hpp>
 #include <qzservices/io/keybrd.hpp>
 #include <qzservices/io/typeahead.hpp>
-#include <qzservices/orrery/InterruptException.hpp>
-#include <cxutil/eventmgr/EventMgr.hpp>
-
-#include <boost/make_shared.hpp>
-#include <cmath>
-#include <ctime>
+#include <orrery/exceptions.hpp>
 #include <uv/uv.hpp>
 
 #include <cerrno>
@@ -23,7 +19,6 @@ namespace qzconsole {
 
 namespace {
 
-void onInterrupt(int) { uvSetInterruptPending(1); }
 void onWindowChange(int) { noteWindowChanged(); }
 
 // The library's keyboard mode for one key: non-canonical, no echo, the
@@ -78,38 +73,11 @@ void beep() {
     (void)ignored;
 }
 
-unsigned int sleepSeconds(double seconds, bool) {
-    if (!(seconds > 0)) return 0;
-    timespec wait;
-    wait.tv_sec = static_cast<time_t>(std::floor(seconds));
-    wait.tv_nsec = static_cast<long>((seconds - std::floor(seconds)) * 1e9);
-    while (nanosleep(&wait, &wait) != 0 && errno == EINTR && !uvIsInterruptPending()) {
-    }
-    return 0;
-}
-
-int flushCommandWindow() {
-    ioFlush();
-    return 0;
-}
-
-void clearCommandWindow() {
-    cxutil::eventmgr::EventMgr::instance()->publish(boost::make_shared<services::io::CLCEvent>());
-}
-
 void installInterruptHandler() {
-    struct sigaction sa {};
-    sa.sa_handler = onInterrupt;
-    sigemptyset(&sa.sa_mask);
-    sa.sa_flags = 0;  // no SA_RESTART: a key wait must see EINTR
-    sigaction(SIGINT, &sa, nullptr);
+    qzhost::installSignal(SIGINT, &qzhost::markInterruptPending);
     // A new window size is taken before the next statement and, while the
     // prompt stands, when the wait wakes up.
-    struct sigaction winch {};
-    winch.sa_handler = onWindowChange;
-    sigemptyset(&winch.sa_mask);
-    winch.sa_flags = 0;
-    sigaction(SIGWINCH, &winch, nullptr);
+    qzhost::installSignal(SIGWINCH, &onWindowChange);
 }
 
 } // namespace qzconsole

@@ -15,12 +15,6 @@ void installKeyReader();
 // Carriage return and clear to the end of the line: removes "--more--".
 void deleteCurrentLine();
 void beep();
-// The host's sleep for the library: fractions of a second count too. A
-// ctrl-C ends it early. Returns 0.
-unsigned int sleepSeconds(double seconds, bool flag);
-// The command window's flush and clear, for the library's window callbacks.
-int flushCommandWindow();
-void clearCommandWindow();
 // SIGINT marks an interrupt as pending and interrupts a key wait; SIGWINCH
 // notes a new window size.
 void installInterruptHandler();

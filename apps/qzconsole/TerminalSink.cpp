@@ -1,3 +1,4 @@
+// The console's command window: a sink over a file descriptor and its factory.
 #include "TerminalSink.hpp"
 
 #include <boost/make_shared.hpp>

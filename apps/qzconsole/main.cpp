@@ -2,24 +2,25 @@
 //
 // Start-up is what every host does, in its order (qzhost::Host), with the
 // terminal's key reader, beep and window size. The console then reads
-// statements of a small language of literals and shows each result through
-// the library's array display, so that output takes the library's whole road:
-// proxy, taps and "--more--" paging. It waits for input in the library's user
-// event queue, so that events and callbacks posted by other threads run while
-// the prompt stands; callbacks also run between statements. At the end it
-// walks the shutdown phases.
+// statements of the language (qzlang) and runs each as every host does
+// (qzhost::runPromptStatement); results go through the library's array
+// display, so that output takes the library's whole road: proxy, taps and
+// "--more--" paging. It waits for input in the library's user event queue, so
+// that events and callbacks posted by other threads run while the prompt
+// stands; callbacks also run between statements. At the end it walks the
+// shutdown phases.
 #include "Commands.hpp"
 #include "ConsoleShutdown.hpp"
 #include "Demo.hpp"
 #include "DemoEvents.hpp"
 #include "EventLoop.hpp"
 #include "LineEditor.hpp"
-#include "SessionCommands.hpp"
 #include "Terminal.hpp"
 #include "TerminalSink.hpp"
 
 #include <qzhost/Host.hpp>
 #include <qzhost/Messages.hpp>
+#include <qzhost/Statements.hpp>
 #include <qzhost/UserEvents.hpp>
 #include <qzlang/Session.hpp>
 #include <qzservices/containers/ContainerFeature.hpp>
@@ -27,7 +28,6 @@
 #include <qzservices/qzservices.hpp>
 #include <px/px.hpp>
 #include <uv/uv.hpp>
-#include <vx/errors.hpp>
 
 #include <cstdio>
 #include <cstring>
@@ -96,9 +96,6 @@ qzhost::HostCallbacks consoleCallbacks() {
     c.beep = &qzconsole::beep;
     c.readKey = &qzconsole::readOneKey;
     c.deleteCurrentLine = &qzconsole::deleteCurrentLine;
-    c.sleep = &qzconsole::sleepSeconds;
-    c.flushCommandWindow = &qzconsole::flushCommandWindow;
-    c.clearCommandWindow = &qzconsole::clearCommandWindow;
     // SIGINT marks an interrupt as pending, SIGWINCH a new window size.
     c.installSignalHandlers = &qzconsole::installInterruptHandler;
     c.installHostParts = &installConsoleParts;
@@ -202,21 +199,10 @@ bool openLog(int argc, char** argv) {
     return true;
 }
 
-// Runs one statement; a failure is reported on the error stream, wrapped to
-// the window. False when a statement failed.
-bool runStatement(qzlang::Session& language, std::string const& text, qzlang::CommandResult& result) {
-    result = qzlang::CommandResult::Continue;
-    // The report, wrapped on the error stream, names the frames of the files the error passed.
-    try {
-        result = language.execute(text);
-        return true;
-    } catch (vx::Error const& e) {
-        language.reportError(e.identifier(), e.what());
-    } catch (std::bad_alloc const&) {
-        language.reportError("Calyx:nomem", "Out of memory.");
-    }
-    result = qzlang::CommandResult::Continue;
-    return false;
+// A failed statement's report, wrapped on the error stream by the session's
+// printer, names the frames of the files the error passed.
+void reportToSession(qzlang::Session& language, std::string const& identifier, std::string const& message) {
+    language.reportError(identifier, message);
 }
 
 // The session's reports through the console's wrapped error stream; input()
@@ -282,16 +268,10 @@ int main(int argc, char** argv) {
     if (batch.batch) first.push_back(batch.statements);
     if (!batch.file.empty()) first.push_back(runStatementFor(batch.file));
     for (std::string const& statements : first) {
-        qzlang::CommandResult result = qzlang::CommandResult::Continue;
-        try {
-            if (!runStatement(language, statements, result) && batch.any()) status = 1;
-            mtServiceCallbackRequestsInterlaced();
-        } catch (Orrery::System::InterruptException const& e) {
-            qzhost::clearInterrupt(e);
-            if (batch.any()) status = 1;
-        }
+        qzhost::StatementOutcome const outcome = qzhost::runStatement(language, statements, &reportToSession);
+        if ((outcome.failed || outcome.interrupted) && batch.any()) status = 1;
         ioFlush();
-        if (result == qzlang::CommandResult::Exit) {
+        if (outcome.exitAsked) {
             exitAccepted = qzconsole::mayExit();
             if (exitAccepted) break;
         }
@@ -308,20 +288,10 @@ int main(int argc, char** argv) {
             continue;
         }
         ioUpdateWindowSize();
-        services::io::resetMoreCount();
-        qzlang::CommandResult result = qzlang::CommandResult::Continue;
-        try {
-            if (!runStatement(language, text, result) && !interactive) status = 1;
-            // Between statements: what other threads asked of this one.
-            mtServiceCallbackRequestsInterlaced();
-        } catch (Orrery::System::InterruptException const& e) {
-            // "q" at the more prompt, or ctrl-C: the statement ends, the session goes on.
-            qzhost::clearInterrupt(e);
-        }
-        services::io::CXStream::CXOut.clear();
-        services::io::CXStream::CXErr.clear();
-        ioFlush();
-        if (result == qzlang::CommandResult::Exit) {
+        // "q" at the more prompt, or ctrl-C: the statement ends, the session goes on.
+        qzhost::StatementOutcome const outcome = qzhost::runPromptStatement(language, text, &reportToSession);
+        if (outcome.failed && !interactive) status = 1;
+        if (outcome.exitAsked) {
             exitAccepted = qzconsole::mayExit();
             if (exitAccepted) break;
             uvPuts("The exit was refused; the session goes on.\n");

@@ -1,24 +1,23 @@
+// The interpreter's side of qzdesktop: the main thread's statement loop, its
+// waits for the page, and the inbox the network thread fills.
 #include "Desktop.hpp"
 
 #include <qzhost/Host.hpp>
 #include <qzhost/Messages.hpp>
+#include <qzhost/Statements.hpp>
 #include <qzhost/UserEvents.hpp>
 #include <qzlang/Session.hpp>
 #include <qzservices/qzservices.hpp>
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
-#include <vx/errors.hpp>
 
 #include <csignal>
-#include <new>
 
 namespace qzdesktop {
 
 namespace {
 
 Desktop* gDesktop = nullptr;
-
-void onInterruptSignal(int) { uvSetInterruptPending(1); }
 
 void takeInboxEvent(long) { gDesktop->takeInboxFromEvent(); }
 
@@ -30,6 +29,9 @@ std::string sizeText(vxArray const* a) {
     for (size_t i = 0; i < n; ++i) out += (i ? "x" : "") + std::to_string(dims[i]);
     return out;
 }
+
+// A failed statement's report: one wrapped line "Error: ...".
+void reportError(qzlang::Session&, std::string const&, std::string const& message) { qzhost::printError(message); }
 
 } // namespace
 
@@ -43,12 +45,8 @@ void Desktop::install() {
 }
 
 void Desktop::installInterruptSignal() {
-    // No SA_RESTART: a wait in the user event queue must wake with EINTR.
-    struct sigaction sa {};
-    sa.sa_handler = onInterruptSignal;
-    sigemptyset(&sa.sa_mask);
-    sa.sa_flags = 0;
-    sigaction(SIGUSR1, &sa, nullptr);
+    // A wait in the user event queue wakes with EINTR and sees the interrupt.
+    qzhost::installSignal(SIGUSR1, &qzhost::markInterruptPending);
 }
 
 void Desktop::handOver(ClientMessage&& message) {
@@ -186,26 +184,8 @@ int Desktop::run(qzlang::Session& language) {
         statements_.pop_front();
 
         applyWindowSize();  // a resized page counts from this statement on
-        services::io::resetMoreCount();
-        qzlang::CommandResult result = qzlang::CommandResult::Continue;
-        try {
-            try {
-                result = language.execute(text);
-            } catch (vx::Error const& e) {
-                qzhost::printError(e.what());
-            } catch (std::bad_alloc const&) {
-                qzhost::printError("Out of memory.");
-            }
-            // Between statements: what other threads asked of this one.
-            mtServiceCallbackRequestsInterlaced();
-        } catch (Orrery::System::InterruptException const& e) {
-            // "q" at the more sign, or Stop: the statement ends, the session goes on.
-            qzhost::clearInterrupt(e);
-        }
-        services::io::CXStream::CXOut.clear();
-        services::io::CXStream::CXErr.clear();
-        ioFlush();
-        if (result == qzlang::CommandResult::Exit) {
+        // "q" at the more sign, or Stop: the statement ends, the session goes on.
+        if (qzhost::runPromptStatement(language, text, &reportError).exitAsked) {
             if (qzhost::mayExit(false)) break;
             uvPuts("The exit was refused; the session goes on.\n");
         }

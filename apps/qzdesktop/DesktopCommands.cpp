@@ -1,3 +1,4 @@
+// The desktop's commands exit, help and dir, with links for the page.
 #include "DesktopCommands.hpp"
 
 #include <qzlang/Session.hpp>

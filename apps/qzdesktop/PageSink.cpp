@@ -1,3 +1,4 @@
+// The desktop's command window: the outbox of WebSocket messages and its sink.
 #include "PageSink.hpp"
 
 #include <qzservices/prompt/prompt.hpp>

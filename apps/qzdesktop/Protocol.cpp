@@ -1,3 +1,4 @@
+// Reading and writing the messages between the page and qzdesktop.
 #include "Protocol.hpp"
 
 #include <cstdlib>

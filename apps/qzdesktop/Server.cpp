@@ -1,3 +1,4 @@
+// The HTTP and WebSocket server of qzdesktop, on a thread of its own.
 #include "Server.hpp"
 
 #include <boost/asio.hpp>

@@ -14,13 +14,10 @@
 #include <qzservices/qzservices.hpp>
 #include <uv/uv.hpp>
 
-#include <boost/make_shared.hpp>
 #include <cerrno>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <memory>
 #include <string>
 #include <unistd.h>
@@ -119,25 +116,6 @@ void installDesktopParts() {
     qzhost::installMessagePrinters();
 }
 
-int flushCommandWindow() {
-    ioFlush();
-    return 0;
-}
-
-void clearCommandWindow() {
-    cxutil::eventmgr::EventMgr::instance()->publish(boost::make_shared<services::io::CLCEvent>());
-}
-
-unsigned int sleepSeconds(double seconds, bool) {
-    if (!(seconds > 0)) return 0;
-    timespec wait;
-    wait.tv_sec = static_cast<time_t>(std::floor(seconds));
-    wait.tv_nsec = static_cast<long>((seconds - std::floor(seconds)) * 1e9);
-    while (nanosleep(&wait, &wait) != 0 && errno == EINTR && !uvIsInterruptPending()) {
-    }
-    return 0;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -172,9 +150,6 @@ int main(int argc, char** argv) {
     callbacks.beep = &beep;
     callbacks.readKey = &readKey;
     callbacks.deleteCurrentLine = &removeMoreSign;
-    callbacks.sleep = &sleepSeconds;
-    callbacks.flushCommandWindow = &flushCommandWindow;
-    callbacks.clearCommandWindow = &clearCommandWindow;
     callbacks.updateWindowSize = &applyWindowSize;
     // SIGUSR1 marks an interrupt as pending: the page's Stop and ctrl-C.
     callbacks.installSignalHandlers = &installInterruptSignal;

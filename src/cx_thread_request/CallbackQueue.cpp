@@ -1,3 +1,4 @@
+// The requests of the main-thread callback service, first in, first out.
 #include "qzservices/cx_thread_request/CallbackQueue.hpp"
 #include "qzservices/cx_thread_request/mt_callback.hpp"
 #include "qzservices/state/features.hpp"

@@ -1,3 +1,4 @@
+// The live tokens of the main-thread callback service.
 #include "qzservices/cx_thread_request/ClientRegistry.hpp"
 
 #include <uv/uv.hpp>

@@ -1,3 +1,4 @@
+// The main-thread callback service: tokens, queued callbacks and their runs.
 #include "qzservices/cx_thread_request/mt_callback.hpp"
 
 #include <boost/thread/once.hpp>

@@ -11,6 +11,7 @@
 #include "display/display_state.hpp"
 #include "display/line_buffer.hpp"
 #include "display/page_odometer.hpp"
+#include "display/array_access.hpp"
 
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
@@ -26,12 +27,11 @@ using display_text::LineBuffer;
 
 namespace {
 
+using display_access::isStructOrObject;
+
 bool allDimensionsZero(vxArray const* a) {
     return ioIsAllZero(vxGetNumberOfDimensions(a), vxGetDimensions(a));
 }
-
-// Structures and objects always show their size, even with no elements.
-bool isStructOrObject(vxClassID cls) { return cls == vxSTRUCT_CLASS || cls == vxOBJECT_CLASS; }
 
 // The size string without its leading blanks, and the length of the part
 // before its first "x" (or else its first "-"); npos when it has neither.

@@ -1,4 +1,6 @@
+// The per-class conversions of elements to double and to hexadecimal.
 #include "display/conversions.hpp"
+#include "display/array_access.hpp"
 
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
@@ -10,14 +12,9 @@ namespace display_conversions {
 
 namespace {
 
-char const kDigits[] = "0123456789abcdef";
+using display_access::load;
 
-template <class T>
-T load(void const* data, size_t index) {
-    T value;
-    std::memcpy(&value, static_cast<char const*>(data) + index * sizeof(T), sizeof(T));
-    return value;
-}
+char const kDigits[] = "0123456789abcdef";
 
 // The low `digits` nibbles of v, most significant first.
 void hexOf(char* dst, uint64_t v, int digits) {

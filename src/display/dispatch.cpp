@@ -2,6 +2,7 @@
 // printer of its class.
 #include "qzservices/display/ioPrintArray.hpp"
 #include "qzservices/display/settings.hpp"
+#include "display/array_access.hpp"
 
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
@@ -12,9 +13,7 @@
 
 namespace {
 
-struct Destroyer {
-    void operator()(vxArray* a) const { vxDestroyArray(a); }
-};
+using display_access::Destroyer;
 
 void printCharacterArray(char const* name, vxArray const* array) {
     if (*name) uvPrintf("%s%s =%s\n", newline, name, newline);

@@ -5,6 +5,7 @@
 #include "display/conversions.hpp"
 #include "display/display_state.hpp"
 #include "display/format_tables.hpp"
+#include "display/array_access.hpp"
 
 #include <qfl/scalar.hpp>
 
@@ -14,6 +15,8 @@
 #include <cstdio>
 #include <cstring>
 
+using display_access::load;
+using display_access::magnitudeOf;
 using namespace display_conversions;
 using namespace display_tables;
 using qfl_scalar::detail::qflFdlibm_ceil;
@@ -45,13 +48,6 @@ void appendTable(char* dst, char const* format, ...) {
     va_end(args);
 }
 
-template <class T>
-T load(void const* data, size_t index) {
-    T value;
-    std::memcpy(&value, static_cast<char const*>(data) + index * sizeof(T), sizeof(T));
-    return value;
-}
-
 // The real part of an integer or logical element in its class's field.
 void appendIntegerReal(char* dst, vxClassID cls, void const* data, size_t i) {
     switch (cls) {
@@ -65,15 +61,6 @@ void appendIntegerReal(char* dst, vxClassID cls, void const* data, size_t i) {
     case vxUINT8_CLASS: append(dst, "  %3u", static_cast<unsigned>(load<uint8_t>(data, i))); break;
     default: append(dst, "%6u", static_cast<unsigned>(load<uint8_t>(data, i))); break;  // logical
     }
-}
-
-// |v| in the element's own width: the smallest signed value wraps to itself,
-// which read as unsigned is its true magnitude.
-template <class S, class U>
-U magnitudeOf(void const* data, size_t i) {
-    S const v = load<S>(data, i);
-    U const u = static_cast<U>(v);
-    return v < 0 ? static_cast<U>(0u - u) : u;
 }
 
 // The magnitude of an integer or logical imaginary part; a zero leaves its

@@ -1,3 +1,4 @@
+// A printf conversion of one number compiled once and applied without printf.
 #include "display/fast_format.hpp"
 
 #include <charconv>

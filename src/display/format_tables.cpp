@@ -1,3 +1,4 @@
+// The printf formats and column widths of the number displays.
 #include "display/format_tables.hpp"
 
 namespace display_tables {

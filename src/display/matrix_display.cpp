@@ -22,6 +22,7 @@
 #include "display/fast_format.hpp"
 #include "display/format_tables.hpp"
 #include "display/line_buffer.hpp"
+#include "display/array_access.hpp"
 
 #include <msg/calyx_messages.hpp>
 #include <qfl/scalar.hpp>
@@ -43,6 +44,9 @@ using qfl_scalar::detail::qflFdlibm_log10;
 using qfl_scalar::detail::qflFdlibm_pow;
 
 namespace {
+
+using display_access::load;
+using display_access::magnitudeOf;
 
 using display_format::CompiledFormat;
 
@@ -72,13 +76,6 @@ int copyText(char* out, char const* text) {
     size_t const n = std::strlen(text);
     std::memcpy(out, text, n);
     return static_cast<int>(n);
-}
-
-template <class T>
-T load(void const* data, size_t index) {
-    T value;
-    std::memcpy(&value, static_cast<char const*>(data) + index * sizeof(T), sizeof(T));
-    return value;
 }
 
 // The fixed fields of the integer classes and logical, compiled once.
@@ -248,15 +245,6 @@ int formatRealPart(Layout const& L, char* out, size_t i) {
     if (L.kind == 1 && prtfmt != PrtfmtTwoDecimal)
         return formatLong(out, L.realCompiled, L.realFormats[L.row], static_cast<long>(static_cast<int64_t>(x)));
     return formatDouble(out, L.realCompiled, L.realFormats[L.row], x);
-}
-
-template <class S, class U>
-unsigned long long magnitudeOf(void const* data, size_t i) {
-    S const v = load<S>(data, i);
-    U const u = static_cast<U>(v);
-    // Computed in the element's own width: the smallest signed value wraps to
-    // itself, and read as unsigned that is its magnitude.
-    return v < 0 ? static_cast<U>(0u - u) : u;
 }
 
 // One imaginary part, sign and "i" included, into out; its length.

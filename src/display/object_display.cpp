@@ -6,6 +6,7 @@
 #include "qzservices/display/settings.hpp"
 #include "qzservices/io/callbacks.hpp"
 #include "qzservices/io/more.hpp"
+#include "display/array_access.hpp"
 
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
@@ -16,9 +17,7 @@
 
 namespace {
 
-struct Destroyer {
-    void operator()(vxArray* a) const { vxDestroyArray(a); }
-};
+using display_access::Destroyer;
 
 void printReportedDimension(double v) {
     if (std::isnan(v))

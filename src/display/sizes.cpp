@@ -1,6 +1,7 @@
 // Size strings, bracketed size displays and help links.
 #include "qzservices/display/sizes.hpp"
 #include "qzservices/io/callbacks.hpp"
+#include "display/array_access.hpp"
 
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
@@ -13,9 +14,7 @@
 
 namespace {
 
-struct Destroyer {
-    void operator()(vxArray* a) const { vxDestroyArray(a); }
-};
+using display_access::Destroyer;
 
 struct Freer {
     void operator()(void* p) const { vxFree(p); }

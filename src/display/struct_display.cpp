@@ -10,6 +10,7 @@
 #include "qzservices/io/more.hpp"
 #include "qzservices/io/window.hpp"
 #include "display/display_state.hpp"
+#include "display/array_access.hpp"
 
 #include <uv/uv.hpp>
 #include <vx/array.hpp>
@@ -23,11 +24,8 @@
 
 namespace {
 
-struct Destroyer {
-    void operator()(vxArray* a) const { vxDestroyArray(a); }
-};
-
-bool isStructOrObject(vxClassID cls) { return cls == vxSTRUCT_CLASS || cls == vxOBJECT_CLASS; }
+using display_access::Destroyer;
+using display_access::isStructOrObject;
 
 size_t fieldCount(vxArray const* array) {
     if (!isStructOrObject(vxGetClassID(array))) return 0;

@@ -1,3 +1,4 @@
+// The handle of the process-wide user event queue.
 #include "qzservices/eventqueue/UserEventQueue.hpp"
 
 namespace eventqueue {

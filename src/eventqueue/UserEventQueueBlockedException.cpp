@@ -1,3 +1,4 @@
+// What a poster meets when the queue's wake byte cannot be written.
 #include "qzservices/eventqueue/UserEventQueueBlockedException.hpp"
 
 namespace eventqueue {

@@ -1,8 +1,10 @@
+// The user event queue: its list of events, its wake pipe and its watched
+// descriptors.
 #include "qzservices/eventqueue/UserEventQueueImpl.hpp"
 #include "qzservices/eventqueue/UserEventQueue.hpp"
-#include "qzservices/orrery/InterruptException.hpp"
 
 #include <msg/calyx_messages.hpp>
+#include <orrery/exceptions.hpp>
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
 

@@ -1,9 +1,10 @@
+// The proxy sink that streams write into, and CXPushDefaultSink, which puts it
+// on both streams for a session.
 #include "qzservices/io/ActiveCmdWinSinkProxy.hpp"
 #include "qzservices/io/CXStream.hpp"
 #include "qzservices/io/CmdWinSinkGuards.hpp"
 #include "qzservices/io/CmdWinSinkHandle.hpp"
 #include "qzservices/io/more.hpp"
-#include "qzservices/orrery/InterruptException.hpp"
 #include "qzservices/prompt/prompt.hpp"
 #include "qzservices/state/session_modes.hpp"
 

@@ -1,3 +1,4 @@
+// The base of every sink: its two stream buffers and its properties.
 #include "qzservices/io/CXSink.hpp"
 
 #include <fd/io/streambuf_adaptor.hpp>

@@ -1,3 +1,4 @@
+// The two global text streams, CXOut and CXErr, and their sink stacks.
 #include "qzservices/io/CXStream.hpp"
 #include "qzservices/io/UnicodeStreams.hpp"
 #include "qzservices/state/session_modes.hpp"

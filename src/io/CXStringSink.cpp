@@ -1,3 +1,4 @@
+// The sink that captures text in memory.
 #include "qzservices/io/CXStringSink.hpp"
 #include "qzservices/io/CXNoOutputSink.hpp"
 

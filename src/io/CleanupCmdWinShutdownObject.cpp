@@ -1,3 +1,4 @@
+// The shutdown object that flushes both streams before the program leaves.
 #include "qzservices/io/CleanupCmdWinShutdownObject.hpp"
 #include "qzservices/io/CXStream.hpp"
 #include "qzservices/io/CmdWinSinkHandle.hpp"

@@ -1,3 +1,4 @@
+// The command window's clear and home events.
 #include "qzservices/io/CmdWinEvents.hpp"
 
 namespace services { namespace io {

@@ -1,3 +1,4 @@
+// The command window as a sink, with the input requests a host supplies.
 #include "qzservices/io/CmdWinSink.hpp"
 
 bool CmdWinSink::isInEvalC_ = false;

@@ -1,3 +1,4 @@
+// Scope guards that point a command-window sink at other buffers for a while.
 #include "qzservices/io/CmdWinSinkGuards.hpp"
 
 using services::io::StreamBufferVariant;

@@ -1,3 +1,4 @@
+// The global choice of the command window: the factory of a host's sinks.
 #include "qzservices/io/CmdWinSinkHandle.hpp"
 #include "qzservices/io/ActiveCmdWinSinkProxy.hpp"
 #include "qzservices/io/CXStream.hpp"

@@ -1,3 +1,4 @@
+// The command-window sink that hands its text to a function.
 #include "qzservices/io/PutsFnSink.hpp"
 
 #include <boost/function/function_base.hpp>

@@ -1,3 +1,4 @@
+// A snapshot of a sink's seven properties.
 #include "qzservices/io/SinkTraits.hpp"
 
 namespace services { namespace io {

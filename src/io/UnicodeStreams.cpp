@@ -1,3 +1,4 @@
+// UTF-16 output, uout and uerr, that follows the tops of CXOut and CXErr.
 #include "qzservices/io/UnicodeStreams.hpp"
 
 #include <boost/smart_ptr/atomic_shared_ptr.hpp>

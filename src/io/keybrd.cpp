@@ -1,3 +1,4 @@
+// The terminal keyboard: its modes, the keypad, and function-key codes.
 #include "qzservices/io/keybrd.hpp"
 #include "qzservices/io/typeahead.hpp"
 #include "qzservices/io/window.hpp"

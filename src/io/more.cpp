@@ -1,3 +1,4 @@
+// More paging: its flag, its line counters, suspension and its stop flag.
 #include "qzservices/io/more.hpp"
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// The present input requester, the prompt's text and state, and whether the
+// keyboard is being read.
 #include "qzservices/prompt/prompt.hpp"
 
 #include <boost/make_shared.hpp>

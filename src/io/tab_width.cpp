@@ -1,3 +1,4 @@
+// The tab width by which the wrapper measures a tab.
 #include "io/tab_width.hpp"
 
 #include "qzservices/state/preferences.hpp"

@@ -2,8 +2,8 @@
 // when the library loads (see uv/services_hooks.hpp): uv cannot link the
 // library that links it.
 #include "qzservices/io/CXStream.hpp"
-#include "qzservices/orrery/InterruptException.hpp"
 
+#include <orrery/exceptions.hpp>
 #include <uv/services_hooks.hpp>
 
 namespace {

@@ -1,3 +1,4 @@
+// The shutdown registry and the four phases of leaving the program.
 #include "qzservices/state/ShutdownRegistry.hpp"
 
 #include <boost/make_shared.hpp>

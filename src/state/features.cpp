@@ -1,3 +1,4 @@
+// The feature table: named, switchable behaviours of the process.
 #include "qzservices/state/features.hpp"
 
 #include <cctype>

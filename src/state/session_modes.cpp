@@ -1,3 +1,4 @@
+// The mode the process runs in and its Java support level.
 #include "qzservices/state/session_modes.hpp"
 
 namespace {

@@ -1,3 +1,4 @@
+// Posting a user event to the front end, and hiding the splash screen.
 #include "qzservices/system_events/PostUserEvent.hpp"
 #include "qzservices/system_events/QZEvent.hpp"
 #include "io/callbacks_private.hpp"

@@ -1,3 +1,4 @@
+// The pending-event pump and its hooks.
 #include "qzservices/system_events/ProcessPendingEvents.hpp"
 #include "qzservices/system_events/update_hooks.hpp"
 

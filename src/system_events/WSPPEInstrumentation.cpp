@@ -1,3 +1,4 @@
+// Timers of the event pump and the update path.
 #include "qzservices/system_events/WSPPEInstrumentation.hpp"
 #include "qzservices/state/features.hpp"
 

@@ -1,3 +1,4 @@
+// The commit and expose hooks and the gate that runs them.
 #include "qzservices/system_events/update_hooks.hpp"
 #include "qzservices/system_events/WSPPEInstrumentation.hpp"
 

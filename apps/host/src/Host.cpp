@@ -1,3 +1,4 @@
+// The start of every host and its end, in their order (Host.hpp).
 #include "qzhost/Host.hpp"
 #include "qzhost/UserEvents.hpp"
 

@@ -1,3 +1,4 @@
+// A host's errors, warnings and reports, wrapped on the error stream.
 #include "qzhost/Messages.hpp"
 
 #include <qzservices/io/CXStream.hpp>

@@ -1,3 +1,4 @@
+// The user events of a host's event loop, and the callback service's view of it.
 #include "qzhost/UserEvents.hpp"
 
 #include <qzservices/cx_thread_request/mt_callback.hpp>

@@ -1,3 +1,4 @@
+// The root of all events: its list of type names.
 #include "cxutil/eventmgr/BaseEvent.hpp"
 
 #include <boost/archive/binary_iarchive.hpp>

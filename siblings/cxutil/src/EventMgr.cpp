@@ -1,3 +1,4 @@
+// Publish and subscribe by event type name (EventMgr.hpp).
 #include "cxutil/eventmgr/EventMgr.hpp"
 
 #include <boost/make_shared.hpp>

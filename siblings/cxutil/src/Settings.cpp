@@ -1,3 +1,4 @@
+// The settings groups and their file "calyx.settings" (Settings.hpp).
 #include "cxutil/settings/Settings.hpp"
 
 #include <fd/i18n/convert.hpp>

@@ -1,3 +1,4 @@
+// The UTF-16 stream buffer that publishes its text as SinkTextEvent records.
 #include "cxutil/io/SinkTextEventBuffer.hpp"
 #include "cxutil/eventmgr/EventMgr.hpp"
 

@@ -1,3 +1,4 @@
+// Where the user's preferences live (directories.hpp).
 #include "cxutil/settings/directories.hpp"
 
 #include <fd/i18n/convert.hpp>

@@ -1,3 +1,4 @@
+// The stateful UTF-16 to native converter into a caller's buffer.
 #include "fd/i18n/codecvt.hpp"
 #include "fd/i18n/convert.hpp"
 #include "converter.hpp"

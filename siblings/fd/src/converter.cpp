@@ -1,3 +1,4 @@
+// The RAII owner of one ICU converter and its ASCII fast path.
 #include "converter.hpp"
 
 #include <algorithm>

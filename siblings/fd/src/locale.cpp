@@ -1,3 +1,4 @@
+// The locale the process found at start, resolved from the environment.
 #include "fd/i18n/QzLocale.hpp"
 
 #include <unicode/ucnv.h>

@@ -1,3 +1,4 @@
+// The levelled diagnostic logger that the environment turns on.
 #include "fd/log/logger.hpp"
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// The registry of the process's memory managers and the aligned heap.
 #include "fd/mem/manager.hpp"
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// The end of the process after an unrecoverable internal error.
 #include "fd/diag/terminate.hpp"
 
 #include <cxxabi.h>

@@ -1,3 +1,4 @@
+// The foundation layer's UTF-16 output stream and its plain inserters.
 #include "fd/io/uostream.hpp"
 
 namespace fd { namespace io {

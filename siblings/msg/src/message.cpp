@@ -1,3 +1,4 @@
+// A catalogue message's English text, with its arguments in their holes.
 #include "msg/message.hpp"
 
 namespace msg_core {

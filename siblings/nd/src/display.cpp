@@ -1,3 +1,4 @@
+// Whether an X display can be reached, and the bell.
 #include "nd/display.hpp"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// The character-set converter between UTF-16 and a named encoding, over ICU.
 #include "orrery/i18n/UnicodeConverterX.hpp"
 
 #include <unicode/ucnv.h>

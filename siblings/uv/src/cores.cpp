@@ -1,3 +1,4 @@
+// The processor count of the machine.
 #include "uv/cores.hpp"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// The utility layer's older recursive lock.
 #include "uv/CriticalSection.hpp"
 
 namespace Orrery { namespace System {

@@ -1,3 +1,4 @@
+// CPU cycle counters: named bins of elapsed time.
 #include "uv/cycle_counter.hpp"
 #include "uv/uv.hpp"
 

@@ -1,3 +1,4 @@
+// The debug print of the multithreading code.
 #include "uv/debug_print.hpp"
 
 #include <cstdarg>

@@ -1,3 +1,5 @@
+// The interrupt state: pending and enabled flags, the signal thread, the
+// per-thread interrupt mode and the checks that act on a pending interrupt.
 #include "uv/uv.hpp"
 #include "uv/services_hooks.hpp"
 

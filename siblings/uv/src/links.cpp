@@ -1,3 +1,4 @@
+// Hot links and documentation links in output, and the format type.
 #include "uv/uv.hpp"
 #include "uv/services_hooks.hpp"
 

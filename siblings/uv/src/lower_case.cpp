@@ -1,3 +1,4 @@
+// Case folding of byte strings in the "C" locale's rules.
 #include "uv/lower_case.hpp"
 
 extern "C" {

@@ -1,3 +1,4 @@
+// Descriptions of the system and the processor, a string hash, line input.
 #include "uv/machine_info.hpp"
 
 #include <sys/utsname.h>

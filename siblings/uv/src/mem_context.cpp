@@ -1,3 +1,4 @@
+// Memory contexts: buffers that live until freed or until their context goes.
 #include "uv/mem_context.hpp"
 #include "uv/uv.hpp"
 

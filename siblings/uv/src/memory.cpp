@@ -1,3 +1,4 @@
+// The utility layer's heap: uvMalloc and its family, never null for size 0.
 #include "uv/uv.hpp"
 
 #include <cstdlib>

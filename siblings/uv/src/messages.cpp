@@ -1,3 +1,4 @@
+// The older catalogue of numbered messages and the message context.
 #include "uv/messages.hpp"
 
 #include <cstdarg>

@@ -1,3 +1,4 @@
+// Shared modules over the dynamic loader: which holds an address, and look-ups.
 #include "uv/modules.hpp"
 
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// Text output: uvPrintf and its family, into the services library's streams.
 #include "uv/uv.hpp"
 #include "uv/services_hooks.hpp"
 

@@ -1,3 +1,4 @@
+// The table of calls into the services library, installed when it loads.
 #include "uv/services_hooks.hpp"
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// String and byte helpers for the older C-style units.
 #include "uv/strings.hpp"
 #include "uv/pattern.hpp"
 

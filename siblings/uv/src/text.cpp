@@ -1,3 +1,4 @@
+// UTF-16 text in the native encoding.
 #include "uv/uv.hpp"
 
 #include <fd/i18n/convert.hpp>

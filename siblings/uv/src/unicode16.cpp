@@ -1,3 +1,4 @@
+// 16-bit text helpers: conversion, length, search and line breaks.
 #include "uv/unicode16.hpp"
 #include "uv/uv.hpp"
 

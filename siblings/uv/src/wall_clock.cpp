@@ -1,3 +1,4 @@
+// The present local time, broken down.
 #include "uv/wall_clock.hpp"
 
 #include <ctime>

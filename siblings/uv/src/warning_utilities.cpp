@@ -1,3 +1,4 @@
+// Whether warnings and errors are formatted for the command window.
 #include "uv/warning_utilities.hpp"
 
 namespace {

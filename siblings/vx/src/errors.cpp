@@ -1,3 +1,4 @@
+// Errors and warnings of the array library: vx::Error and vxErrMsgId.
 #include "vx/errors.hpp"
 #include "vx/warning_printer.hpp"
 #include "msg/calyx_messages.hpp"

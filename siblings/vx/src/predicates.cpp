@@ -1,3 +1,4 @@
+// Tests of an array's kind that built-ins make on their arguments.
 #include "vx/predicates.hpp"
 
 bool vxIsRealScalar(vxArray const* array) {

@@ -1,3 +1,4 @@
+// Where warnings are printed, and the last warning.
 #include "vx/warning_printer.hpp"
 
 #include <atomic>

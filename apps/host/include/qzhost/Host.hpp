@@ -6,6 +6,8 @@
 // Main thread only: the thread that builds the Host becomes the library's
 // signal thread, the interpreter's.
 #pragma once
+#include "qzhost/WindowCallbacks.hpp"
+
 #include <qzservices/io/ActiveCmdWinSinkProxy.hpp>
 #include <qzservices/state/threading.hpp>
 
@@ -25,14 +27,16 @@ struct HostCallbacks {
     void (*beep)() = nullptr;
     int (*readKey)() = nullptr;
     void (*deleteCurrentLine)() = nullptr;
-    // The window system's sleep and the command window's flush and clear.
-    unsigned int (*sleep)(double seconds, bool flag) = nullptr;
-    int (*flushCommandWindow)() = nullptr;
-    void (*clearCommandWindow)() = nullptr;
+    // The window system's sleep and the command window's flush and clear;
+    // every host so far keeps the shared ones (WindowCallbacks.hpp).
+    unsigned int (*sleep)(double seconds, bool flag) = &qzhost::sleepSeconds;
+    int (*flushCommandWindow)() = &qzhost::flushCommandWindow;
+    void (*clearCommandWindow)() = &qzhost::clearCommandWindow;
     // Takes the window size from wherever the host keeps it; null asks the
     // terminal on descriptor 0.
     void (*updateWindowSize)() = nullptr;
-    // The host's signal set-up, run by svSigInit.
+    // The host's signal set-up, run by svSigInit: at least the signal that
+    // marks an interrupt (qzhost::installSignal with markInterruptPending).
     void (*installSignalHandlers)() = nullptr;
     // Whatever else the host installs once the signals stand and before the
     // event functions are handed over (key readers, message printers, the

@@ -1,3 +1,4 @@
+// The event the host publishes when the runtime shuts down.
 #pragma once
 #include "cxutil/cxutil_export.hpp"
 #include "cxutil/eventmgr/BaseEvent.hpp"

@@ -1,3 +1,4 @@
+// Which of the two text streams, output or error, a piece of text belongs to.
 #pragma once
 #include "cxutil/cxutil_export.hpp"
 
