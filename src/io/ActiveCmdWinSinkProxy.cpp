@@ -6,6 +6,7 @@
 #include "qzservices/orrery/InterruptException.hpp"
 #include "qzservices/prompt/prompt.hpp"
 #include "qzservices/state/session_modes.hpp"
+#include "io/sink_generation.hpp"
 
 #include <boost/make_shared.hpp>
 #include <boost/optional.hpp>
@@ -40,6 +41,38 @@ struct CharForm<char> {
 };
 
 boost::shared_ptr<CXSink> outputProxy() { return CmdWinSinkHandle::getInstance(false); }
+
+// The sink and buffer a thread's last write of one stream went to, and the
+// sink generation they were looked up in. Most writes find the same again:
+// one load of the generation then replaces the handle's lock, the factory's
+// call and two reference counts. The cache's own references keep both alive
+// through a write even when a host buffer ends a guard from inside its
+// xsputn (that bumps the generation, so the next write looks up anew).
+template <class CharT>
+struct CachedSink {
+    std::uint64_t generation = ~std::uint64_t(0);
+    boost::shared_ptr<CmdWinSink> sink;
+    boost::shared_ptr<std::basic_streambuf<CharT>> buffer;
+    int depth = 0;  // writes of this stream under way on this thread
+};
+
+template <class CharT>
+CachedSink<CharT>& cachedSink(bool isErr) {
+    thread_local CachedSink<CharT> slots[2];
+    return slots[isErr ? 1 : 0];
+}
+
+// Counts a write in progress for the length of a call.
+class DepthGuard {
+public:
+    explicit DepthGuard(int& depth) : depth_(depth) { ++depth_; }
+    ~DepthGuard() { --depth_; }
+    DepthGuard(DepthGuard const&) = delete;
+    DepthGuard& operator=(DepthGuard const&) = delete;
+
+private:
+    int& depth_;
+};
 
 } // namespace
 
@@ -92,6 +125,29 @@ template <class CharT, class Traits>
 std::streamsize ActiveCmdWinSinkBufferProxyT<CharT, Traits>::send_to_sink(CharT const* text, std::streamsize n) {
     logIt(text, n);  // the taps see every text, sink or not
     hasUnsyncedText_ = true;
+    if (pending_.empty() && (type_ == cxutil::io::OUTPUT_STREAM || type_ == cxutil::io::ERROR_STREAM)) {
+        CachedSink<CharT>& cache = cachedSink<CharT>(type_ == cxutil::io::ERROR_STREAM);
+        // Only the outermost write of a thread uses the cache: a nested one
+        // (from a host buffer or the key wait) must not drop what the outer
+        // write is still writing through.
+        if (cache.depth == 0) {
+            DepthGuard inWrite(cache.depth);
+            std::uint64_t const generation = sink_generation::current();
+            if (generation != cache.generation || !cache.sink) {
+                // Read before the look-up: a change in between only costs a
+                // second look-up at the next write.
+                cache.sink = currentSink();
+                cache.buffer = cache.sink ? bufferOf(cache.sink) : boost::shared_ptr<buffer_type>();
+                cache.generation = generation;
+            }
+            if (cache.sink) {
+                std::streamsize result = send_through(text, n, *cache.sink, cache.buffer);
+                cache.sink->setDirty(true);
+                return result;
+            }
+            cache.generation = ~std::uint64_t(0);
+        }
+    }
     boost::shared_ptr<CmdWinSink> sink = currentSink();  // kept for the whole call
     if (!sink) {
         if (n > 0) pending_.insert(pending_.end(), text, text + n);
@@ -116,8 +172,16 @@ std::streamsize ActiveCmdWinSinkBufferProxyT<CharT, Traits>::send_if_more_allows
     // that replaces the sink's buffer, an adaptor perhaps, while we write
     // through it. So the buffer gets a reference of its own, on every road.
     boost::shared_ptr<buffer_type> const b = bufferOf(sink);
+    return send_through(text, n, *sink, b);
+}
+
+template <class CharT, class Traits>
+std::streamsize ActiveCmdWinSinkBufferProxyT<CharT, Traits>::send_through(CharT const* text, std::streamsize n,
+                                                                        CmdWinSink& sink,
+                                                                        boost::shared_ptr<buffer_type> const& b) {
+    if (n < 0) return n;
     if (!b) return 0;
-    if (!isMoreOn() || !sink->supportsMore()) return b->sputn(text, n);
+    if (!isMoreOn() || !sink.supportsMore()) return b->sputn(text, n);
 
     // Only line feeds count; a last piece without one goes out uncounted. The
     // wait comes after a piece went out, so its line stands above the prompt.

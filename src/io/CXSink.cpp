@@ -1,4 +1,5 @@
 #include "qzservices/io/CXSink.hpp"
+#include "io/sink_generation.hpp"
 
 #include <fd/io/streambuf_adaptor.hpp>
 
@@ -68,6 +69,7 @@ StreamBufferVariant CXSink::setOutStreamBuffer(boost::shared_ptr<std::streambuf>
     }
     outStreamBuffer_ = buffer;
     unicodeOutStreamBuffer_ = fd::io::make_ustreambuf_adaptor(buffer, kNative);
+    sink_generation::bump();
     return previous;
 }
 
@@ -81,6 +83,7 @@ StreamBufferVariant CXSink::setUnicodeOutStreamBuffer(boost::shared_ptr<ustreamb
     }
     unicodeOutStreamBuffer_ = buffer;
     outStreamBuffer_ = fd::io::make_streambuf_adaptor(buffer, kNative);
+    sink_generation::bump();
     return previous;
 }
 
@@ -89,6 +92,7 @@ StreamBufferVariant CXSink::restoreInitialBuffers() {
     currentIsUnicode_ = initialIsUnicode_;
     outStreamBuffer_ = initialOutStreamBuffer_;
     unicodeOutStreamBuffer_ = initialUnicodeOutStreamBuffer_;
+    sink_generation::bump();
     return previous;
 }
 

@@ -3,6 +3,7 @@
 #include "qzservices/io/CXStream.hpp"
 #include "qzservices/io/CmdWinEvents.hpp"
 #include "qzservices/prompt/prompt.hpp"
+#include "io/sink_generation.hpp"
 
 #include <boost/make_shared.hpp>
 #include <boost/thread/lock_guard.hpp>
@@ -31,6 +32,8 @@ private:
 };
 typedef boost::lock_guard<boost::shared_mutex> ExclusiveLock;
 } // namespace
+
+std::atomic<std::uint64_t> sink_generation::counter{0};
 
 boost::scoped_ptr<boost::shared_mutex> CmdWinSinkHandle::sMutex(new boost::shared_mutex);
 CmdWinSinkHandle::FactoryPair CmdWinSinkHandle::sFactoryPair(nullptr, nullptr);
@@ -128,6 +131,7 @@ void CmdWinSinkHandle::setSinkImpl() {
         sSinkImpl = sFactoryPair.first->getCmdWinSink(false);
     else
         sSinkImpl.reset();
+    sink_generation::bump();  // every factory change passes here, under the exclusive lock
 }
 
 void CmdWinSinkHandle::subscribeToEvtMgr() {

@@ -253,6 +253,36 @@ TEST_F(ProxyTest, AGuardEndedInsideTheHostBufferLeavesTheWriteRunningOnTheBuffer
     }
 }
 
+TEST_F(ProxyTest, EveryChangeOfSinkOrBufferReachesTheVeryNextWrite) {
+    // A write reuses the sink the last write of its thread found; each change
+    // below must still send the next write elsewhere.
+    TestFactory g;
+    CmdWinSinkHandle::setFactory(&f);
+    CXStream::CXOut << "a";
+    CmdWinSinkHandle::setFactory(&g);
+    CXStream::CXOut << "b";
+    CmdWinSinkHandle::restorePreviousFactory();
+    CXStream::CXOut << "c";
+    auto capture = boost::make_shared<qztest::RecordingBuffer>();
+    {
+        CmdWinSinkUseAlternateBuffer guard(f.out, boost::shared_ptr<std::streambuf>(capture));
+        CXStream::CXOut << "d";
+    }
+    CXStream::CXOut << "e";
+    // Another thread's remembered sink goes stale the same way.
+    std::thread([] { CXStream::CXOut << "f"; }).join();
+    CmdWinSinkHandle::setFactory(&g);
+    std::thread([] { CXStream::CXOut << "g"; }).join();
+    CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(nullptr, nullptr));
+    CXStream::CXOut << "h";  // kept until a sink exists
+    CmdWinSinkHandle::setFactory(&f);
+    CXStream::CXOut << "i";
+    CXStream::CXOut.flush();
+    EXPECT_EQ(f.out->text(), "acefhi");
+    EXPECT_EQ(g.out->text(), "bg");
+    EXPECT_EQ(capture->text, "d");
+}
+
 TEST(PushDefaultSink, OutToErrorAndInitialBuffersForTheScope) {
     qztest::NoFactoryAtExit reset;
     TestFactory f;

@@ -52,6 +52,9 @@ protected:
 private:
     std::streamsize send_to_sink(CharT const* text, std::streamsize n);
     std::streamsize send_if_more_allows(CharT const* text, std::streamsize n, boost::shared_ptr<CmdWinSink> const& sink);
+    // The same through a buffer of the sink that the caller holds for the call.
+    std::streamsize send_through(CharT const* text, std::streamsize n, CmdWinSink& sink,
+                                 boost::shared_ptr<buffer_type> const& b);
     void wait_for_more(boost::shared_ptr<buffer_type> const& b);
     void logIt(CharT const* text, std::streamsize n);
     void flush_logs();

@@ -1,7 +1,9 @@
 /// @file
 /// The one global choice of the command window: a host installs a factory of
-/// its own sinks, and every write of the proxies looks the sink up anew, so a
-/// new factory redirects text at once without touching any sink stack.
+/// its own sinks, and a new factory redirects the very next write of the
+/// proxies without touching any sink stack: a write reuses the sink its
+/// thread found last only while no factory change (and no change of a sink's
+/// buffer) has happened since.
 ///
 /// Lock: sMutex, shared per lookup, exclusive for a factory change. Operations
 /// that call into the sink (doClc, doHome, ctrlCProcessed, requestInput) run
