@@ -3,7 +3,7 @@
 #include "qzservices/io/CXStream.hpp"
 #include "qzservices/io/CmdWinEvents.hpp"
 #include "qzservices/prompt/prompt.hpp"
-#include "io/sink_generation.hpp"
+#include "io/sink_cache.hpp"
 
 #include <boost/make_shared.hpp>
 #include <boost/thread/lock_guard.hpp>
@@ -33,8 +33,6 @@ private:
 typedef boost::lock_guard<boost::shared_mutex> ExclusiveLock;
 } // namespace
 
-std::atomic<std::uint64_t> sink_generation::counter{0};
-
 boost::scoped_ptr<boost::shared_mutex> CmdWinSinkHandle::sMutex(new boost::shared_mutex);
 CmdWinSinkHandle::FactoryPair CmdWinSinkHandle::sFactoryPair(nullptr, nullptr);
 boost::shared_ptr<CmdWinSink> CmdWinSinkHandle::sSinkImpl;
@@ -57,25 +55,36 @@ boost::shared_ptr<CXSink> CmdWinSinkHandle::getInstance(bool isErr) {
 void CmdWinSinkHandle::setFactory(CmdWinSinkFactory* factory) {
     // Subscribed before the exclusive lock: delivery takes the lock shared.
     boost::call_once(sSubscribeOnce, &CmdWinSinkHandle::subscribeToEvtMgr);
-    ExclusiveLock lock(*sMutex);
-    sFactoryPair.second = sFactoryPair.first;
-    sFactoryPair.first = factory;
-    setSinkImpl();
+    {
+        ExclusiveLock lock(*sMutex);
+        sFactoryPair.second = sFactoryPair.first;
+        sFactoryPair.first = factory;
+        setSinkImpl();
+    }
+    // Outside the lock: this thread's cached sinks may be the last references.
+    sink_cache::changed();
 }
 
 CmdWinSinkHandle::FactoryPair CmdWinSinkHandle::setFactoryPair(FactoryPair const& pair) {
-    ExclusiveLock lock(*sMutex);
-    FactoryPair old = sFactoryPair;
-    sFactoryPair = pair;
-    setSinkImpl();
+    FactoryPair old;
+    {
+        ExclusiveLock lock(*sMutex);
+        old = sFactoryPair;
+        sFactoryPair = pair;
+        setSinkImpl();
+    }
+    sink_cache::changed();
     return old;
 }
 
 void CmdWinSinkHandle::restorePreviousFactory() {
-    ExclusiveLock lock(*sMutex);
-    sFactoryPair.first = sFactoryPair.second;
-    sFactoryPair.second = nullptr;
-    setSinkImpl();
+    {
+        ExclusiveLock lock(*sMutex);
+        sFactoryPair.first = sFactoryPair.second;
+        sFactoryPair.second = nullptr;
+        setSinkImpl();
+    }
+    sink_cache::changed();
 }
 
 bool CmdWinSinkHandle::isDirty() {
@@ -131,7 +140,6 @@ void CmdWinSinkHandle::setSinkImpl() {
         sSinkImpl = sFactoryPair.first->getCmdWinSink(false);
     else
         sSinkImpl.reset();
-    sink_generation::bump();  // every factory change passes here, under the exclusive lock
 }
 
 void CmdWinSinkHandle::subscribeToEvtMgr() {

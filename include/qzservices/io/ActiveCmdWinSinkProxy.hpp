@@ -1,11 +1,12 @@
 /// @file
 /// The sink that streams write into at run time. It has no destination of its
-/// own: at every write it looks up the current command-window sink, copies the
+/// own: at every write it finds the current command-window sink (the one its
+/// thread found last while no change has happened since), copies the
 /// text to the service log, the diary and the sink text events, keeps it while
 /// no sink exists, and pages it line by line under the more rule.
 ///
 /// No lock of its own; the only lock on the path is CmdWinSinkHandle's, taken
-/// shared per lookup and released before text moves on. The writer is blocked
+/// shared per lookup (only after a change) and released before text moves on. The writer is blocked
 /// in its own call while the "--more--" prompt stands.
 #pragma once
 #include "qzservices/export.hpp"
@@ -43,6 +44,10 @@ public:
 
     /// Text kept while no command-window sink existed (without bound).
     std::vector<CharT> const& pending() const { return pending_; }
+    /// Sends `n` ASCII bytes as the same number of UTF-16 units would go, but
+    /// straight to the sink's narrow buffer when no tap, kept text or paging
+    /// is in the way. Returns the number sent. The narrow road of the proxy sink.
+    std::streamsize sendAscii(char const* text, std::streamsize n);
 
 protected:
     std::streamsize xsputn(CharT const* p, std::streamsize n) override;  ///< sends `n` characters on at once
@@ -68,6 +73,7 @@ private:
     std::unique_ptr<fd::i18n::stream_codecvt_ustring_to_string> codecvt_;
     bool hasUnsyncedText_;
     bool publishSinkText_;  ///< latched copy of the global switch
+    bool lastUnitOpensPair_;  ///< the last unit sent was a high surrogate
 };
 
 typedef ActiveCmdWinSinkBufferProxyT<unsigned short> ActiveCmdWinSinkBufferProxy;  ///< the UTF-16 proxy buffer
@@ -101,6 +107,7 @@ public:
     boost::shared_ptr<CmdWinSink> getSink() const;
 
 private:
+    ActiveCmdWinSinkProxy(cxutil::io::StreamTypeEnum type, boost::shared_ptr<ActiveCmdWinSinkBufferProxy> const& buffer);
     static void initInstances();
 
     cxutil::io::StreamTypeEnum type_;

@@ -5,6 +5,10 @@
 /// thread found last only while no factory change (and no change of a sink's
 /// buffer) has happened since.
 ///
+/// A replaced sink may outlive its replacement on a thread that wrote to it
+/// and has not written or flushed since, until that thread does or exits; the
+/// thread that makes the change lets go of it at once (src/io/sink_cache.hpp).
+///
 /// Lock: sMutex, shared per lookup, exclusive for a factory change. Operations
 /// that call into the sink (doClc, doHome, ctrlCProcessed, requestInput) run
 /// with it held shared, so a sink must not install a factory from them.
@@ -24,7 +28,9 @@ QZSERVICES_API_BEGIN
 namespace services { namespace prompt { class InputRequestEvent; } }
 namespace services { namespace io { class CLCEvent; class HomeEvent; } }
 
-/// What a host implements to hand the library its command-window sinks.
+/// What a host implements to hand the library its command-window sinks. A
+/// factory answers the same sink for a stream as long as it is installed: the
+/// proxies keep what it answered until the next factory change.
 class CmdWinSinkFactory {
 public:
     virtual ~CmdWinSinkFactory();  ///< owned by the host
