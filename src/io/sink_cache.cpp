@@ -8,7 +8,7 @@ namespace services { namespace io { namespace sink_cache {
 
 std::atomic<std::uint64_t> generation{0};
 
-__thread Entries* tEntries = nullptr;
+__thread Entries* tEntries __attribute__((tls_model("initial-exec"))) = nullptr;
 
 namespace {
 

@@ -46,7 +46,10 @@ struct Entries {
 
 /// This thread's entries, or null before its first write. A plain pointer
 /// (no construction guard to pass on every access), freed at thread exit.
-extern __thread Entries* tEntries;
+/// Initial-exec: reached at a fixed offset from the thread pointer instead of
+/// through a call per access; eight bytes that a library loaded later takes
+/// from the static block the C library keeps spare for such variables.
+extern __thread Entries* tEntries __attribute__((tls_model("initial-exec")));
 
 /// Makes this thread's entries.
 Entries& makeEntries();
