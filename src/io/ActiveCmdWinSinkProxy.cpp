@@ -12,11 +12,10 @@
 #include <boost/optional.hpp>
 #include <cxutil/io/SinkTextEventBuffer.hpp>
 #include <fd/i18n/codecvt.hpp>
-#include <orrery/exceptions.hpp>
-#include <uv/uv.hpp>
-
 #include <fd/i18n/convert.hpp>
 #include <fd/io/streambuf_adaptor.hpp>
+#include <orrery/exceptions.hpp>
+#include <uv/uv.hpp>
 #include <unicode/ucnv.h>
 
 #include <algorithm>
