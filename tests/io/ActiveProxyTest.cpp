@@ -321,12 +321,16 @@ TEST_F(ProxyTest, AReplacedSinkIsLetGoAtTheChangeOrAtTheWritersNextWriteOrExit) 
         EXPECT_EQ(host->out->text(), thread == 0 ? "yy" : "y");
         CmdWinSinkHandle::setFactory(&g);
         host.reset();
-        if (thread == 0) EXPECT_TRUE(old.expired());
+        if (thread == 0) {
+            EXPECT_TRUE(old.expired());
+        }
         if (thread > 0) {
             changed.set_value();
             writer.join();
         }
-        if (thread == 1) EXPECT_TRUE(goneAfterWrite);
+        if (thread == 1) {
+            EXPECT_TRUE(goneAfterWrite);
+        }
         EXPECT_TRUE(old.expired());
     }
     CXStream::CXOut.flush();

@@ -1,13 +1,17 @@
 /// @file
 /// The sink that streams write into at run time. It has no destination of its
 /// own: at every write it finds the current command-window sink (the one its
-/// thread found last while no change has happened since), copies the
-/// text to the service log, the diary and the sink text events, keeps it while
-/// no sink exists, and pages it line by line under the more rule.
+/// thread found last, while no change has happened since), copies the text to
+/// the service log, the diary and the sink text events, keeps it while no sink
+/// exists, and pages it line by line under the more rule.
+///
+/// Its primary buffer is UTF-16; its narrow buffer sends ASCII text to the
+/// sink's narrow buffer unconverted (sendAscii) and converts everything else.
 ///
 /// No lock of its own; the only lock on the path is CmdWinSinkHandle's, taken
-/// shared per lookup (only after a change) and released before text moves on. The writer is blocked
-/// in its own call while the "--more--" prompt stands.
+/// shared per lookup (a thread looks up only after a change) and released
+/// before text moves on. The writer is blocked in its own call while the
+/// "--more--" prompt stands.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"
