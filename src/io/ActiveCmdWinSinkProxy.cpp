@@ -7,15 +7,21 @@
 #include "qzservices/io/more.hpp"
 #include "qzservices/prompt/prompt.hpp"
 #include "qzservices/state/session_modes.hpp"
+#include "io/sink_cache.hpp"
 
 #include <boost/make_shared.hpp>
 #include <boost/optional.hpp>
 #include <cxutil/io/SinkTextEventBuffer.hpp>
 #include <fd/i18n/codecvt.hpp>
+#include <fd/i18n/convert.hpp>
+#include <fd/io/streambuf_adaptor.hpp>
 #include <orrery/exceptions.hpp>
 #include <uv/uv.hpp>
+#include <unicode/ucnv.h>
 
 #include <algorithm>
+#include <cstring>
+#include <strings.h>
 
 namespace services { namespace io {
 
@@ -33,14 +39,35 @@ struct CharForm<unsigned short> {
     static boost::shared_ptr<std::basic_streambuf<unsigned short>> const& bufferOf(CXSink const& s) {
         return s.getUnicodeOutStreamBuffer();
     }
+    static boost::shared_ptr<ustreambuf> const& bufferOf(sink_cache::Entry const& e) { return e.unicode; }
 };
 
 template <>
 struct CharForm<char> {
     static boost::shared_ptr<std::streambuf> const& bufferOf(CXSink const& s) { return s.getOutStreamBuffer(); }
+    static boost::shared_ptr<std::streambuf> const& bufferOf(sink_cache::Entry const& e) { return e.narrow; }
 };
 
 boost::shared_ptr<CXSink> outputProxy() { return CmdWinSinkHandle::getInstance(false); }
+
+// This thread's cached sink of the stream, or null (another kind of stream,
+// no sink, or a write of this stream already under way on this thread).
+sink_cache::Entry* reusableEntry(cxutil::io::StreamTypeEnum type) {
+    if (type == cxutil::io::OUTPUT_STREAM) return sink_cache::reusable(false);
+    if (type == cxutil::io::ERROR_STREAM) return sink_cache::reusable(true);
+    return nullptr;
+}
+
+void dropStaleEntry(cxutil::io::StreamTypeEnum type) {
+    if (type == cxutil::io::OUTPUT_STREAM || type == cxutil::io::ERROR_STREAM)
+        sink_cache::dropIfStale(type == cxutil::io::ERROR_STREAM);
+}
+
+// A high surrogate: its character is complete only with the next unit.
+template <class CharT>
+bool opensPair(CharT unit) {
+    return sizeof(CharT) == 2 && (static_cast<unsigned>(unit) & 0xfc00u) == 0xd800u;
+}
 
 } // namespace
 
@@ -51,7 +78,7 @@ void disableSinkTextEventPublishing() { gPublishSinkText = false; }
 
 template <class CharT, class Traits>
 ActiveCmdWinSinkBufferProxyT<CharT, Traits>::ActiveCmdWinSinkBufferProxyT(cxutil::io::StreamTypeEnum type)
-    : type_(type), hasUnsyncedText_(false), publishSinkText_(false) {
+    : type_(type), hasUnsyncedText_(false), publishSinkText_(false), lastUnitOpensPair_(false) {
     if (sizeof(CharT) == 2) {
         sinkTextBuffer_ = boost::make_shared<cxutil::io::SinkTextEventBuffer>(type);
         codecvt_.reset(new fd::i18n::stream_codecvt_ustring_to_string(std::string(), true));
@@ -90,9 +117,50 @@ ActiveCmdWinSinkBufferProxyT<CharT, Traits>::overflow(int_type c) {
 }
 
 template <class CharT, class Traits>
+std::streamsize ActiveCmdWinSinkBufferProxyT<CharT, Traits>::sendAscii(char const* text, std::streamsize n) {
+    // Straight into the sink's narrow buffer when nothing on the UTF-16 road
+    // would see a difference: no tap to copy to, no kept text to send first,
+    // no paging to count lines for, and no half of a surrogate pair waiting in
+    // the sink's converting buffer for the unit after it.
+    bool const tapped = (sizeof(CharT) == 2 && publishSinkText_) || CXStream::logStreamPtr_ ||
+                        CXStream::diaryStreamPtr_;
+    if (n > 0 && !tapped && pending_.empty() && !lastUnitOpensPair_) {
+        sink_cache::Entry* e = reusableEntry(type_);
+        if (e && e->narrow && (!isMoreOn() || !e->sink->supportsMore())) {
+            sink_cache::InUse inUse(*e);
+            hasUnsyncedText_ = true;
+            std::streamsize const sent = e->narrow->sputn(text, n);
+            e->sink->setDirty(true);
+            return sent;
+        }
+    }
+    // The UTF-16 road, in the pieces a converting buffer would make.
+    CharT wide[512];
+    std::streamsize done = 0;
+    while (done < n) {
+        std::streamsize const len = std::min<std::streamsize>(n - done, 512);
+        for (std::streamsize i = 0; i < len; ++i) wide[i] = static_cast<unsigned char>(text[done + i]);
+        if (send_to_sink(wide, len) != len) return done;
+        done += len;
+    }
+    return n;
+}
+
+template <class CharT, class Traits>
 std::streamsize ActiveCmdWinSinkBufferProxyT<CharT, Traits>::send_to_sink(CharT const* text, std::streamsize n) {
     logIt(text, n);  // the taps see every text, sink or not
     hasUnsyncedText_ = true;
+    if (n > 0) lastUnitOpensPair_ = opensPair(text[n - 1]);
+    if (pending_.empty()) {
+        if (sink_cache::Entry* e = reusableEntry(type_)) {
+            // The entry's references hold sink and buffer through the write,
+            // even if a host buffer ends a guard from inside its own write.
+            sink_cache::InUse inUse(*e);
+            std::streamsize result = send_through(text, n, *e->sink, CharForm<CharT>::bufferOf(*e));
+            e->sink->setDirty(true);
+            return result;
+        }
+    }
     boost::shared_ptr<CmdWinSink> sink = currentSink();  // kept for the whole call
     if (!sink) {
         if (n > 0) pending_.insert(pending_.end(), text, text + n);
@@ -117,8 +185,16 @@ std::streamsize ActiveCmdWinSinkBufferProxyT<CharT, Traits>::send_if_more_allows
     // that replaces the sink's buffer, an adaptor perhaps, while we write
     // through it. So the buffer gets a reference of its own, on every road.
     boost::shared_ptr<buffer_type> const b = bufferOf(sink);
+    return send_through(text, n, *sink, b);
+}
+
+template <class CharT, class Traits>
+std::streamsize ActiveCmdWinSinkBufferProxyT<CharT, Traits>::send_through(CharT const* text, std::streamsize n,
+                                                                        CmdWinSink& sink,
+                                                                        boost::shared_ptr<buffer_type> const& b) {
+    if (n < 0) return n;
     if (!b) return 0;
-    if (!isMoreOn() || !sink->supportsMore()) return b->sputn(text, n);
+    if (!isMoreOn() || !sink.supportsMore()) return b->sputn(text, n);
 
     // Only line feeds count; a last piece without one goes out uncounted. The
     // wait comes after a piece went out, so its line stands above the prompt.
@@ -275,6 +351,7 @@ void ActiveCmdWinSinkBufferProxyT<CharT, Traits>::flush_logs() {
 
 template <class CharT, class Traits>
 int ActiveCmdWinSinkBufferProxyT<CharT, Traits>::sync() {
+    dropStaleEntry(type_);  // a flush lets go of a sink replaced since this thread's last write
     if (!hasUnsyncedText_) {
         publishSinkText_ = gPublishSinkText;
         return 0;
@@ -291,6 +368,7 @@ int ActiveCmdWinSinkBufferProxyT<CharT, Traits>::sync() {
     if (!pending_.empty()) {
         // Kept text goes out straight, with no paging, on this road.
         b->sputn(pending_.data(), static_cast<std::streamsize>(pending_.size()));
+        lastUnitOpensPair_ = opensPair(pending_.back());
         pending_.clear();
     }
     hasUnsyncedText_ = false;
@@ -300,6 +378,83 @@ int ActiveCmdWinSinkBufferProxyT<CharT, Traits>::sync() {
 template class ActiveCmdWinSinkBufferProxyT<unsigned short>;
 template class ActiveCmdWinSinkBufferProxyT<char>;
 
+// ---- the narrow front ----
+
+namespace {
+
+// Whether every byte below 0x80 of the native encoding is that ASCII character
+// and never part of a longer sequence, so that ASCII text reads the same
+// before and after a round through UTF-16. Asked once, as the converting
+// buffer asks once.
+bool nativeAsciiIsItself() {
+    UErrorCode err = U_ZERO_ERROR;
+    UConverter* cnv = ucnv_open(fd::i18n::resolve_encoding(std::string()).c_str(), &err);
+    if (U_FAILURE(err) || !cnv) return false;
+    char const* name = ucnv_getName(cnv, &err);
+    bool const itself = U_SUCCESS(err) && name &&
+                        (strncasecmp(name, "UTF-8", 5) == 0 || strncasecmp(name, "US-ASCII", 8) == 0 ||
+                         strncasecmp(name, "ISO-8859", 8) == 0);
+    ucnv_close(cnv);
+    return itself;
+}
+
+// Eight bytes at a time: the top bits of all bytes gathered by one "or".
+bool isAscii(char const* s, std::streamsize n) {
+    std::uint64_t high = 0;
+    std::streamsize i = 0;
+    for (; i + 8 <= n; i += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, s + i, 8);
+        high |= word;
+    }
+    for (; i < n; ++i) high |= static_cast<unsigned char>(s[i]);
+    return (high & 0x8080808080808080ull) == 0;
+}
+
+// The narrow buffer of the proxy sink. ASCII text, nearly all output, takes
+// the UTF-16 buffer's narrow road (sendAscii), which spares it a conversion
+// to UTF-16 and back; any other text goes through the converting buffer, as
+// all text once did. A piece that ends in a byte above 0x7f may leave part of
+// a character inside the converter, so text keeps to the converting buffer
+// until a piece ends in ASCII again.
+class NarrowFront : public std::streambuf {
+public:
+    NarrowFront(boost::shared_ptr<ActiveCmdWinSinkBufferProxy> const& proxy,
+                boost::shared_ptr<std::streambuf> const& converting)
+        : proxy_(proxy), converting_(converting), asciiIsItself_(nativeAsciiIsItself()) {}
+
+protected:
+    std::streamsize xsputn(char const* s, std::streamsize n) override { return send(s, n); }
+
+    int_type overflow(int_type c) override {
+        // As the converting buffer: end of file is no character and sends nothing.
+        if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
+        char const ch = traits_type::to_char_type(c);
+        return send(&ch, 1) == 1 ? c : traits_type::eof();
+    }
+
+    int sync() override { return converting_->pubsync(); }
+
+private:
+    std::streamsize send(char const* s, std::streamsize n) {
+        if (asciiIsItself_ && !converterMayHold_ && isAscii(s, n)) return proxy_->sendAscii(s, n);
+        std::streamsize const sent = converting_->sputn(s, n);
+        if (n > 0) converterMayHold_ = static_cast<unsigned char>(s[n - 1]) >= 0x80;
+        return sent;
+    }
+
+    boost::shared_ptr<ActiveCmdWinSinkBufferProxy> proxy_;
+    boost::shared_ptr<std::streambuf> converting_;  // over proxy_
+    bool asciiIsItself_;
+    bool converterMayHold_ = false;
+};
+
+boost::shared_ptr<std::streambuf> narrowFrontOf(boost::shared_ptr<ActiveCmdWinSinkBufferProxy> const& proxy) {
+    return boost::make_shared<NarrowFront>(proxy, fd::io::make_streambuf_adaptor(proxy, std::string()));
+}
+
+} // namespace
+
 // ---- the proxy ----
 
 boost::shared_ptr<ActiveCmdWinSinkProxy> ActiveCmdWinSinkProxy::outACWSP_;
@@ -307,7 +462,11 @@ boost::shared_ptr<ActiveCmdWinSinkProxy> ActiveCmdWinSinkProxy::errACWSP_;
 boost::once_flag ActiveCmdWinSinkProxy::sInitOnce = BOOST_ONCE_INIT;
 
 ActiveCmdWinSinkProxy::ActiveCmdWinSinkProxy(cxutil::io::StreamTypeEnum type)
-    : CXSink(boost::shared_ptr<ustreambuf>(boost::make_shared<ActiveCmdWinSinkBufferProxy>(type))),
+    : ActiveCmdWinSinkProxy(type, boost::make_shared<ActiveCmdWinSinkBufferProxy>(type)) {}
+
+ActiveCmdWinSinkProxy::ActiveCmdWinSinkProxy(cxutil::io::StreamTypeEnum type,
+                                             boost::shared_ptr<ActiveCmdWinSinkBufferProxy> const& buffer)
+    : CXSink(boost::shared_ptr<ustreambuf>(buffer), narrowFrontOf(buffer)),
       type_(type),
       traits_(boost::shared_ptr<CXSink>()) {}
 

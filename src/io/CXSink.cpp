@@ -1,5 +1,6 @@
 // The base of every sink: its two stream buffers and its properties.
 #include "qzservices/io/CXSink.hpp"
+#include "io/sink_cache.hpp"
 
 #include <fd/io/streambuf_adaptor.hpp>
 
@@ -23,6 +24,15 @@ CXSink::CXSink(boost::shared_ptr<std::streambuf> const& buffer)
 
 CXSink::CXSink(boost::shared_ptr<ustreambuf> const& buffer)
     : outStreamBuffer_(fd::io::make_streambuf_adaptor(buffer, kNative)),
+      unicodeOutStreamBuffer_(buffer),
+      initialOutStreamBuffer_(outStreamBuffer_),
+      initialUnicodeOutStreamBuffer_(unicodeOutStreamBuffer_),
+      dirty_(false),
+      currentIsUnicode_(true),
+      initialIsUnicode_(true) {}
+
+CXSink::CXSink(boost::shared_ptr<ustreambuf> const& buffer, boost::shared_ptr<std::streambuf> const& narrowFront)
+    : outStreamBuffer_(narrowFront),
       unicodeOutStreamBuffer_(buffer),
       initialOutStreamBuffer_(outStreamBuffer_),
       initialUnicodeOutStreamBuffer_(unicodeOutStreamBuffer_),
@@ -69,6 +79,7 @@ StreamBufferVariant CXSink::setOutStreamBuffer(boost::shared_ptr<std::streambuf>
     }
     outStreamBuffer_ = buffer;
     unicodeOutStreamBuffer_ = fd::io::make_ustreambuf_adaptor(buffer, kNative);
+    sink_cache::changed();  // the next write of a proxy takes the new buffer
     return previous;
 }
 
@@ -82,6 +93,7 @@ StreamBufferVariant CXSink::setUnicodeOutStreamBuffer(boost::shared_ptr<ustreamb
     }
     unicodeOutStreamBuffer_ = buffer;
     outStreamBuffer_ = fd::io::make_streambuf_adaptor(buffer, kNative);
+    sink_cache::changed();  // the next write of a proxy takes the new buffer
     return previous;
 }
 
@@ -90,6 +102,7 @@ StreamBufferVariant CXSink::restoreInitialBuffers() {
     currentIsUnicode_ = initialIsUnicode_;
     outStreamBuffer_ = initialOutStreamBuffer_;
     unicodeOutStreamBuffer_ = initialUnicodeOutStreamBuffer_;
+    sink_cache::changed();  // the next write of a proxy takes the new buffer
     return previous;
 }
 

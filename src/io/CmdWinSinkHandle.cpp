@@ -4,6 +4,7 @@
 #include "qzservices/io/CXStream.hpp"
 #include "qzservices/io/CmdWinEvents.hpp"
 #include "qzservices/prompt/prompt.hpp"
+#include "io/sink_cache.hpp"
 
 #include <boost/make_shared.hpp>
 #include <boost/thread/lock_guard.hpp>
@@ -55,25 +56,36 @@ boost::shared_ptr<CXSink> CmdWinSinkHandle::getInstance(bool isErr) {
 void CmdWinSinkHandle::setFactory(CmdWinSinkFactory* factory) {
     // Subscribed before the exclusive lock: delivery takes the lock shared.
     boost::call_once(sSubscribeOnce, &CmdWinSinkHandle::subscribeToEvtMgr);
-    ExclusiveLock lock(*sMutex);
-    sFactoryPair.second = sFactoryPair.first;
-    sFactoryPair.first = factory;
-    setSinkImpl();
+    {
+        ExclusiveLock lock(*sMutex);
+        sFactoryPair.second = sFactoryPair.first;
+        sFactoryPair.first = factory;
+        setSinkImpl();
+    }
+    // Outside the lock: this thread's cached sinks may be the last references.
+    sink_cache::changed();
 }
 
 CmdWinSinkHandle::FactoryPair CmdWinSinkHandle::setFactoryPair(FactoryPair const& pair) {
-    ExclusiveLock lock(*sMutex);
-    FactoryPair old = sFactoryPair;
-    sFactoryPair = pair;
-    setSinkImpl();
+    FactoryPair old;
+    {
+        ExclusiveLock lock(*sMutex);
+        old = sFactoryPair;
+        sFactoryPair = pair;
+        setSinkImpl();
+    }
+    sink_cache::changed();
     return old;
 }
 
 void CmdWinSinkHandle::restorePreviousFactory() {
-    ExclusiveLock lock(*sMutex);
-    sFactoryPair.first = sFactoryPair.second;
-    sFactoryPair.second = nullptr;
-    setSinkImpl();
+    {
+        ExclusiveLock lock(*sMutex);
+        sFactoryPair.first = sFactoryPair.second;
+        sFactoryPair.second = nullptr;
+        setSinkImpl();
+    }
+    sink_cache::changed();
 }
 
 bool CmdWinSinkHandle::isDirty() {

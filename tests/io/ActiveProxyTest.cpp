@@ -13,6 +13,7 @@
 #include "support/io_proxy_streams.hpp"
 
 #include <boost/make_shared.hpp>
+#include <boost/weak_ptr.hpp>
 #include <cxutil/eventmgr/EventMgr.hpp>
 #include <cxutil/io/SinkTextEventBuffer.hpp>
 #include <gtest/gtest.h>
@@ -20,6 +21,8 @@
 #include <vx/array.hpp>
 #include <vx/errors.hpp>
 
+#include <functional>
+#include <future>
 #include <optional>
 #include <sstream>
 #include <thread>
@@ -250,6 +253,120 @@ TEST_F(ProxyTest, AGuardEndedInsideTheHostBufferLeavesTheWriteRunningOnTheBuffer
         EXPECT_EQ(capture->syncs, 1);
         EXPECT_EQ(f.out->text(), "");
         capture->guard.reset();
+    }
+}
+
+TEST_F(ProxyTest, EveryChangeOfSinkOrBufferReachesTheVeryNextWrite) {
+    // A write reuses the sink the last write of its thread found; each change
+    // below, made on this thread or another, must still send the next write
+    // elsewhere, on the narrow road and on the UTF-16 one.
+    TestFactory g;
+    uout wide;
+    CmdWinSinkHandle::setFactory(&f);
+    CXStream::CXOut << "a";
+    std::thread([&] { CmdWinSinkHandle::setFactory(&g); }).join();
+    CXStream::CXOut << "b";
+    wide.write(qztest::u16(u"B").data(), 1);
+    CmdWinSinkHandle::restorePreviousFactory();
+    CXStream::CXOut << "c";
+    auto capture = boost::make_shared<qztest::RecordingBuffer>();
+    {
+        CmdWinSinkUseAlternateBuffer guard(f.out, boost::shared_ptr<std::streambuf>(capture));
+        CXStream::CXOut << "d";
+    }
+    CXStream::CXOut << "e";
+    // Another thread's remembered sink goes stale the same way.
+    std::thread([] { CXStream::CXOut << "f"; }).join();
+    CmdWinSinkHandle::setFactory(&g);
+    std::thread([] { CXStream::CXOut << "g"; }).join();
+    CmdWinSinkHandle::setFactoryPair(CmdWinSinkHandle::FactoryPair(nullptr, nullptr));
+    CXStream::CXOut << "h";  // kept until a sink exists
+    CmdWinSinkHandle::setFactory(&f);
+    CXStream::CXOut << "i";
+    CXStream::CXOut.flush();
+    EXPECT_EQ(f.out->text(), "acefhi");
+    EXPECT_EQ(g.out->text(), "bBg");
+    EXPECT_EQ(capture->text, "d");
+}
+
+TEST_F(ProxyTest, AReplacedSinkIsLetGoAtTheChangeOrAtTheWritersNextWriteOrExit) {
+    TestFactory g;
+    auto writeOnThread = [](std::promise<void>& wrote, std::promise<void>& changed, bool writeAgain,
+                            boost::weak_ptr<CmdWinSink> const& old, bool& goneAfterWrite) {
+        return std::thread([&wrote, &changed, writeAgain, &old, &goneAfterWrite] {
+            CXStream::CXOut << "y";
+            wrote.set_value();
+            changed.get_future().wait();
+            if (writeAgain) {
+                CXStream::CXOut << "z";
+                goneAfterWrite = old.expired();
+            }
+        });
+    };
+    for (int thread = 0; thread < 3; ++thread) {
+        SCOPED_TRACE(thread == 0 ? "the changing thread's own write" : thread == 1 ? "next write" : "exit");
+        auto host = std::make_unique<TestFactory>();
+        boost::weak_ptr<CmdWinSink> old = host->out;
+        CmdWinSinkHandle::setFactory(host.get());
+        std::promise<void> wrote, changed;
+        bool goneAfterWrite = false;
+        std::thread writer;
+        if (thread == 0) {
+            CXStream::CXOut << "y";
+            uout().write(qztest::u16(u"y").data(), 1);
+        } else {
+            writer = writeOnThread(wrote, changed, thread == 1, old, goneAfterWrite);
+            wrote.get_future().wait();
+        }
+        EXPECT_EQ(host->out->text(), thread == 0 ? "yy" : "y");
+        CmdWinSinkHandle::setFactory(&g);
+        host.reset();
+        if (thread == 0) {
+            EXPECT_TRUE(old.expired());
+        }
+        if (thread > 0) {
+            changed.set_value();
+            writer.join();
+        }
+        if (thread == 1) {
+            EXPECT_TRUE(goneAfterWrite);
+        }
+        EXPECT_TRUE(old.expired());
+    }
+    CXStream::CXOut.flush();
+    EXPECT_EQ(g.out->text(), "z");
+}
+
+TEST_F(ProxyTest, TextReadsTheSameWhicheverRoadItTakes) {
+    // ASCII goes straight to the sink's narrow buffer and anything else through
+    // UTF-16; a character cut between writes, or a high surrogate waiting for
+    // its pair, must come out as if all text had gone through UTF-16.
+    CmdWinSinkHandle::setFactory(&f);
+    std::string const replacement = "\xEF\xBF\xBD";  // U+FFFD
+    struct Row {
+        char const* name;
+        std::function<void()> write;
+        std::string expected;
+    };
+    Row const rows[] = {
+        {"a character in two writes between ASCII",
+         [] { CXStream::CXOut << "a" << "\xC3" << "\xA9" << "b"; }, "a\xC3\xA9" "b"},
+        {"a lead byte cut short by the next write's ASCII",
+         [] { CXStream::CXOut << "\xC3" << "x" << "y"; }, replacement + "xy"},
+        {"a high surrogate through uout, then ASCII through CXOut",
+         [] {
+             unsigned short const high = 0xD83D;
+             uout().write(&high, 1);
+             CXStream::CXOut << "x" << "y";
+         },
+         replacement + "xy"},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.name);
+        f.out->clear();
+        row.write();
+        CXStream::CXOut.flush();
+        EXPECT_EQ(f.out->text(), row.expected);
     }
 }
 

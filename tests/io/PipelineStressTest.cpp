@@ -2,8 +2,8 @@
 // makes no heap allocation (counted by replacing the global operator new in
 // this binary), and lines written while other threads replace the factory and
 // register and unregister shutdown objects arrive whole at one sink or the
-// other, none lost and none doubled. The sink is looked up under the handle's
-// lock and kept alive by its reference count.
+// other, none lost and none doubled. The writer's thread looks the sink up
+// under the handle's lock after each change and holds it while it writes.
 #include "qzservices/io/ActiveCmdWinSinkProxy.hpp"
 #include "qzservices/io/CXStream.hpp"
 #include "qzservices/io/CmdWinSinkHandle.hpp"

@@ -1,12 +1,17 @@
 /// @file
 /// The sink that streams write into at run time. It has no destination of its
-/// own: at every write it looks up the current command-window sink, copies the
-/// text to the service log, the diary and the sink text events, keeps it while
-/// no sink exists, and pages it line by line under the more rule.
+/// own: at every write it finds the current command-window sink (the one its
+/// thread found last, while no change has happened since), copies the text to
+/// the service log, the diary and the sink text events, keeps it while no sink
+/// exists, and pages it line by line under the more rule.
+///
+/// Its primary buffer is UTF-16; its narrow buffer sends ASCII text to the
+/// sink's narrow buffer unconverted (sendAscii) and converts everything else.
 ///
 /// No lock of its own; the only lock on the path is CmdWinSinkHandle's, taken
-/// shared per lookup and released before text moves on. The writer is blocked
-/// in its own call while the "--more--" prompt stands.
+/// shared per lookup (a thread looks up only after a change) and released
+/// before text moves on. The writer is blocked in its own call while the
+/// "--more--" prompt stands.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/io/CXSink.hpp"
@@ -43,6 +48,10 @@ public:
 
     /// Text kept while no command-window sink existed (without bound).
     std::vector<CharT> const& pending() const { return pending_; }
+    /// Sends `n` ASCII bytes as the same number of UTF-16 units would go, but
+    /// straight to the sink's narrow buffer when no tap, kept text or paging
+    /// is in the way. Returns the number sent. The narrow road of the proxy sink.
+    std::streamsize sendAscii(char const* text, std::streamsize n);
 
 protected:
     std::streamsize xsputn(CharT const* p, std::streamsize n) override;  ///< sends `n` characters on at once
@@ -52,6 +61,9 @@ protected:
 private:
     std::streamsize send_to_sink(CharT const* text, std::streamsize n);
     std::streamsize send_if_more_allows(CharT const* text, std::streamsize n, boost::shared_ptr<CmdWinSink> const& sink);
+    // The same through a buffer of the sink that the caller holds for the call.
+    std::streamsize send_through(CharT const* text, std::streamsize n, CmdWinSink& sink,
+                                 boost::shared_ptr<buffer_type> const& b);
     void wait_for_more(boost::shared_ptr<buffer_type> const& b);
     void logIt(CharT const* text, std::streamsize n);
     void flush_logs();
@@ -65,6 +77,7 @@ private:
     std::unique_ptr<fd::i18n::stream_codecvt_ustring_to_string> codecvt_;
     bool hasUnsyncedText_;
     bool publishSinkText_;  ///< latched copy of the global switch
+    bool lastUnitOpensPair_;  ///< the last unit sent was a high surrogate
 };
 
 typedef ActiveCmdWinSinkBufferProxyT<unsigned short> ActiveCmdWinSinkBufferProxy;  ///< the UTF-16 proxy buffer
@@ -98,6 +111,7 @@ public:
     boost::shared_ptr<CmdWinSink> getSink() const;
 
 private:
+    ActiveCmdWinSinkProxy(cxutil::io::StreamTypeEnum type, boost::shared_ptr<ActiveCmdWinSinkBufferProxy> const& buffer);
     static void initInstances();
 
     cxutil::io::StreamTypeEnum type_;

@@ -24,6 +24,10 @@ public:
     explicit CXSink(boost::shared_ptr<std::streambuf> const& buffer);  ///< narrow primary, UTF-16 adaptor over it
     explicit CXSink(boost::shared_ptr<ustreambuf> const& buffer);  ///< UTF-16 primary, narrow adaptor over it
 
+    /// A UTF-16 primary and the narrow buffer to put in front of it, for a sink
+    /// whose narrow text should not always pass through a converter.
+    CXSink(boost::shared_ptr<ustreambuf> const& buffer, boost::shared_ptr<std::streambuf> const& narrowFront);
+
     virtual void activate();  ///< called when the sink comes to the top; does nothing here
     virtual void deactivate();  ///< syncs the primary buffer
     virtual bool isDirty() const;  ///< whether text was written since the flag was cleared

@@ -1,7 +1,13 @@
 /// @file
 /// The one global choice of the command window: a host installs a factory of
-/// its own sinks, and every write of the proxies looks the sink up anew, so a
-/// new factory redirects text at once without touching any sink stack.
+/// its own sinks, and a new factory redirects the very next write of the
+/// proxies without touching any sink stack: a write reuses the sink its
+/// thread found last only while no factory change (and no change of a sink's
+/// buffer) has happened since.
+///
+/// A replaced sink may outlive its replacement on a thread that wrote to it
+/// and has not written or flushed since, until that thread does or exits; the
+/// thread that makes the change lets go of it at once (src/io/sink_cache.hpp).
 ///
 /// Lock: sMutex, shared per lookup, exclusive for a factory change. Operations
 /// that call into the sink (doClc, doHome, ctrlCProcessed, requestInput) run
@@ -22,7 +28,9 @@ QZSERVICES_API_BEGIN
 namespace services { namespace prompt { class InputRequestEvent; } }
 namespace services { namespace io { class CLCEvent; class HomeEvent; } }
 
-/// What a host implements to hand the library its command-window sinks.
+/// What a host implements to hand the library its command-window sinks. A
+/// factory answers the same sink for a stream as long as it is installed: the
+/// proxies keep what it answered until the next factory change.
 class CmdWinSinkFactory {
 public:
     virtual ~CmdWinSinkFactory();  ///< owned by the host
