@@ -14,6 +14,7 @@
 
 namespace {
 
+// linkAt below reads this pattern by hand: a change here is a change there.
 RX_Node buildHyperlinkPattern() {
     RX_Builder_Space b;
     RX_Node const space = b.set(RX_Builder_Space::SET_SPACE);
