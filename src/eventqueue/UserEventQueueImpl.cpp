@@ -133,7 +133,9 @@ void UserEventQueueImpl::keepByteInPipe() const {
 }
 
 void UserEventQueueImpl::choosePipeOrWakeWord() {
-    bool const onlyOwnEnd = inputs_.size() == 1 && inputs_.begin()->first == readFd_;
+    // A handler of its own on the read end may read the descriptor it is given: the pipe then.
+    bool const onlyOwnEnd =
+        inputs_.size() == 1 && inputs_.begin()->first == readFd_ && inputs_.begin()->second == &ReadPipe;
     boost::lock_guard<boost::mutex> lock(mutex_);
     bool const keep = endShared_.load() || !onlyOwnEnd;
     if (keep == keepByte_.load()) return;
@@ -196,7 +198,8 @@ int UserEventQueueImpl::getNextEventOrBlock() { return selectFcn(false); }
 int UserEventQueueImpl::flushEventsOrBlock() { return selectFcn(true); }
 
 bool UserEventQueueImpl::waitsOnWakeWord() const {
-    return !keepByte_.load(std::memory_order_relaxed) && inputs_.size() == 1 && inputs_.begin()->first == readFd_;
+    // keepByte_ is cleared only while ReadPipe on the read end is all there is to watch.
+    return !keepByte_.load(std::memory_order_relaxed);
 }
 
 int UserEventQueueImpl::selectFcn(bool flush) {
@@ -253,7 +256,7 @@ int UserEventQueueImpl::waitOnWakeWord(bool flush) {
     uvInterruptState::ThrowIfInterruptPending();  // before any handler runs
     if (result == 1) {
         uvInterruptMode dispatchMode(0);
-        if (!dispatchInput(readFd_, inputs_.begin()->second, flush)) result = 0;
+        if (!dispatchInput(readFd_, &ReadPipe, flush)) result = 0;
     }
     uvInterruptState::ThrowIfInterruptPending();
     return result;

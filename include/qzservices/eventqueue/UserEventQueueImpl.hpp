@@ -3,8 +3,9 @@
 /// with one wake byte "E" in an anonymous pipe, and the table of watched file
 /// descriptors that the event loop waits on with one select.
 ///
-/// While anything watches the pipe (a host that asked for either end, or a
-/// watched descriptor besides the read end): the pipe holds one byte exactly
+/// While anything watches the pipe (a host that asked for either end, a
+/// watched descriptor besides the read end, or a handler other than ReadPipe
+/// on it): the pipe holds one byte exactly
 /// while the queue is not empty, and every write or read of the byte happens
 /// with the mutex held. While nothing does, no byte is written: a push only
 /// raises a wake word and wakes the loop's wait on it (a futex), one system
@@ -112,7 +113,7 @@ private:
     int waitOnWakeWord(bool flush);  ///< selectFcn while the loop waits on the wake word
     /// Runs the handler of a ready descriptor; false when it refused.
     bool dispatchInput(int fd, UserEventInputHandler handler, bool flush);
-    bool waitsOnWakeWord() const;  ///< loop thread: the read end is all it watches, and no byte is kept
+    bool waitsOnWakeWord() const;  ///< loop thread: ReadPipe on the read end is all it watches, no byte kept
     /// Loop thread: waits until an event is queued, when `limited` at most
     /// the seconds and microseconds given. Failed for a timeout that select
     /// would refuse, or a signal.
