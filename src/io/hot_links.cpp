@@ -6,11 +6,9 @@
 #include "qzservices/io/wrapping.hpp"
 #include "io/hot_links.hpp"
 
-#include <string>
+#include "io/wrap_units.hpp"
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+#include <string>
 
 namespace {
 
@@ -49,21 +47,7 @@ void ioStripHotLinks(char* text) {
 namespace {
 
 typedef unsigned short Unit;
-
-// The first index from `from` below `length` that holds `wanted`, or `length`.
-// Eight units at a time with SSE2.
-size_t findUnit(Unit const* text, size_t from, size_t length, Unit wanted) {
-#if defined(__SSE2__)
-    __m128i const w = _mm_set1_epi16(static_cast<short>(wanted));
-    for (; from + 8 <= length; from += 8) {
-        __m128i const units = _mm_loadu_si128(reinterpret_cast<__m128i const*>(text + from));
-        int const mask = _mm_movemask_epi8(_mm_cmpeq_epi16(units, w));
-        if (mask != 0) return from + static_cast<size_t>(__builtin_ctz(static_cast<unsigned>(mask))) / 2;
-    }
-#endif
-    while (from < length && text[from] != wanted) ++from;
-    return from;
-}
+using services::io::detail::findUnit;
 
 bool unitsAre(Unit const* text, size_t at, size_t length, char const* literal) {
     for (; *literal != '\0'; ++literal, ++at)

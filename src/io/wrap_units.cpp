@@ -39,4 +39,17 @@ void findTabAndBackspace(unsigned short const* text, size_t length, bool& hasTab
     }
 }
 
+size_t findUnit(unsigned short const* text, size_t from, size_t length, unsigned short wanted) {
+#if defined(__SSE2__)
+    __m128i const w = _mm_set1_epi16(static_cast<short>(wanted));
+    for (; from + 8 <= length; from += 8) {
+        __m128i const units = _mm_loadu_si128(reinterpret_cast<__m128i const*>(text + from));
+        int const mask = _mm_movemask_epi8(_mm_cmpeq_epi16(units, w));
+        if (mask != 0) return from + static_cast<size_t>(__builtin_ctz(static_cast<unsigned>(mask))) / 2;
+    }
+#endif
+    while (from < length && text[from] != wanted) ++from;
+    return from;
+}
+
 }}} // namespace services::io::detail
