@@ -1,17 +1,17 @@
 // ioPrintWrapped: one pass over the 16-bit text that decides where lines
-// break, with the feature and the scope switch that turn it off.
+// break, the markup of hot links taking no room, and the output of the lines
+// in chunks. Its switches are in wrapping_feature.cpp, its scans over the
+// units in wrap_units.cpp.
 #include "qzservices/io/wrapping.hpp"
-#include "qzservices/io/CXStream.hpp"
 #include "qzservices/io/window.hpp"
-#include "qzservices/state/features.hpp"
 #include "io/hot_links.hpp"
 #include "io/tab_width.hpp"
+#include "io/wrap_units.hpp"
 
 #include <fd/i18n/codecvt.hpp>
 #include <fd/i18n/convert.hpp>
 #include <uv/unicode16.hpp>
 #include <uv/uv.hpp>
-#include <uv/warning_utilities.hpp>
 #include <vx/errors.hpp>
 
 #include <boost/numeric/conversion/converter_policies.hpp>
@@ -21,33 +21,10 @@
 #include <cstring>
 #include <memory>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
-char const* const WrappingFeatureRegistration::featureName = "WrapWarningsAndErrors";
-bool WrappingFeatureRegistration::enabled = true;
-bool WrappingFeatureRegistration::featured = true;
-
-void WrappingFeatureRegistration::setFeatured(int value) { featured = value != 0; }
-
-ioWarningWrappingDisablor::ioWarningWrappingDisablor() : saved_(WrappingFeatureRegistration::enabled) {
-    WrappingFeatureRegistration::enabled = false;
-}
-
-ioWarningWrappingDisablor::~ioWarningWrappingDisablor() { WrappingFeatureRegistration::enabled = saved_; }
-
-bool needsFormattingForDisplay() { return services::io::CXStream::CXOut.needsFormattingForDisplay(); }
-
 namespace {
 
-struct RegisterWrappingFeature {
-    RegisterWrappingFeature() {
-        svRegisterOneArg(WrappingFeatureRegistration::featureName, 1, &WrappingFeatureRegistration::setFeatured);
-        uvWarningUtilities::registerNeedsFormattingForDisplay(&needsFormattingForDisplay);
-    }
-};
-int const registeredAtLoad = services::static_manager<RegisterWrappingFeature>::instance(0);
+using services::io::detail::findTabAndBackspace;
+using services::io::detail::skipPlainUnits;
 
 typedef std::basic_string<unsigned short> UString;
 
@@ -59,44 +36,6 @@ typedef std::unique_ptr<unsigned short, UvFreer> UnitsPtr;
 bool isLineEnd(unsigned short c) { return c == '\n' || c == '\r'; }
 
 inline bool isBreakable(unsigned short c) { return qzu_isbreakablespace(c); }
-
-// The first index from `from` (below `end`) whose unit could be breakable or
-// a backspace: one at most 0x20 or at least U+1680. Eight units at a time with
-// SSE2; the units it passes over are neither.
-size_t skipPlainUnits(unsigned short const* text, size_t from, size_t end) {
-#if defined(__SSE2__)
-    __m128i const low = _mm_set1_epi16(0x20), high = _mm_set1_epi16(0x167f), zero = _mm_setzero_si128();
-    for (; from + 8 <= end; from += 8) {
-        __m128i const units = _mm_loadu_si128(reinterpret_cast<__m128i const*>(text + from));
-        __m128i const atMostLow = _mm_cmpeq_epi16(_mm_subs_epu16(units, low), zero);
-        __m128i const belowHigh = _mm_cmpeq_epi16(_mm_subs_epu16(units, high), zero);
-        int const stops = ~_mm_movemask_epi8(_mm_andnot_si128(atMostLow, belowHigh)) & 0xffff;
-        if (stops != 0) return from + static_cast<size_t>(__builtin_ctz(static_cast<unsigned>(stops))) / 2;
-    }
-#endif
-    while (from < end && text[from] > 0x20 && text[from] < 0x1680) ++from;
-    return from;
-}
-
-// Whether the text holds a tab and whether it holds a backspace, in one pass;
-// eight units at a time with SSE2 (every x86-64 has it), stopping once both
-// are known.
-void findTabAndBackspace(unsigned short const* text, size_t length, bool& hasTab, bool& hasBackspace) {
-    hasTab = hasBackspace = false;
-    size_t i = 0;
-#if defined(__SSE2__)
-    __m128i const tab = _mm_set1_epi16('\t'), backspace = _mm_set1_epi16('\b');
-    for (; i + 8 <= length && !(hasTab && hasBackspace); i += 8) {
-        __m128i const units = _mm_loadu_si128(reinterpret_cast<__m128i const*>(text + i));
-        hasTab |= _mm_movemask_epi8(_mm_cmpeq_epi16(units, tab)) != 0;
-        hasBackspace |= _mm_movemask_epi8(_mm_cmpeq_epi16(units, backspace)) != 0;
-    }
-#endif
-    for (; i < length; ++i) {
-        hasTab |= text[i] == '\t';
-        hasBackspace |= text[i] == '\b';
-    }
-}
 
 void printUnchanged(unsigned short const* text, size_t length) {
     std::string const narrow = fd::i18n::to_string(UString(text, text + length));
@@ -246,20 +185,19 @@ public:
 private:
     bool breakableAt(size_t i) const { return i < length_ && isBreakable(text_[i]); }
 
-    // Seeks the next hot link from `from`; none when hot links are off or
-    // no link follows.
+    // Seeks the next hot link from `from`; none when no link follows.
     void findLink(size_t from) {
-        haveMatch_ = hyperlinkTree().match(text_, length_, from, match_);
+        haveMatch_ = findHotLink(text_, length_, from, link_);
         token_ = 0;
         awaitTag();
     }
 
-    // Where the awaited tag starts, looked up once per tag rather than at
-    // every unit.
+    // Where the awaited tag starts (token 0 the opening tag, 2 the closing
+    // one), looked up once per tag rather than at every unit.
     void awaitTag() {
-        size_t start = 0, count = 0;
-        if (haveMatch_ && match_.tokens().get(token_, start, count) && count > 0) {
-            awaitedStart_ = start;
+        size_t const count = token_ == 0 ? link_.openLength : link_.closeLength;
+        if (haveMatch_ && count > 0) {
+            awaitedStart_ = token_ == 0 ? link_.openStart : link_.closeStart;
             awaitedLength_ = count;
         } else {
             awaitedStart_ = kNowhere;
@@ -275,7 +213,6 @@ private:
             token_ = 2;
             awaitTag();
         } else {
-            match_.release();
             findLink(pos_);
         }
         return true;
@@ -436,7 +373,7 @@ private:
     bool atLineHead_ = true;
     long indent_ = 0;
     long curIndent_ = 0;
-    RX_Results match_;
+    HotLinkTags link_;
     bool haveMatch_ = false;
     size_t token_ = 0;
     static size_t const kNowhere = ~size_t(0);

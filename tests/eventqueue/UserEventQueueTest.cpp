@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <memory>
 #include <climits>
 #include <cmath>
 #include <stdexcept>
@@ -164,6 +165,45 @@ TEST_F(EventQueue, ByteWrittenByAnotherHandIsTakenAsTheWakeByte) {
     EXPECT_EQ(r.getEventHandler(), nullptr);
     EXPECT_EQ(seenTags(), (Tags{1}));
     EXPECT_EQ(bytesInPipe(q->getReadFd()), 0);
+}
+
+// A queue whose ends nobody asked for wakes its loop by the wake word; a
+// host that asks for the read end, or a second watched descriptor, puts the
+// loop back on the pipe, with the byte there for what is already queued.
+TEST(QueueWithoutPipe, WakesByTheWordUntilThePipeIsNeeded) {
+    seenTags().clear();
+    std::unique_ptr<eventqueue::UserEventQueueImpl> q(new eventqueue::UserEventQueueImpl);
+    q->setTimer(0.05);
+    EXPECT_EQ(q->flushEventsOrBlock(), 0);
+    EXPECT_FALSE(q->eventPending());
+    q->setTimer(-1.0);
+    std::thread producer([&q] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        q->push(taggedRecord(1));
+    });
+    EXPECT_EQ(q->flushEventsOrBlock(), 1);
+    producer.join();
+
+    int other[2];
+    ASSERT_EQ(pipe(other), 0);
+    q->push(taggedRecord(2));
+    EXPECT_TRUE(q->eventPending());
+    q->addInput(other[0], &consumeAndAccept);  // now select watches both
+    q->setTimer(1.0);  // a missing byte would end this wait with nothing done
+    EXPECT_EQ(q->flushEventsOrBlock(), 1);
+    q->removeInput(other[0]);
+    close(other[0]);
+    close(other[1]);
+
+    q->push(taggedRecord(3));
+    q->push(taggedRecord(4));
+    int const fd = q->getReadFd();
+    EXPECT_EQ(bytesInPipe(fd), 1);
+    EXPECT_EQ(q->getNextEventOrBlock(), 1);
+    EXPECT_EQ(bytesInPipe(fd), 1);
+    EXPECT_EQ(q->flushEventsOrBlock(), 1);
+    EXPECT_EQ(bytesInPipe(fd), 0);
+    EXPECT_EQ(seenTags(), (Tags{1, 2, 3, 4}));
 }
 
 // ---- the timer and waitForEvent ----

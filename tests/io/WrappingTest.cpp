@@ -107,6 +107,13 @@ TEST_F(Wrapping, BreaksIndentsBlanksLineEndsTabsBackspacesAndLinks) {
         // A hot link counts only its visible text: "see hello now" is 13 columns.
         {linked, 16, linked},
         {linked, 12, "see " + link("hello") + "\nnow"},
+        // <strong> is markup too; "<a>" without an address is not a link. A
+        // vertical tab is white space inside a tag; a tag never closed is text,
+        // and a link after it still is one.
+        {"x <strong>bold</strong> yz", 9, "x <strong>bold</strong>\nyz"},
+        {"<a>no</a> b", 11, "<a>no</a>\nb"},
+        {"see <a\vhref=\"x\">hi</a> now", 10, "see <a\vhref=\"x\">hi</a>\nnow"},
+        {"<a href=\"x\">b <strong>c</strong>", 14, "<a href=\"x\">b\n<strong>c</strong>"},
         // Long words cross the blocks in which a word's units are counted at
         // once: they still fill the line exactly up to the limit, indent included.
         {"abcdefghijklmnopqrst uv", 24, "abcdefghijklmnopqrst uv"},

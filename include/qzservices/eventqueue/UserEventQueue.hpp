@@ -6,6 +6,8 @@
 /// The event loop calls getNextEventOrBlock() or flushEventsOrBlock() in a
 /// loop; the read end of the wake pipe is one of the watched descriptors, with
 /// the handler ReadPipe, so queued events run among the other descriptors'.
+/// While it is the only one and no host asked for an end of the pipe, the
+/// loop sleeps on a futex instead, which a push wakes directly.
 #pragma once
 #include "qzservices/export.hpp"
 #include "qzservices/eventqueue/UserEventQueueBlockedException.hpp"

@@ -3,8 +3,14 @@
 /// with one wake byte "E" in an anonymous pipe, and the table of watched file
 /// descriptors that the event loop waits on with one select.
 ///
-/// Invariant: the pipe holds one byte exactly while the queue is not empty.
-/// Every write of the byte, and every read of it, happens with the mutex held.
+/// While anything watches the pipe (a host that asked for either end, a
+/// watched descriptor besides the read end, or a handler other than ReadPipe
+/// on it): the pipe holds one byte exactly
+/// while the queue is not empty, and every write or read of the byte happens
+/// with the mutex held. While nothing does, no byte is written: a push only
+/// raises a wake word and wakes the loop's wait on it (a futex), one system
+/// call instead of a pipe write and the select and read that follow it.
+/// Asking for an end puts the byte in the pipe for the events already queued.
 ///
 /// Threads: push() from any thread. Everything else belongs to the thread of
 /// the event loop: the waits, pop, flush, the inputs map and the timer, which
@@ -14,8 +20,10 @@
 #include "qzservices/eventqueue/UserEventRecord.hpp"
 #include "qzservices/eventqueue/UserEventRecordQueue.hpp"
 
+#include <boost/thread/lock_types.hpp>
 #include <boost/thread/mutex.hpp>
 #include <atomic>
+#include <cstdint>
 
 #include <map>
 
@@ -41,12 +49,13 @@ public:
     UserEventQueueImpl& operator=(UserEventQueueImpl const&) = delete;  ///< nor assignable
 
     /// The wake pipe's read end. Whoever holds it may take the wake byte off
-    /// the pipe behind the queue's back, so from then on a push looks in the pipe.
-    int getReadFd() const {
-        readEndShared_.store(true);
-        return readFd_;
-    }
-    int getWriteFd() const { return writeFd_; }  ///< the wake pipe's write end, non-blocking
+    /// the pipe behind the queue's back, so from then on a push looks in the
+    /// pipe; and it may wait on it, so from then on every push keeps the byte
+    /// there (it is written at once for the events already queued).
+    int getReadFd() const;
+    /// The wake pipe's write end, non-blocking. Whoever holds it may write a
+    /// byte of its own, so from then on the loop waits on the pipe.
+    int getWriteFd() const;
 
     /// Seconds, or -1.0 when the timer's seconds are below 1. Intended: a timer
     /// of less than a second is in force and yet reads as -1.0.
@@ -76,7 +85,8 @@ public:
     int flushEventsOrBlock();
     ///@}
 
-    /// Whether the read end becomes readable within `seconds`. -1.0 waits
+    /// Whether the read end becomes readable within `seconds` (while no byte
+    /// is kept in the pipe: whether an event is queued by then). -1.0 waits
     /// without limit; any other negative value answers false at once. Takes
     /// no lock.
     bool eventPending(double seconds);
@@ -87,7 +97,8 @@ public:
     /// Throws UserEventQueueBlockedException* when the byte cannot be written;
     /// the event stays queued in every case.
     void push(UserEventRecord const& record);
-    /// Reads the wake byte (blocking: call it when the pipe is readable), takes
+    /// Reads the wake byte (blocking: call it when the pipe is readable; while
+    /// no byte is kept, it waits for a push instead), takes
     /// the first event, dispatches it without the mutex and returns it. With an
     /// empty queue: a default record, nothing dispatched.
     UserEventRecord pop();
@@ -95,8 +106,24 @@ public:
     void flush();
 
 private:
+    /// How a wait on the wake word ended.
+    enum class WakeWait { Queued, TimedOut, Failed };
+
     int selectFcn(bool flush);
+    int waitOnWakeWord(bool flush);  ///< selectFcn while the loop waits on the wake word
+    /// Runs the handler of a ready descriptor; false when it refused.
+    bool dispatchInput(int fd, UserEventInputHandler handler, bool flush);
+    bool waitsOnWakeWord() const;  ///< loop thread: ReadPipe on the read end is all it watches, no byte kept
+    /// Loop thread: waits until an event is queued, when `limited` at most
+    /// the seconds and microseconds given. Failed for a timeout that select
+    /// would refuse, or a signal.
+    WakeWait waitForPush(bool limited, int seconds, int microseconds);
+    bool pipeReadable(double seconds) const;  ///< select on the read end alone
+    void keepByteInPipe() const;  ///< from now on the byte is kept; writes it for what is queued
+    void choosePipeOrWakeWord();  ///< loop thread, after the watched descriptors changed
+    void takeWakeByte(boost::unique_lock<boost::mutex>& lock);  ///< with the mutex held
     void readWakeByte();  ///< with the mutex held
+    void writeMissingByte() const;  ///< with the mutex held: the byte for a non-empty queue
 
     int readFd_;
     int writeFd_;
@@ -105,15 +132,23 @@ private:
     UserEventRecordQueue flushQueue_;
     int timerSec_;
     int timerUSec_;
-    boost::mutex mutex_;
+    mutable boost::mutex mutex_;
     /// True while a byte that this queue wrote is known to be in the pipe, so
     /// that a push to a non-empty queue needs no system call. Only ever true
     /// when the pipe really holds a byte (reads and writes of the byte happen
     /// under the mutex); false means "look".
-    bool wakeByteInPipe_;
-    /// Set once the read end was handed out: the byte may then vanish without
-    /// a read of ours, and wakeByteInPipe_ is no longer enough to skip the look.
-    mutable std::atomic<bool> readEndShared_{false};
+    mutable bool wakeByteInPipe_;
+    /// Set once either end was handed out: the byte may then vanish without a
+    /// read of ours, or a host may write one, so wakeByteInPipe_ is no longer
+    /// enough to skip the look; and the byte is kept for good.
+    mutable std::atomic<bool> endShared_{false};
+    /// Whether pushes keep the byte in the pipe. Written with the mutex held;
+    /// the loop reads it without, to choose how to wait.
+    mutable std::atomic<bool> keepByte_{false};
+    /// kEmpty, kQueued (events wait) or kSleeping (empty, and the loop sleeps
+    /// on this word). Pushes and takes set it with the mutex held; the one
+    /// waiting thread, the loop's, moves it from kEmpty to kSleeping without.
+    std::atomic<std::uint32_t> wakeWord_{0};
 };
 
 } // namespace eventqueue
