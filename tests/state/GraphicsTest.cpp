@@ -1,6 +1,6 @@
 // The graphics state: the display and no-figures questions with their
 // overrides and features, the session beep, the graphics version and its
-// read-only features, the root language, the factory font and the hooks.
+// read-only features and the root language.
 #include "qzservices/io/callbacks.hpp"
 #include "qzservices/state/features.hpp"
 #include "qzservices/state/graphics.hpp"
@@ -9,9 +9,6 @@
 #include "state/state_test.hpp"
 
 #include <nd/display.hpp>
-
-#include <sys/socket.h>
-#include <sys/un.h>
 
 using qztest::ArrayPtr;
 using qztest::errorIdOf;
@@ -61,30 +58,6 @@ TEST(GraphicsAtLoad, WithoutDisplayNoFiguresAndTheBeepIsTheGraphicsOne) {
         QZ_CHILD_CHECK(_sv_iocb.sysBeep == &svSysBeep, 4);
         return 0;
     });
-}
-
-TEST(GraphicsAtLoad, AReachableDisplayIsFoundAtLoadButFiguresStillNeedJava) {
-    // A listening socket where the X server of an unused display number would be.
-    unsigned const number = 800 + static_cast<unsigned>(getpid() % 90);
-    std::string const path = "/tmp/.X11-unix/X" + std::to_string(number);
-    mkdir("/tmp/.X11-unix", 01777);
-    unlink(path.c_str());
-    int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    ASSERT_EQ(0, bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address)) << std::strerror(errno);
-    ASSERT_EQ(0, listen(fd, 1));
-    qztest::EnvGuard env{"DISPLAY"};
-    setenv("DISPLAY", (":" + std::to_string(number)).c_str(), 1);
-    qztest::expectInFreshProcess([] {
-        QZ_CHILD_CHECK(recordValue("HasDisplay") == 1 && svGraphicsHasDisplay(), 2);
-        QZ_CHILD_CHECK(recordValue("NoFigureWindows") == 1, 3);  // no Java runs yet
-        QZ_CHILD_CHECK(beep() == std::make_pair(std::string(), true), 4);
-        return 0;
-    });
-    close(fd);
-    unlink(path.c_str());
 }
 
 TEST_F(GraphicsDisplay, SettingTheDisplayOnCannotCreateOneAndOffWins) {
@@ -224,40 +197,4 @@ TEST(RootLanguage, CKeepsItsCaseOthersAreLoweredCutAt32AndEqualTextChangesNothin
     EXPECT_STREQ("marker", svGetLanguage());
     Graphics::State::clearLanguage();
     svSetLanguage(saved.c_str());
-}
-
-TEST(FactoryFont, NameIsCopiedAndResetZeroesBoth) {
-    using namespace Graphics::FactoryFont;
-    EXPECT_EQ(nullptr, getFactoryControlFontName());
-    std::string name = "Helvetica";
-    setFactoryControlFontName(name.c_str());
-    name[0] = 'X';
-    setFactoryControlFontName(getFactoryControlFontName());  // its own text
-    EXPECT_STREQ("Helvetica", getFactoryControlFontName());
-    setFactoryControlFontSize(10.5);
-    resetFactoryControlfont();
-    EXPECT_TRUE(getFactoryControlFontName() == nullptr && getFactoryControlFontSize() == 0.0);
-}
-
-namespace {
-void* gUnregistered = nullptr;
-void unregisterFigure(void* p) { gUnregistered = p; }
-int setBridge(double h, char const* property, vxArray*) { return static_cast<int>(h) + static_cast<int>(std::strlen(property)); }
-} // namespace
-
-TEST(GraphicsHooks, UnsetHooksThrowInsteadOfCallingNull) {
-    using namespace Graphics::CxrHooks;
-    int figure = 0;
-    pg_set_cxr_hooks(nullptr, nullptr, nullptr, nullptr, &unregisterFigure, nullptr);
-    unregisteFigureFcn(&figure);
-    EXPECT_EQ(&figure, gUnregistered);
-    EXPECT_THROW(registerFigureFcn(&figure), boost::bad_function_call);
-    resetCxrCallbacks();
-    EXPECT_THROW(unregisteFigureFcn(&figure), boost::bad_function_call);
-    using namespace Graphics::VxeHooks;
-    setVxeCallbacks(&setBridge, nullptr);
-    EXPECT_EQ(7 + 5, vxeSetBridge(7.0, "Color", nullptr));
-    EXPECT_THROW(vxeGetBridge(1.0, "Color"), boost::bad_function_call);
-    resetCallbacks();
-    EXPECT_THROW(vxeSetBridge(1.0, "Color", nullptr), boost::bad_function_call);
 }
