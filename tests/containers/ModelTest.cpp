@@ -35,6 +35,28 @@ TEST(ResultCodes, ErrorRangesAndFileAndStreamAccessFromErrno) {
     check(stdFile, catFile, fileRows);
 }
 
+TEST(ResultCodes, MnemonicsAndStrings) {
+    struct Row {
+        int code;
+        char const* mnemonic;
+        char const* text;
+    } const rows[] = {
+        {0, "", nullptr},
+        {1, nullptr, "Can@'t open file"},
+        {2, nullptr, "Can@'t read file"},
+        {3, "fileCorrupt", "File is corrupt"},
+        {7, "tooManyfilesOpen", nullptr},
+        {8, nullptr, "Cannot open file: permission denied"},
+        {9, "fileNotFound", nullptr},
+        {10, nullptr, "Not enough space on disk"},
+        {11, "reservedDevice", "Reserved Unix device"},
+    };
+    for (Row const& r : rows) {
+        if (r.mnemonic) { EXPECT_EQ(svIoStream::getStreamAccessMnenomics(r.code), r.mnemonic) << r.code; }
+        if (r.text) { EXPECT_EQ(svIoStream::getStreamAccessStrings(r.code), r.text) << r.code; }
+    }
+}
+
 TEST(StatRecord, SaveKeepsTheOffsetAndRecoverRestoresEverything) {
     svStdContainerFile f;
     f.setTime(1234);

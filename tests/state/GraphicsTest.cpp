@@ -10,6 +10,9 @@
 
 #include <nd/display.hpp>
 
+#include <sys/socket.h>
+#include <sys/un.h>
+
 using qztest::ArrayPtr;
 using qztest::errorIdOf;
 using namespace services;
@@ -58,6 +61,30 @@ TEST(GraphicsAtLoad, WithoutDisplayNoFiguresAndTheBeepIsTheGraphicsOne) {
         QZ_CHILD_CHECK(_sv_iocb.sysBeep == &svSysBeep, 4);
         return 0;
     });
+}
+
+TEST(GraphicsAtLoad, AReachableDisplayIsFoundAtLoadButFiguresStillNeedJava) {
+    // A listening socket where the X server of an unused display number would be.
+    unsigned const number = 800 + static_cast<unsigned>(getpid() % 90);
+    std::string const path = "/tmp/.X11-unix/X" + std::to_string(number);
+    mkdir("/tmp/.X11-unix", 01777);
+    unlink(path.c_str());
+    int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    ASSERT_EQ(0, bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address)) << std::strerror(errno);
+    ASSERT_EQ(0, listen(fd, 1));
+    qztest::EnvGuard env{"DISPLAY"};
+    setenv("DISPLAY", (":" + std::to_string(number)).c_str(), 1);
+    qztest::expectInFreshProcess([] {
+        QZ_CHILD_CHECK(recordValue("HasDisplay") == 1 && svGraphicsHasDisplay(), 2);
+        QZ_CHILD_CHECK(recordValue("NoFigureWindows") == 1, 3);  // no Java runs yet
+        QZ_CHILD_CHECK(beep() == std::make_pair(std::string(), true), 4);
+        return 0;
+    });
+    close(fd);
+    unlink(path.c_str());
 }
 
 TEST_F(GraphicsDisplay, SettingTheDisplayOnCannotCreateOneAndOffWins) {
