@@ -54,8 +54,6 @@ TEST(FeatureCounts, EveryLookUpCountsAndFeatureCallCountIncludesItself) {
     EXPECT_EQ(3.0, callCountOf("TestCounted"));
     EXPECT_EQ(0, svIsFeatureEnabled("TestCounted"));
     EXPECT_EQ(5.0, callCountOf("TESTCOUNTED"));
-    EXPECT_EQ("CALYX:feature:FeatureCallCount", errorIdOf([&] { callBuiltin(&featureCallCount, 1, {vxCreateDoubleScalar(3)}); }));
-    EXPECT_EQ("CALYX:feature:unknownFeature", errorIdOf([&] { callCountOf("surely not registered"); }));
 }
 
 TEST(FeatureCounts, PrintingListsEveryFeatureInOrderWithoutCounting) {
@@ -70,6 +68,43 @@ TEST(FeatureCounts, PrintingListsEveryFeatureInOrderWithoutCounting) {
     EXPECT_TRUE(a < b && b != std::string::npos) << text;
     EXPECT_EQ(FeatureTable::getInstance().NumFeatures(), static_cast<size_t>(std::count(text.begin(), text.end(), '\n')));
     EXPECT_EQ(1u, rawCount("TestPrintB"));
+}
+
+TEST(FeatureCounts, ArgumentsAreCheckedBeforeAnythingHappens) {
+    svRegisterFeature("TestArgs", 0, nullptr, nullptr);
+    svIsFeatureRegistered("TestArgs");
+    auto text = [] { return vxCreateString("x"); };
+    EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { callBuiltin(&clearFeatureCounts, 0, {text()}); }));
+    EXPECT_EQ("CALYX:maxlhs", errorIdOf([&] { callBuiltin(&clearFeatureCounts, 1); }));
+    EXPECT_EQ(1u, rawCount("TestArgs"));
+    {
+        qztest::Capture capture;
+        EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { callBuiltin(&printFeatureCounts, 0, {text()}); }));
+        EXPECT_EQ("", capture.outText());
+    }
+    EXPECT_EQ("CALYX:minrhs", errorIdOf([&] { callBuiltin(&featureCallCount, 1); }));
+    EXPECT_EQ("CALYX:maxlhs", errorIdOf([&] { callBuiltin(&featureCallCount, 2, {text()}); }));
+    EXPECT_EQ("CALYX:maxlhs", errorIdOf([&] { callBuiltin(&svListFeatures, 2); }));
+    EXPECT_EQ("CALYX:maxrhs", errorIdOf([&] { callBuiltin(&svListFeatures, 1, {text()}); }));
+    EXPECT_EQ("CALYX:feature:FeatureCallCount", errorIdOf([&] { callBuiltin(&featureCallCount, 1, {vxCreateDoubleScalar(3)}); }));
+    EXPECT_EQ("CALYX:feature:unknownFeature", errorIdOf([&] { callCountOf("surely not registered"); }));
+}
+
+struct Registrant {
+    static int constructions;
+    Registrant() {
+        ++constructions;
+        EXPECT_EQ(1, services::static_manager<Registrant>::instance(0));  // a nested call returns at once
+        svRegisterOneArg("TestStaticManager", 4, nullptr);
+    }
+};
+int Registrant::constructions = 0;
+
+TEST(StaticManager, ConstructsOnceAndRegisters) {
+    EXPECT_EQ(1, services::static_manager<Registrant>::instance(0));
+    EXPECT_EQ(1, services::static_manager<Registrant>::instance(0));
+    EXPECT_EQ(1, Registrant::constructions);
+    EXPECT_EQ(4, svIsFeatureEnabled("TestStaticManager"));
 }
 
 TEST(FeatureListing, OneStructPerFeatureInMapOrderWithoutCounting) {

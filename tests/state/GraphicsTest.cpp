@@ -1,6 +1,6 @@
 // The graphics state: the display and no-figures questions with their
 // overrides and features, the session beep, the graphics version and its
-// read-only features and the root language.
+// read-only features, the root language, the factory font and the hooks.
 #include "qzservices/io/callbacks.hpp"
 #include "qzservices/state/features.hpp"
 #include "qzservices/state/graphics.hpp"
@@ -224,4 +224,40 @@ TEST(RootLanguage, CKeepsItsCaseOthersAreLoweredCutAt32AndEqualTextChangesNothin
     EXPECT_STREQ("marker", svGetLanguage());
     Graphics::State::clearLanguage();
     svSetLanguage(saved.c_str());
+}
+
+TEST(FactoryFont, NameIsCopiedAndResetZeroesBoth) {
+    using namespace Graphics::FactoryFont;
+    EXPECT_EQ(nullptr, getFactoryControlFontName());
+    std::string name = "Helvetica";
+    setFactoryControlFontName(name.c_str());
+    name[0] = 'X';
+    setFactoryControlFontName(getFactoryControlFontName());  // its own text
+    EXPECT_STREQ("Helvetica", getFactoryControlFontName());
+    setFactoryControlFontSize(10.5);
+    resetFactoryControlfont();
+    EXPECT_TRUE(getFactoryControlFontName() == nullptr && getFactoryControlFontSize() == 0.0);
+}
+
+namespace {
+void* gUnregistered = nullptr;
+void unregisterFigure(void* p) { gUnregistered = p; }
+int setBridge(double h, char const* property, vxArray*) { return static_cast<int>(h) + static_cast<int>(std::strlen(property)); }
+} // namespace
+
+TEST(GraphicsHooks, UnsetHooksThrowInsteadOfCallingNull) {
+    using namespace Graphics::CxrHooks;
+    int figure = 0;
+    pg_set_cxr_hooks(nullptr, nullptr, nullptr, nullptr, &unregisterFigure, nullptr);
+    unregisteFigureFcn(&figure);
+    EXPECT_EQ(&figure, gUnregistered);
+    EXPECT_THROW(registerFigureFcn(&figure), boost::bad_function_call);
+    resetCxrCallbacks();
+    EXPECT_THROW(unregisteFigureFcn(&figure), boost::bad_function_call);
+    using namespace Graphics::VxeHooks;
+    setVxeCallbacks(&setBridge, nullptr);
+    EXPECT_EQ(7 + 5, vxeSetBridge(7.0, "Color", nullptr));
+    EXPECT_THROW(vxeGetBridge(1.0, "Color"), boost::bad_function_call);
+    resetCallbacks();
+    EXPECT_THROW(vxeSetBridge(1.0, "Color", nullptr), boost::bad_function_call);
 }

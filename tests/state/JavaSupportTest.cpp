@@ -72,6 +72,18 @@ TEST(JavaCmdline, TheFirstConflictIsReportedOnceAndKeepsTheLevelLaterOnesReplace
     });
 }
 
+TEST(JavaCmdline, RepeatedOrEqualLevelsAreNoConflict) {
+    expectInFreshProcess([] {
+        auto err = captureErr();
+        QZ_CHILD_CHECK(parseWords({"noawt", "noawt"}) == svJavaJVM, 2);
+        QZ_CHILD_CHECK(parseWords({"jvm", "desktop", "swing"}) == svJavaDesktop && err->text.empty(), 3);
+        // The flag was never set, so this conflict is still the first.
+        QZ_CHILD_CHECK(parseWords({"noqzt", "nodesktop"}) == svJavaSwing, 4);
+        QZ_CHILD_CHECK(occurrences(err->text, "Using 'Swing'") == 2, 5);
+        return 0;
+    });
+}
+
 namespace {
 
 // Keeps the level, the link switches and EMACS as they were.
@@ -163,4 +175,23 @@ TEST(JavaFallback, NoDisplayDropsTheAwtSilentlyOnlyInStandaloneMode) {
         QZ_CHILD_CHECK(svJavaGetSupport() == 1 && err->text.empty(), 7);
         return 0;
     });
+}
+
+TEST(JavaSignature, TheVirtualMachineEntryOnlyWhileJavaIsEnabled) {
+    services::machine_config& config = services::machine_config::instance();
+    bool const wasEnabled = svIsJavaEnabled();
+    struct Row { bool enabled; char const* entry; char const* expected; } const rows[] = {
+        {false, "Java 1.8.0_202 with Oracle Corporation", "Java is not enabled"},
+        {true, "Java 1.8.0_202 with Oracle Corporation", "Java 1.8.0_202 with Oracle Corporation"},
+        {true, "", "Java is not enabled"},
+        {false, "", "Java is not enabled"},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(std::string(row.enabled ? "enabled, " : "disabled, ") + row.entry);
+        config.set("Virtual Machine", row.entry);
+        svSetJavaEnabled(row.enabled);
+        EXPECT_EQ(svGetJreSignature(), row.expected);
+    }
+    config.remove("Virtual Machine");
+    svSetJavaEnabled(wasEnabled);
 }

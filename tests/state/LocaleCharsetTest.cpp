@@ -1,6 +1,6 @@
 // The message language from the environment and by request, the resource
-// subdirectory, the default character set and its built-in and the locale
-// report.
+// subdirectory, the default character set and its built-in, the locale report
+// and the library's numbered message tables.
 #include "qzservices/state/features.hpp"
 #include "qzservices/state/locale_charset.hpp"
 #include "state/state_test.hpp"
@@ -100,6 +100,26 @@ TEST(LanguageSwitcher, SetsTheLanguageAndTheMessageContextOnlyWhenOneExists) {
     });
 }
 
+TEST(MessageTables, RegisteredAtLoadWithTheirExactTexts) {
+    char buffer[128];
+    EXPECT_EQ(53, uv_sprintm(uvGetMessageContext(), buffer, sizeof buffer, 0x3e0001, "KOI9"));
+    EXPECT_STREQ("Error: \"KOI9\" is not a legal IANA character set name.", buffer);
+    uv_sprintm(nullptr, buffer, sizeof buffer, 0x3e0002, "None");
+    EXPECT_STREQ("\"You have specified multiple/conflicting Java options.  Using 'None'\"", buffer);
+    uv_sprintm(nullptr, buffer, sizeof buffer, 0x4d0004, "a", "b", 10, 7);
+    EXPECT_STREQ("Failed copying 'a' to 'b'. Should have written 10 bytes to destination file, but actually wrote 7 bytes",
+                 buffer);
+    uv_sprintm(nullptr, buffer, sizeof buffer, 0x4d0007, "/nowhere", "No such file or directory");
+    EXPECT_STREQ("Could not open directory '/nowhere'. Reason: 'No such file or directory'", buffer);
+    EXPECT_STREQ("SERVICES_STATE_NO_WINDOW_SYSTEM", uvGetMessageName(0x3e0004));
+    EXPECT_STREQ("SERVICES_CONFIG_CANT_DETERMINE_FILE_TYPE", uvGetMessageName(0x4d0006));
+    EXPECT_STREQ("\"Unsupported Java option '%s' may cause problems\"", uvGetMessageText(0x3e0003));
+    EXPECT_STREQ("Could not write to file '%s'. The file exists, and overwrite permission has been denied",
+                 uvGetMessageText(0x4d0003));
+    // Each table ends at its count.
+    for (int past : {0x3e0006, 0x4d0008, 0x3e0000}) EXPECT_EQ(nullptr, uvGetMessageText(past)) << past;
+}
+
 namespace {
 
 // Keeps the calling thread's default character set as it was.
@@ -149,6 +169,17 @@ TEST_F(CharacterSet, BuiltinReturnsTheOldNamePrintsARejectedOneAndChecksItsArgum
                  vx::Error);
 }
 
+TEST(CharacterSetPerThread, AThreadsChangeIsItsOwn) {
+    std::string const here = svGetDefaultCharacterSet();
+    std::string seenThere;
+    std::thread([&] {
+        svSetDefaultCharacterSetPlain("EUC-JP");
+        seenThere = svGetDefaultCharacterSet();
+    }).join();
+    EXPECT_EQ("EUC-JP", seenThere);
+    EXPECT_EQ(here, svGetDefaultCharacterSet());
+}
+
 namespace {
 
 // The locale report: one struct of text fields, as {name, text} pairs.
@@ -173,6 +204,25 @@ std::vector<std::string> localeReportWithLang(char const* lang) {
 }
 
 } // namespace
+
+TEST(LocaleReport, ElevenTextFieldsBuiltFromTheGlobalLocale) {
+    using fd::i18n::QzLocale;
+    QzLocale const& locale = QzLocale::global();
+    std::vector<std::pair<std::string, std::string>> expected;
+    for (int i = 0; i < 6; ++i) {
+        char const* const names[] = {"LC_CTYPE", "LC_NUMERIC", "LC_TIME", "LC_COLLATE", "LC_MONETARY", "LC_MESSAGES"};
+        std::string text = locale.getLocaleName(i) + "." + locale.getEncoding();
+        if (!locale.getModifier(i).empty()) text += "@" + locale.getModifier(i);
+        expected.emplace_back(names[i], text);
+    }
+    expected.emplace_back("encoding", locale.getEncoding());
+    expected.emplace_back("terminalEncoding", boost::get<std::string>(locale.getOptionData(QzLocale::TerminalEncoding)));
+    expected.emplace_back("jvmEncoding", boost::get<std::string>(locale.getOptionData(QzLocale::JvmEncoding)));
+    expected.emplace_back("status", fd::i18n::QzLcUtil::getInitStatusMsg());
+    expected.emplace_back("warning", fd::i18n::QzLcUtil::getInitWarningMsg());
+    EXPECT_EQ(expected, localeReport());
+    EXPECT_FALSE(locale.getEncoding().empty() || fd::i18n::QzLcUtil::getInitStatusMsg().empty());
+}
 
 TEST(LocaleReport, NothingSetIsTheCLocaleWithoutWarning) {
     expectInFreshProcess([] {

@@ -1,5 +1,6 @@
 // The machine configuration: the store's rules, the exact print format, the
-// printer entry point, and the window-system hook behind "getwinsys".
+// printer entry point, the window-system hook behind "getwinsys", and a
+// creation race.
 #include "qzservices/state/features.hpp"
 #include "qzservices/state/machine_config.hpp"
 #include "state/state_test.hpp"
@@ -94,4 +95,26 @@ TEST(WindowSystemQuery, GetwinsysAsksTheFirstHookOrSaysUnknown) {
     svSetDisplayQueryFunctions(nullptr, nullptr);
     EXPECT_THROW(qztest::callBuiltin(entry->builtin, 2), vx::Error);
     EXPECT_THROW(qztest::callBuiltin(entry->builtin, 1, {vxCreateDoubleScalar(1)}), vx::Error);
+}
+
+TEST(MachineConfigInstance, TwoThreadsAtOnceSeeOneInstance) {
+    // A fresh process, so that the instance is not made yet when both ask.
+    qztest::expectInFreshProcess([] {
+        std::atomic<int> ready{0};
+        machine_config* seen[2] = {nullptr, nullptr};
+        auto body = [&](int i) {
+            ready.fetch_add(1);
+            while (ready.load() < 2) {
+            }
+            seen[i] = &machine_config::instance();
+            seen[i]->add("Thread " + std::to_string(i), "x");
+        };
+        std::thread a(body, 0), b(body, 1);
+        a.join();
+        b.join();
+        QZ_CHILD_CHECK(seen[0] != nullptr && seen[0] == seen[1], 2);
+        QZ_CHILD_CHECK(seen[0]->get("Thread 0") == "x" && seen[0]->get("Thread 1") == "x", 3);
+        QZ_CHILD_CHECK(seen[0]->get("CALYX Architecture") == "linux64", 4);
+        return 0;
+    });
 }

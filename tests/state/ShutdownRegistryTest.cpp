@@ -7,6 +7,22 @@
 
 namespace {
 
+std::atomic<bool> gFailNextAllocation{false};
+
+} // namespace
+
+// Global allocation that can be told to fail once, for the registration's own
+// bookkeeping when memory runs out.
+void* operator new(std::size_t size) {
+    if (gFailNextAllocation.exchange(false)) throw std::bad_alloc();
+    if (void* p = std::malloc(size ? size : 1)) return p;
+    throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+
+namespace {
+
 std::string gJournal;
 
 // Notes each call as "<name>:<phase>", answers as told, and says when it is destroyed.
@@ -177,6 +193,30 @@ TEST(ShutdownConcurrency, RemovalWaitsForAPhaseOnAnotherThread) {
     remover.join();
     EXPECT_TRUE(victimGone);
     ShutdownRegistry::UnregisterObject("blocker");
+}
+
+TEST(ShutdownNames, WhenRegistrationRunsOutOfMemoryTheObjectIsDeletedOnce) {
+    qztest::expectInFreshProcess([] {
+        static int destructions = 0;
+        struct Counted : ShutdownObject {
+            Counted() : ShutdownObject("oom") {}
+            ~Counted() override { ++destructions; }
+        };
+        auto* object = new Counted;
+        gFailNextAllocation = true;
+        try {
+            ShutdownRegistry::RegisterObject(object);
+            return 1;
+        } catch (std::bad_alloc const&) {
+        }
+        QZ_CHILD_CHECK(destructions == 1, 2);
+        // Nothing of it stayed in the list: the name is free again.
+        auto* again = new Counted;
+        ShutdownRegistry::RegisterObject(again);
+        ShutdownRegistry::UnregisterObject("oom");
+        QZ_CHILD_CHECK(destructions == 2, 3);
+        return 0;
+    });
 }
 
 TEST(ShutdownConcurrency, AnObjectUnregisteredByAnotherThreadDuringAPhaseIsNotAskedAndNoneTwice) {
