@@ -176,37 +176,3 @@ TEST_F(Walk, LookupsReportTheWrongKindOfObject) {
     EXPECT_EQ(g->getFileType(), 2);
     EXPECT_EQ(g->getFileAccess(), 5);
 }
-
-TEST(Machine, TheShortViewFormsAreVirtualAndForwardToTheFullOne) {
-    // A family that overrides every form; another that overrides the full one only.
-    struct Recording : CatContainerSubDirState {
-        std::vector<std::string> calls;
-        svContainerFile* viewContainerFile() override { calls.push_back("none"); return nullptr; }
-        svContainerFile* viewContainerFile(svContainer* dir) override {
-            calls.push_back(dir == nullptr ? "dir null" : "dir");
-            return nullptr;
-        }
-        svContainerFile* viewContainerFile(svContainer*, char* name, int len) override {
-            calls.push_back("full " + std::string(name ? name : "null") + " " + std::to_string(len));
-            return nullptr;
-        }
-    };
-    struct FullOnly : CatContainerSubDirState {
-        std::vector<std::string> calls;
-        svContainerFile* viewContainerFile(svContainer* dir, char* name, int len) override {
-            calls.push_back(std::string(dir == nullptr ? "null" : "dir") + " " + (name ? name : "null") + " " +
-                            std::to_string(len));
-            return nullptr;
-        }
-    };
-    Recording all;
-    ContainerState& a = all;
-    a.viewContainerFile();
-    a.viewContainerFile(nullptr);
-    EXPECT_EQ(all.calls, (std::vector<std::string>{"none", "dir null"}));
-    FullOnly full;
-    ContainerState& f = full;
-    f.viewContainerFile();
-    f.viewContainerFile(nullptr);
-    EXPECT_EQ(full.calls, (std::vector<std::string>{"null null 0", "null null 0"}));
-}

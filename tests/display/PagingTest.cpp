@@ -111,18 +111,3 @@ TEST_F(DisplayStop, AnInterruptLeavesAtARowStartAsAnException) {
     EXPECT_THROW(ioPrintArray(nullptr, text(row.c_str()).get()), Orrery::System::InterruptException);
     EXPECT_EQ(sink.buffer->text, std::string(8192, 'x'));
 }
-
-TEST_F(DisplayStop, EveryRowStartChecksForAnInterrupt) {
-    std::string const row(20000, 'x');
-    std::pair<char const*, ArrayPtr> const rows[] = {
-        {"A", doubles({{1, 2}, {3, 4}, {5, 6}})},
-        {"c", cellOf({3, 2}, {str("a"), str("b"), str("c"), str("d"), str("e"), str("f")})},
-        {nullptr, text(row.c_str())},  // 8192 + 8192 + 3616
-    };
-    for (auto const& r : rows) {
-        unsigned long long const before = uvInterruptCheckCount();
-        show(r.first, r.second.get());
-        EXPECT_EQ(uvInterruptCheckCount() - before, 3u) << (r.first ? r.first : "unnamed");
-    }
-    EXPECT_EQ(show(nullptr, rows[2].second.get()), row + "\n");
-}

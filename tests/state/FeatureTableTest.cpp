@@ -15,14 +15,6 @@ void clearCounts() { clearFeatureCounts(0, nullptr, 0, nullptr); }
 size_t rawCount(char const* name) { return FeatureTable::getInstance().entries().find(name)->second.callCount; }
 double callCountOf(char const* name) { return vxGetScalar(callBuiltin(&featureCallCount, 1, {vxCreateString(name)})[0].get()); }
 
-TEST(FeatureNames, CompareWithoutCaseAndShorterPrefixFirst) {
-    FeatureTable::icase_less less;
-    EXPECT_TRUE(less("container", "DefaultCharacterSet") && less("DefaultCharacterSet", "getwinsys"));
-    EXPECT_FALSE(less("NumThreads", "numthreads") || less("numthreads", "NumThreads"));
-    EXPECT_TRUE(less("Num", "numThreads") && !less("numThreads", "Num"));
-    EXPECT_TRUE(less("a_", "AB"));  // lower-cased, '_' sorts before letters
-}
-
 TEST(FeatureRegistration, LookUpFindsAnyCaseAndKeepsThePointer) {
     svRegisterFeature("TestFeatureLookUp", 7, &rememberValue, nullptr);
     svFeature* entry = svFindFeatureEntry("testfeaturelookup");

@@ -59,7 +59,7 @@ TEST_F(Language, SetKeepsThirtyOneCharactersIgnoresNullAndTheSubdirectoryFollows
     svSetLanguage("de");
     svSetLanguage(nullptr);
     EXPECT_STREQ("de", svGetLanguage());
-    svSetLanguage(std::string(40, 'x').c_str());
+    svSetLanguage(std::string(4353, 'x').c_str());
     EXPECT_EQ(std::string(31, 'x'), svGetLanguage());
     struct Case { char const* language; char const* subdirectory; } const cases[] = {
         {"de", "de"},          {"x", "en"},           {"en_GB", "en"},    {"eng", "en"}, {"ja", "ja"},
@@ -145,7 +145,8 @@ TEST_F(CharacterSet, PlainSetAcceptsIanaNamesOnly) {
     EXPECT_TRUE(svSetDefaultCharacterSetPlain("ISO-8859-1"));
     EXPECT_TRUE(svSetDefaultCharacterSetPlain("Shift_JIS"));
     // ICU knows the first two, but not as IANA names.
-    for (char const* bad : {"SJIS", "cp1252", "no-such-set", "", static_cast<char const*>(nullptr)})
+    std::string const longName(4353, 'a');
+    for (char const* bad : {"SJIS", "cp1252", "no-such-set", "", longName.c_str(), "\xff\xfe", static_cast<char const*>(nullptr)})
         EXPECT_FALSE(svSetDefaultCharacterSetPlain(bad)) << (bad ? bad : "(null)");
     EXPECT_STREQ("Shift_JIS", svGetDefaultCharacterSet());
     TearDown();

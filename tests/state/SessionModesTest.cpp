@@ -15,17 +15,8 @@ TEST(SessionModes, FreshProcessIsStandaloneAtTheDesktopLevelWithJavaOff) {
     });
 }
 
-TEST(JavaLevels, EachTestIsTrueAtOrAboveItsLevelAndLevelsHaveNames) {
-    qztest::expectInFreshProcess([] {
-        services::state::detail::storeJavaSupportLevel(svJavaAWT);
-        QZ_CHILD_CHECK(svJavaUseJVM() && svJavaUseAWT() && svJavaUseLevel(3), 2);
-        QZ_CHILD_CHECK(!svJavaUseSwing() && !svJavaUseQZT() && !svJavaUseDesktop() && !svJavaUseLevel(4), 3);
-        services::state::detail::storeJavaSupportLevel(svJavaNone);
-        QZ_CHILD_CHECK(!svJavaUseJVM() && svJavaUseLevel(1), 4);
-        return 0;
-    });
+TEST(JavaLevels, NamesRunFromUnspecifiedToDesktopAndNoFurther) {
     EXPECT_STREQ(svJavaSupportLevelName(0), "Unspecified");
-    EXPECT_STREQ(svJavaSupportLevelName(2), "JVM");
     EXPECT_STREQ(svJavaSupportLevelName(6), "Desktop");
     EXPECT_EQ(svJavaSupportLevelName(7), nullptr);
     EXPECT_EQ(svJavaSupportLevelName(-1), nullptr);

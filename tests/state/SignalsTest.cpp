@@ -66,14 +66,6 @@ TEST_F(DumpCore, GatewayRefusesEverythingButARealScalarInRangeAndChecksCountsFir
     EXPECT_EQ(1, svGetDumpCore());
 }
 
-TEST(SignalSlots, FreshLibraryDeclinesEverySignalAndHasNoSetUp) {
-    qztest::expectInFreshProcess([] {
-        for (int s : {SIGINT, SIGSEGV, SIGTERM, 0, 999}) QZ_CHILD_CHECK(svRunFirstCrackSignalHandler(s, nullptr, nullptr) == 0, 2);
-        svSigInit();  // nothing registered: nothing happens
-        return 0;
-    });
-}
-
 TEST(SignalSlots, RegistrationsReturnTheEarlierOne) {
     int runs = 0;
     boost::function<void()> earlier = svRegisterSigInitFcn([&runs] { ++runs; });

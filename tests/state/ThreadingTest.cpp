@@ -197,22 +197,3 @@ TEST(ComputationalThreads, TheRecordIsMadeOnceAndKeptWholeUnderManyThreads) {
         return 0;
     });
 }
-
-TEST(ComputationalThreads, FirstUseFromSeveralThreadsAtOnceSeesOneRecord) {
-    expectInFreshProcess([] {
-        std::atomic<int> ready{0};
-        std::vector<unsigned long> seen(6, 0);
-        std::vector<std::thread> threads;
-        for (size_t t = 0; t < seen.size(); ++t)
-            threads.emplace_back([t, &ready, &seen] {
-                ++ready;
-                while (ready.load() < 6) {
-                }
-                if (t == 0) threading::setMathLibraryCallback(nullptr);
-                seen[t] = threading::getNumComputationalThreads();
-            });
-        for (auto& t : threads) t.join();
-        for (unsigned long n : seen) QZ_CHILD_CHECK(n == uvGetNumAllCores(), 2);
-        return 0;
-    });
-}
