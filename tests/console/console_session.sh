@@ -127,7 +127,7 @@ out=$(q 'feature NumThreads 4' 'feature NumThreads' 'feature NumThreads -1' 'fea
 
 # ---- into a pipe an error is not wrapped: one line however long ----
 long=$(printf 'v%.0s' $(seq 1 120))
-expect "a long error in a pipe" "Error: Undefined function or variable '$long'." "$(q "$long" 2>&1)"
+expect "a long error in a pipe" "Error: The name '$long' has 120 characters; a name has at most 63." "$(q "$long" 2>&1)"
 
 [ "$failures" = 0 ] && echo "console session: all cases passed"
 exit "$failures"
