@@ -27,7 +27,7 @@ Interp::Interp(Session& session) : session_(session), frame_(&workspace_.values)
 void Interp::checkInterrupt() {
     if (uvIsInterruptPending()) uvLongjmpIfInterruptPending();
     if (stepLimit && polls_ > stepLimit)
-        vxErrMsgId("Calyx:stepLimit", "The statements ran more than %llu loop passes.", stepLimit);
+        vxErrMsgId("Calyx:stepLimit", "The statements ran more than %llu loop passes and calls.", stepLimit);
 }
 
 void Interp::run(std::shared_ptr<Block const> const& program) {
@@ -332,6 +332,7 @@ Flow Interp::execTry(Stmt const& s) {
     try {
         return exec(s.body);
     } catch (vx::Error const& e) {
+        if (pastStepLimit()) throw;
         id = e.identifier();
         message = e.what();
     } catch (std::bad_alloc const&) {

@@ -186,7 +186,7 @@ private:
     std::vector<Subscript> toSubscripts(vxArray const* a, Values& subs, int reading);
 
     Value& slot(int s) { return (*frame_)[s]; }
-    // Every loop pass: a cheap count, and each 1024th pass a look at the
+    // Every loop pass and call: a cheap count, and each 1024th a look at the
     // interrupt flag (and the step limit).
     void poll() {
         if ((++polls_ & 1023) == 0) checkInterrupt();
@@ -203,6 +203,9 @@ private:
     unsigned long long polls_ = 0;
 public:
     unsigned long long stepLimit = 0;  // from the session's limits, for one run
+    // Once the step limit is passed, no try or error handler may catch the
+    // error: a loop around the try would otherwise run on for ever.
+    bool pastStepLimit() const { return stepLimit && polls_ > stepLimit; }
 private:
     int callDepth_ = 0;
     std::unique_ptr<files::SourcePath> paths_;

@@ -128,6 +128,9 @@ Values Interp::callUser(std::shared_ptr<void const> const& owner, ParsedFile con
         vxErrMsgId("Calyx:tooManyOutputs", "Too many output arguments for %s.", fn.name.c_str());
     if (callDepth_ >= kRecursionLimit)
         vxErrMsgId("Calyx:recursionLimit", "Maximum recursion limit of %d reached.", kRecursionLimit);
+    // A call counts as a step: recursion that catches its own errors may make
+    // exponentially many calls without a loop, and ctrl-C must still reach it.
+    poll();
 
     // A workspace from the spares of earlier calls: a call in a loop allocates none.
     std::vector<Value> locals;
@@ -214,6 +217,7 @@ Values Interp::callUser(std::shared_ptr<void const> const& owner, ParsedFile con
 void Interp::runScript(std::shared_ptr<ParsedFile const> const& unit) {
     if (callDepth_ >= kRecursionLimit)
         vxErrMsgId("Calyx:recursionLimit", "Maximum recursion limit of %d reached.", kRecursionLimit);
+    poll();
     std::shared_ptr<Block const> block = unit->topLevelScript;
     Frame const& caller = frames_.back();
     if (frame_ != &workspace_.values) {
