@@ -12,10 +12,14 @@
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <new>
+#include <unordered_set>
+#include <vector>
 
 namespace qzlang {
 
@@ -36,6 +40,54 @@ Value Interp::makeClosure(Node const& n) {
     ArrayPtr h(vxCreateFunctionHandle(c->text.c_str()));
     setClosureId(h.get(), id);
     return Value::box(h.release());
+}
+
+// A handle names its closure only by number, and nothing tells the table
+// when the last copy of a handle goes; a closure keeps the whole program it
+// was made in. So once the table has doubled since the last sweep, the
+// closures that no variable reaches (through cells, structures and the
+// captures of closures it reaches) are dropped. Called between top-level
+// runs, when no value lives outside the workspace.
+void Interp::sweepClosures() {
+    if (closures_.size() < sweepAt_) return;
+    std::unordered_set<std::uint64_t> live;
+    std::vector<vxArray const*> pending;
+    auto reach = [&pending](Value const& v) {
+        if (v.isSet() && !v.isScalar()) pending.push_back(v.array());
+    };
+    for (Value const& v : workspace_.values) reach(v);
+    while (!pending.empty()) {
+        vxArray const* a = pending.back();
+        pending.pop_back();
+        if (a == nullptr) continue;
+        size_t const n = vxGetNumberOfElements(a);
+        switch (vxGetClassID(a)) {
+        case vxCELL_CLASS:
+            for (size_t k = 0; k < n; ++k) pending.push_back(vxGetCell(a, k));
+            break;
+        case vxSTRUCT_CLASS: {
+            int const fields = vxGetNumberOfFields(a);
+            for (size_t k = 0; k < n; ++k)
+                for (int f = 0; f < fields; ++f) pending.push_back(vxGetFieldByNumber(a, k, f));
+            break;
+        }
+        case vxFUNCTION_CLASS: {
+            auto const* h = static_cast<function_handle_tag const*>(vxGetData(a));
+            for (size_t k = 0; k < n; ++k) {
+                std::uint64_t const id = h[k].reserved[0];
+                if (id == 0 || !live.insert(id).second) continue;
+                auto it = closures_.find(id);
+                if (it != closures_.end())
+                    for (Value const& v : it->second->captured) reach(v);
+            }
+            break;
+        }
+        default: break;
+        }
+    }
+    for (auto it = closures_.begin(); it != closures_.end();)
+        it = live.count(it->first) ? std::next(it) : closures_.erase(it);
+    sweepAt_ = std::max<size_t>(64, 2 * closures_.size());
 }
 
 Value Interp::handleFromText(std::string const& text) {

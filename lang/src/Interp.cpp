@@ -31,6 +31,8 @@ void Interp::checkInterrupt() {
 }
 
 void Interp::run(std::shared_ptr<Block const> const& program) {
+    // Between top-level runs only the workspace holds values.
+    if (!program_ && frames_.size() == 1) sweepClosures();
     std::shared_ptr<Block const> saved = program_;
     program_ = program;
     stepLimit = session_.limits().maxSteps;

@@ -200,6 +200,8 @@ private:
     std::shared_ptr<Block const> program_;  // the program running now (closures keep it)
     std::unordered_map<std::uint64_t, std::shared_ptr<Closure>> closures_;
     std::uint64_t nextClosure_ = 1;
+    size_t sweepAt_ = 64;  // the table's size that starts the next sweep
+    void sweepClosures();
     unsigned long long polls_ = 0;
 public:
     unsigned long long stepLimit = 0;  // from the session's limits, for one run
