@@ -3,15 +3,10 @@
 // chooses how the session reaches it: a call with no, one or several inputs
 // and outputs, a script run, help, type or which. The file is written again
 // for every input with a time stamp of its own, so the session's cache reads
-// it anew. Nothing may crash, hang or leak; loops and calls stop after a
-// bounded number of steps. A run that succeeds writes no error line; one that
-// fails says so either in one line "Error: ..." or in a report "Error ..."
-// with the file's frames, and not both.
-#include <qzlang/Session.hpp>
-#include <qzservices/io/CXStream.hpp>
-#include <qzservices/io/CXStringSink.hpp>
-
-#include <boost/make_shared.hpp>
+// it anew. The session is bounded as the statement target's is
+// (fuzz_session.hpp); nothing may crash, hang or leak, and an error is
+// reported once.
+#include "fuzz_session.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -24,10 +19,6 @@
 #include <vector>
 
 namespace {
-
-qzlang::CommandResult nothing(qzlang::Session&, std::vector<std::string> const&) {
-    return qzlang::CommandResult::Continue;
-}
 
 // The statements that reach the file; the first byte picks one.
 char const* const kCalls[] = {
@@ -51,33 +42,20 @@ char const* const kCalls[] = {
 
 std::string gFolder;
 std::string gFile;
-std::vector<std::string> gErrorReports;  // what the session printed as errors for one input
 
 void removeFolder() {
     std::remove(gFile.c_str());
     ::rmdir(gFolder.c_str());
 }
 
-qzlang::Session& session() {
-    static qzlang::Session* s = [] {
-        qzlang::setMaxElements(10000);
-        char pattern[] = "/tmp/fuzz_function_file.XXXXXX";
-        if (::mkdtemp(pattern) == nullptr) std::abort();
-        gFolder = pattern;
-        gFile = gFolder + "/fz.cx";
-        std::atexit(&removeFolder);
-        auto* created = new qzlang::Session;
-        created->limits().maxSteps = 20000;
-        for (char const* name : {"feature", "features", "clc", "home", "more"}) created->commands().add({name, name, &nothing});
-        created->input().setLineReader([](std::string const&, std::string&) { return false; });
-        created->input().setKeyReader([] { return -1; });
-        created->sourcePath().setPath({gFolder});
-        created->diagnostics().setPrinter([](std::string const& report, bool braces) {
-            if (braces) gErrorReports.push_back(report);
-        });
-        return created;
-    }();
-    return *s;
+// The scratch folder, made and put on the session's path at the first input.
+void makeFolder(qzlang::Session& s) {
+    char pattern[] = "/tmp/fuzz_function_file.XXXXXX";
+    if (::mkdtemp(pattern) == nullptr) std::abort();
+    gFolder = pattern;
+    gFile = gFolder + "/fz.cx";
+    std::atexit(&removeFolder);
+    s.sourcePath().setPath({gFolder});
 }
 
 // Writes the file with a time stamp no earlier write had: the file system's
@@ -100,30 +78,13 @@ void writeFile(char const* data, size_t size) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
-    using services::io::CXStream;
     if (size < 1) return 0;
-    qzlang::Session& s = session();
+    qzlang::Session& s = fuzzsession::bounded();
+    static fuzzsession::Baseline baseline = (makeFolder(s), fuzzsession::Baseline(s));
     writeFile(reinterpret_cast<char const*>(data) + 1, size - 1);
     std::string const call = kCalls[data[0] % (sizeof kCalls / sizeof kCalls[0])];
-
-    auto out = boost::make_shared<services::io::CXStringSink>(boost::make_shared<std::stringbuf>());
-    auto err = boost::make_shared<services::io::CXStringSink>(boost::make_shared<std::stringbuf>());
-    CXStream::CXOut.push(out);
-    CXStream::CXErr.push(err);
-    gErrorReports.clear();
-    bool const ok = qzlang::executeAndReport(s, call);
-    CXStream::CXOut.flush();
-    CXStream::CXErr.flush();
-    CXStream::CXErr.pop();
-    CXStream::CXOut.pop();
-    s.clearAll();
-
-    std::string const errors = err->getString();
-    if (ok && !errors.empty()) std::abort();
-    if (!ok) {
-        bool const line = errors.compare(0, 7, "Error: ") == 0 && errors.find('\n') == errors.size() - 1;
-        bool const report = errors.empty() && !gErrorReports.empty() && gErrorReports.back().compare(0, 5, "Error") == 0;
-        if (line == report) std::abort();
-    }
+    fuzzsession::Outcome const r = fuzzsession::run(s, call);
+    baseline.restore();
+    if (!r.reportedAsItShould()) std::abort();
     return 0;
 }
