@@ -334,7 +334,7 @@ Flow Interp::execTry(Stmt const& s) {
     try {
         return exec(s.body);
     } catch (vx::Error const& e) {
-        if (pastStepLimit()) throw;
+        raiseIfPastStepLimit();
         id = e.identifier();
         message = e.what();
     } catch (std::bad_alloc const&) {

@@ -205,9 +205,12 @@ private:
     unsigned long long polls_ = 0;
 public:
     unsigned long long stepLimit = 0;  // from the session's limits, for one run
-    // Once the step limit is passed, no try or error handler may catch the
-    // error: a loop around the try would otherwise run on for ever.
-    bool pastStepLimit() const { return stepLimit && polls_ > stepLimit; }
+    // Once the step limit is passed, no try or error handler may catch an
+    // error: a loop around the try would otherwise run on for ever. They call
+    // this first, and it raises the step limit's error in place of theirs.
+    void raiseIfPastStepLimit() {
+        if (stepLimit && polls_ > stepLimit) checkInterrupt();
+    }
 private:
     int callDepth_ = 0;
     std::unique_ptr<files::SourcePath> paths_;

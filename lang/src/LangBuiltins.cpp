@@ -318,7 +318,8 @@ void applyOver(Interp& in, char const* name, bool cells, int nargout, Values& ou
         try {
             r = in.callValue(f, callArgs, nargout);
         } catch (vx::Error const& e) {
-            if (!handler.isSet() || in.pastStepLimit()) throw;
+            if (!handler.isSet()) throw;
+            in.raiseIfPastStepLimit();
             char const* fields[] = {"message", "identifier", "index"};
             ArrayPtr s(vxCreateStructMatrix(1, 1, 3, fields));
             vxSetFieldByNumber(s.get(), 0, 0, vxCreateString(e.what()));
