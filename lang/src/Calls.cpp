@@ -65,7 +65,8 @@ void Interp::sweepClosures() {
         case vxCELL_CLASS:
             for (size_t k = 0; k < n; ++k) pending.push_back(vxGetCell(a, k));
             break;
-        case vxSTRUCT_CLASS: {
+        case vxSTRUCT_CLASS:
+        case vxOBJECT_CLASS: {
             int const fields = vxGetNumberOfFields(a);
             for (size_t k = 0; k < n; ++k)
                 for (int f = 0; f < fields; ++f) pending.push_back(vxGetFieldByNumber(a, k, f));
