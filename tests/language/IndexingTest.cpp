@@ -117,6 +117,8 @@ TEST_F(Evaluation, BadSubscriptsGiveTheIndexAndTheBound) {
         {"x(2) = {1}", "A value of class cell cannot be assigned into an array of class double."},
         {"x.f = 1", "Fields can only be set on a structure, not on a value of class double."},
         {"x{1} = 2", "{} assigns into cell arrays only, not into a value of class double."},
+        {"c{} = 3", "This assignment needs subscripts that select exactly one element."},
+        {"e{} = 3", "This assignment needs subscripts that select exactly one element."},
         {"s(2).a = 1; s.a = 2", "Name the element of the structure array, as in s(2).a."},
         {"s(1).('bad name') = 1", "'bad name' is not a valid field name."},
         {"q = undefinedName(2)", "Undefined function or variable 'undefinedName'."},
