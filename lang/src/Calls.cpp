@@ -147,6 +147,7 @@ Values Interp::callValue(Value const& fn, Values& args, int nargout) {
                    args.size());
     if (callDepth_ >= 500) vxErrMsgId("Calyx:recursionLimit", "Maximum recursion limit of 500 reached.");
     poll();
+    checkStack();
     std::vector<Value> locals(c->captured);
     for (size_t k = 0; k < args.size(); ++k) locals[k] = std::move(args[k]);
     std::vector<Value>* const saved = frame_;

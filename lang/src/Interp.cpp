@@ -10,6 +10,8 @@
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
 
+#include <sys/resource.h>
+
 #include <cctype>
 #include <cmath>
 #include <cstring>
@@ -34,6 +36,21 @@ void Interp::run(std::shared_ptr<Block const> const& program) {
     // Between top-level runs only the workspace holds values.
     if (!program_ && frames_.size() == 1) sweepClosures();
     std::shared_ptr<Block const> saved = program_;
+    char const* const savedTop = stackTop_;
+    if (!stackTop_) {
+        stackTop_ = static_cast<char const*>(__builtin_frame_address(0));
+        rlimit limit{};
+        rlim_t const size = ::getrlimit(RLIMIT_STACK, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
+                                    limit.rlim_cur < (rlim_t(64) << 20)
+                                ? limit.rlim_cur
+                                : rlim_t(8) << 20;
+        stackBudget_ = static_cast<std::ptrdiff_t>(size / 4 * 3);
+    }
+    struct RestoreTop {
+        char const*& ref;
+        char const* value;
+        ~RestoreTop() { ref = value; }
+    } restoreTop{stackTop_, savedTop};
     program_ = program;
     stepLimit = session_.limits().maxSteps;
     polls_ = 0;

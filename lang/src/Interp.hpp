@@ -5,6 +5,8 @@
 // name them.
 #pragma once
 #include "Indexing.hpp"
+#include <vx/errors.hpp>
+#include <cstddef>
 #include "Value.hpp"
 #include "qzlang/Parser.hpp"
 #include "qzlang/Syntax.hpp"
@@ -191,6 +193,17 @@ private:
     void poll() {
         if ((++polls_ & 1023) == 0) checkInterrupt();
     }
+    // At every call: the recursion limit counts calls, but each level may
+    // nest expressions up to the parser's depth, so the machine stack is
+    // measured too (from where the top-level run started).
+    void checkStack() {
+        // The frame address, not a local's: a sanitizer may keep locals elsewhere.
+        auto const* here = static_cast<char const*>(__builtin_frame_address(0));
+        if (stackTop_ && stackTop_ - here > stackBudget_)
+            vxErrMsgId("Calyx:recursionLimit", "The calls nest too deeply for the stack.");
+    }
+    char const* stackTop_ = nullptr;
+    std::ptrdiff_t stackBudget_ = 0;  // three quarters of the stack's limit, set by run
     void checkInterrupt();
 
     Session& session_;

@@ -131,6 +131,7 @@ Values Interp::callUser(std::shared_ptr<void const> const& owner, ParsedFile con
     // A call counts as a step: recursion that catches its own errors may make
     // exponentially many calls without a loop, and ctrl-C must still reach it.
     poll();
+    checkStack();
 
     // A workspace from the spares of earlier calls: a call in a loop allocates none.
     std::vector<Value> locals;
@@ -218,6 +219,7 @@ void Interp::runScript(std::shared_ptr<ParsedFile const> const& unit) {
     if (callDepth_ >= kRecursionLimit)
         vxErrMsgId("Calyx:recursionLimit", "Maximum recursion limit of %d reached.", kRecursionLimit);
     poll();
+    checkStack();
     std::shared_ptr<Block const> block = unit->topLevelScript;
     Frame const& caller = frames_.back();
     if (frame_ != &workspace_.values) {

@@ -129,6 +129,12 @@ TEST_F(ProgramFiles, RecursionStopsAtItsLimitAndTheSessionGoesOn) {
                                   "try, both(n + 1); catch, end\ntry, both(n + 1); catch, end\n");
     session.limits().maxSteps = 5000;
     EXPECT_EQ("The statements ran more than 5000 loop passes and calls.", errorOf("both(1)"));
+    // A script that calls itself inside an expression nested 150 deep: the
+    // machine stack runs out before 500 calls unless it is measured too.
+    scratch.write("work/deep.cx", std::string(150, '+') + "deep\n");
+    session.limits().maxSteps = 0;
+    EXPECT_NE("", errorOf("deep"));
+    EXPECT_EQ("double 1x1: 2", value("1 + 1"));
 }
 
 TEST_F(ProgramFiles, ErrorsNameTheirFramesAndLines) {
