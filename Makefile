@@ -2,7 +2,7 @@
 PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
 
-.PHONY: deps run desktop test test-dev test-tsan test-package test-docs docs bench fuzz install package abi-baseline clean
+.PHONY: deps run desktop test test-dev test-tsan test-package test-docs docs bench fuzz soak install package abi-baseline clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -81,6 +81,16 @@ fuzz:
 	cmake --preset fuzz >/dev/null
 	cmake --build --preset fuzz -j $(JOBS)
 	FUZZ_SECONDS=$(FUZZ_SECONDS) FUZZ_MIN_RUNS=$(FUZZ_MIN_RUNS) FUZZ_JOBS=$(FUZZ_JOBS) bash scripts/fuzz.sh build/fuzz
+
+# Drives SOAK_STATEMENTS random statements through qzconsole -batch sessions
+# and as many through one long qzdesktop session (release build), and fails
+# when a process's resident memory grows by 1 MB or more after its warm-up
+# (scripts/soak.py). Not part of `make test`: it takes a while.
+SOAK_STATEMENTS ?= 1000000
+soak: deps
+	cmake --preset release >/dev/null
+	cmake --build --preset release --target qzconsole qzdesktop -j $(JOBS)
+	python3 scripts/soak.py --build build/release --statements $(SOAK_STATEMENTS) --desktop-statements $(SOAK_STATEMENTS)
 
 install: deps
 	cmake --preset release -DCMAKE_INSTALL_PREFIX=$(PREFIX)

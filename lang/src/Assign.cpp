@@ -169,6 +169,9 @@ void Interp::assignField(vxArray* s, size_t e, std::string const& name, std::vec
 // The one element that subscripts select in a cell or structure array,
 // growing the array to hold it.
 size_t Interp::growToElement(Value& holder, Values& subs) {
+    // No subscript selects no element: "c{} = v" must not write element 1 of an empty cell.
+    if (subs.empty())
+        vxErrMsgId("Calyx:badIndexing", "This assignment needs subscripts that select exactly one element.");
     vxArray const* a = holder.array();
     std::vector<Subscript> subscripts = toSubscripts(a, subs, 1);
     for (Subscript const& s : subscripts)

@@ -12,10 +12,14 @@
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <new>
+#include <unordered_set>
+#include <vector>
 
 namespace qzlang {
 
@@ -61,6 +65,55 @@ Value Interp::handleTo(std::string const& name) {
         return closureHandle(closures_, nextClosure_, std::move(c));
     }
     return Value::box(vxCreateFunctionHandle(("@" + name).c_str()));
+}
+
+// A handle names its closure only by number, and nothing tells the table
+// when the last copy of a handle goes; a closure keeps the whole program it
+// was made in. So once the table has doubled since the last sweep, the
+// closures that no variable reaches (through cells, structures and the
+// captures of closures it reaches) are dropped. Called between top-level
+// runs, when no value lives outside the workspace.
+void Interp::sweepClosures() {
+    if (closures_.size() < sweepAt_) return;
+    std::unordered_set<std::uint64_t> live;
+    std::vector<vxArray const*> pending;
+    auto reach = [&pending](Value const& v) {
+        if (v.isSet() && !v.isScalar()) pending.push_back(v.array());
+    };
+    for (Value const& v : workspace_.values) reach(v);
+    while (!pending.empty()) {
+        vxArray const* a = pending.back();
+        pending.pop_back();
+        if (a == nullptr) continue;
+        size_t const n = vxGetNumberOfElements(a);
+        switch (vxGetClassID(a)) {
+        case vxCELL_CLASS:
+            for (size_t k = 0; k < n; ++k) pending.push_back(vxGetCell(a, k));
+            break;
+        case vxSTRUCT_CLASS:
+        case vxOBJECT_CLASS: {
+            int const fields = vxGetNumberOfFields(a);
+            for (size_t k = 0; k < n; ++k)
+                for (int f = 0; f < fields; ++f) pending.push_back(vxGetFieldByNumber(a, k, f));
+            break;
+        }
+        case vxFUNCTION_CLASS: {
+            auto const* h = static_cast<function_handle_tag const*>(vxGetData(a));
+            for (size_t k = 0; k < n; ++k) {
+                std::uint64_t const id = h[k].reserved[0];
+                if (id == 0 || !live.insert(id).second) continue;
+                auto it = closures_.find(id);
+                if (it != closures_.end())
+                    for (Value const& v : it->second->captured) reach(v);
+            }
+            break;
+        }
+        default: break;
+        }
+    }
+    for (auto it = closures_.begin(); it != closures_.end();)
+        it = live.count(it->first) ? std::next(it) : closures_.erase(it);
+    sweepAt_ = std::max<size_t>(64, 2 * closures_.size());
 }
 
 Value Interp::handleFromText(std::string const& text) {
@@ -116,6 +169,8 @@ Values Interp::callValue(Value const& fn, Values& args, int nargout) {
         vxErrMsgId("Calyx:tooManyInputs", "Too many input arguments: %s takes %d, %zu given.", text.c_str(), node.params,
                    args.size());
     if (callDepth_ >= 500) vxErrMsgId("Calyx:recursionLimit", "Maximum recursion limit of 500 reached.");
+    poll();
+    checkStack();
     std::vector<Value> locals(c->captured);
     for (size_t k = 0; k < args.size(); ++k) locals[k] = std::move(args[k]);
     std::vector<Value>* const saved = frame_;

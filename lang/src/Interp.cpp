@@ -10,6 +10,8 @@
 #include <uv/uv.hpp>
 #include <vx/errors.hpp>
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -28,10 +30,27 @@ Interp::Interp(Session& session) : session_(session), frame_(&workspace_.values)
 void Interp::checkInterrupt() {
     if (uvIsInterruptPending()) uvLongjmpIfInterruptPending();
     if (stepLimit && polls_ > stepLimit)
-        vxErrMsgId("Calyx:stepLimit", "The statements ran more than %llu loop passes.", stepLimit);
+        vxErrMsgId("Calyx:stepLimit", "The statements ran more than %llu loop passes and calls.", stepLimit);
 }
 
 void Interp::run(std::shared_ptr<Block const> const& program) {
+    // Between top-level runs only the workspace holds values.
+    if (!program_ && frames_.size() == 1) sweepClosures();
+    char const* const savedTop = stackTop_;
+    if (!stackTop_) {
+        stackTop_ = static_cast<char const*>(__builtin_frame_address(0));
+        rlimit limit{};
+        rlim_t const size = ::getrlimit(RLIMIT_STACK, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
+                                    limit.rlim_cur < (rlim_t(64) << 20)
+                                ? limit.rlim_cur
+                                : rlim_t(8) << 20;
+        stackBudget_ = static_cast<std::ptrdiff_t>(size / 4 * 3);
+    }
+    struct RestoreTop {
+        char const*& ref;
+        char const* value;
+        ~RestoreTop() { ref = value; }
+    } restoreTop{stackTop_, savedTop};
     std::shared_ptr<void const> const keeper = program;
     ProgramScope scope(*this, program.get(), &keeper);
     stepLimit = session_.limits().maxSteps;
@@ -336,6 +355,7 @@ Flow Interp::execTry(Stmt const& s) {
     try {
         return exec(s.body);
     } catch (vx::Error const& e) {
+        raiseIfPastStepLimit();
         id = e.identifier();
         message = e.what();
     } catch (std::bad_alloc const&) {

@@ -5,6 +5,8 @@
 // name them.
 #pragma once
 #include "Indexing.hpp"
+#include <vx/errors.hpp>
+#include <cstddef>
 #include "Value.hpp"
 #include "qzlang/Parser.hpp"
 #include "qzlang/Syntax.hpp"
@@ -196,11 +198,22 @@ private:
     std::vector<Subscript> toSubscripts(vxArray const* a, Values& subs, int reading);
 
     Value& slot(int s) { return (*frame_)[s]; }
-    // Every loop pass: a cheap count, and each 1024th pass a look at the
+    // Every loop pass and call: a cheap count, and each 1024th a look at the
     // interrupt flag (and the step limit).
     void poll() {
         if ((++polls_ & 1023) == 0) checkInterrupt();
     }
+    // At every call: the recursion limit counts calls, but each level may
+    // nest expressions up to the parser's depth, so the machine stack is
+    // measured too (from where the top-level run started).
+    void checkStack() {
+        // The frame address, not a local's: a sanitizer may keep locals elsewhere.
+        auto const* here = static_cast<char const*>(__builtin_frame_address(0));
+        if (stackTop_ && stackTop_ - here > stackBudget_)
+            vxErrMsgId("Calyx:recursionLimit", "The calls nest too deeply for the stack.");
+    }
+    char const* stackTop_ = nullptr;
+    std::ptrdiff_t stackBudget_ = 0;  // three quarters of the stack's limit, set by run
     void checkInterrupt();
 
     Session& session_;
@@ -215,9 +228,17 @@ private:
     struct ProgramScope;
     std::unordered_map<std::uint64_t, std::shared_ptr<Closure>> closures_;
     std::uint64_t nextClosure_ = 1;
+    size_t sweepAt_ = 64;  // the table's size that starts the next sweep
+    void sweepClosures();
     unsigned long long polls_ = 0;
 public:
     unsigned long long stepLimit = 0;  // from the session's limits, for one run
+    // Once the step limit is passed, no try or error handler may catch an
+    // error: a loop around the try would otherwise run on for ever. They call
+    // this first, and it raises the step limit's error in place of theirs.
+    void raiseIfPastStepLimit() {
+        if (stepLimit && polls_ > stepLimit) checkInterrupt();
+    }
 private:
     int callDepth_ = 0;
     std::unique_ptr<files::SourcePath> paths_;

@@ -314,6 +314,7 @@ void applyOver(Interp& in, char const* name, bool cells, int nargout, Values& ou
             r = in.callValue(f, callArgs, nargout);
         } catch (vx::Error const& e) {
             if (!handler.isSet()) throw;
+            in.raiseIfPastStepLimit();
             char const* fields[] = {"message", "identifier", "index"};
             ArrayPtr s(vxCreateStructMatrix(1, 1, 3, fields));
             vxSetFieldByNumber(s.get(), 0, 0, vxCreateString(e.what()));

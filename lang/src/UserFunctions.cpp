@@ -147,6 +147,10 @@ void Interp::runUser(std::shared_ptr<void const> const& keeper, ParsedFile const
         vxErrMsgId("Calyx:tooManyOutputs", "Too many output arguments for %s.", fn.name.c_str());
     if (callDepth_ >= kRecursionLimit)
         vxErrMsgId("Calyx:recursionLimit", "Maximum recursion limit of %d reached.", kRecursionLimit);
+    // A call counts as a step: recursion that catches its own errors may make
+    // exponentially many calls without a loop, and ctrl-C must still reach it.
+    poll();
+    checkStack();
 
     // The workspace's values are all unset: only its size may need to change.
     if (locals.size() != fn.slots.values.size()) locals.resize(fn.slots.values.size());
@@ -284,6 +288,8 @@ Values Interp::callUser(std::shared_ptr<void const> const& keeper, ParsedFile co
 void Interp::runScript(std::shared_ptr<ParsedFile const> const& unit) {
     if (callDepth_ >= kRecursionLimit)
         vxErrMsgId("Calyx:recursionLimit", "Maximum recursion limit of %d reached.", kRecursionLimit);
+    poll();
+    checkStack();
     std::shared_ptr<Block const> block = unit->topLevelScript;
     Frame const& caller = frames_.back();
     if (frame_ != &workspace_.values) {

@@ -133,6 +133,18 @@ TEST_F(ProgramFiles, RecursionStopsAtItsLimitAndTheSessionGoesOn) {
               reports[0]);
     ASSERT_EQ("", errorOf("try\n  down(1);\ncatch err\nend"));
     EXPECT_EQ("double 1x1: 500", value("numel(err.stack)"));
+    // Recursion that catches its own errors makes 2^20 calls here without a
+    // loop: each call counts against the step limit, and no try catches it.
+    scratch.write("work/both.cx", "function both(n)\nif n > 20, return, end\n"
+                                  "try, both(n + 1); catch, end\ntry, both(n + 1); catch, end\n");
+    session.limits().maxSteps = 5000;
+    EXPECT_EQ("The statements ran more than 5000 loop passes and calls.", errorOf("both(1)"));
+    // A script that calls itself inside an expression nested 150 deep: the
+    // machine stack runs out before 500 calls unless it is measured too.
+    scratch.write("work/deep.cx", std::string(150, '+') + "deep\n");
+    session.limits().maxSteps = 0;
+    EXPECT_NE("", errorOf("deep"));
+    EXPECT_EQ("double 1x1: 2", value("1 + 1"));
 }
 
 TEST_F(ProgramFiles, ACallSiteFollowsWhatItsNameResolvesToNow) {

@@ -117,6 +117,8 @@ TEST_F(Evaluation, BadSubscriptsGiveTheIndexAndTheBound) {
         {"x(2) = {1}", "A value of class cell cannot be assigned into an array of class double."},
         {"x.f = 1", "Fields can only be set on a structure, not on a value of class double."},
         {"x{1} = 2", "{} assigns into cell arrays only, not into a value of class double."},
+        {"c{} = 3", "This assignment needs subscripts that select exactly one element."},
+        {"e{} = 3", "This assignment needs subscripts that select exactly one element."},
         {"s(2).a = 1; s.a = 2", "Name the element of the structure array, as in s(2).a."},
         {"s(1).('bad name') = 1", "'bad name' is not a valid field name."},
         {"q = undefinedName(2)", "Undefined function or variable 'undefinedName'."},
@@ -210,6 +212,21 @@ TEST_F(Evaluation, HandlesCaptureValuesAndCallThrough) {
     EXPECT_EQ(errorOf("y = cellfun(@(x) [x x], {1, 2});"),
               "The function given to cellfun returned a value that is not a scalar (element 1); use 'UniformOutput', false.");
     EXPECT_EQ(run("f = @(t) t.^2 + 1"), "\nf = \n\n    @(t)t.^2+1\n\n");
+}
+
+TEST_F(Evaluation, ClosuresStillReachedSurviveTheSweepOfTheOthers) {
+    // Reached only through another closure's captures, a later element of a
+    // structure array, and a cell inside a cell.
+    ASSERT_EQ(errorOf("k = 3; inner = @(x) x * k; outer = @(x) inner(x) + 1; clear inner k; "
+                      "s(2).f = @(x) x - 1; c = {1, {@(x) x * 10}};"),
+              "");
+    // Enough top-level runs that each make a closure and drop the last one
+    // for the table to be swept several times.
+    for (int k = 0; k < 300; ++k) ASSERT_EQ(errorOf("t = @(x) x + " + std::to_string(k) + ";"), "");
+    EXPECT_EQ(value("outer(2)"), "double 1x1: 7");
+    EXPECT_EQ(value("s(2).f(5)"), "double 1x1: 4");
+    EXPECT_EQ(value("c{2}{1}(2)"), "double 1x1: 20");
+    EXPECT_EQ(value("t(1)"), "double 1x1: 300");
 }
 
 TEST_F(Evaluation, AnArrayHeldOnceChangesInPlaceAndASharedOneIsCopiedOnce) {

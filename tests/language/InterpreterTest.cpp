@@ -256,7 +256,10 @@ TEST(ErrorReport, AFailureIsOneLineOnTheErrorStream) {
 
 TEST_F(Evaluation, AStepLimitEndsAnEndlessLoop) {
     session.limits().maxSteps = 5000;
-    EXPECT_EQ(errorOf("while true, end"), "The statements ran more than 5000 loop passes.");
+    EXPECT_EQ(errorOf("while true, end"), "The statements ran more than 5000 loop passes and calls.");
+    // No try catches it, or the loop around the try would never end.
+    EXPECT_EQ(errorOf("while 1, try, while 1, end, catch, end, end"),
+              "The statements ran more than 5000 loop passes and calls.");
     EXPECT_EQ(errorOf("for k = 1:100, end"), "") << "the count starts again with each execute";
     EXPECT_EQ(errorOf("for k = 1:100, end"), "");
     auto const start = std::chrono::steady_clock::now();

@@ -13,7 +13,7 @@ namespace qzlang {
 struct ParseLimits {
     size_t maxLength = 100000;  // characters in one input
     int maxDepth = 200;          // nested brackets, calls, operators and blocks
-    // Loop passes one execute may make, 0 for no limit; past it the statement
+    // Loop passes and calls one execute may make, 0 for no limit; past it the statement
     // fails with "Calyx:stepLimit". Under a limit pause never sleeps. For
     // fuzzing, where any text must end.
     unsigned long long maxSteps = 0;
