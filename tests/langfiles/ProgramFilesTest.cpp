@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <deque>
 #include <string>
 #include <vector>
 
@@ -65,13 +64,10 @@ TEST_F(ProgramFiles, PathOrderShadowingArchivesAndChangedOrDeletedFiles) {
     ASSERT_EQ(0, std::remove((scratch.root + "/b/f.cx").c_str()));
     EXPECT_EQ("error: Undefined function or variable 'f'.", value("f(1)"));
 
-    // A function found only inside a CAT archive.
+    // The help of a function found only inside a CAT archive.
     scratch.write("tree/tb/stats/mymean.cx", "function m = mymean(v)\n% MYMEAN the mean\nm = sum(v) / numel(v);\n");
     std::string const archive = scratch.pack("tree", "tb.cat");
     ASSERT_EQ("", errorOf("addpath " + archive + "/tb/stats"));
-    EXPECT_EQ("double 1x1: 2", value("mymean([1 2 3])"));
-    EXPECT_EQ(archive + "/tb/stats/mymean.cx\n", run("which mymean"));
-    EXPECT_EQ("double 1x1: 2", value("exist('mymean')"));
     EXPECT_EQ(" MYMEAN the mean\n", run("help mymean"));
 }
 
@@ -217,24 +213,6 @@ TEST_F(ProgramFiles, WarningsNameTheirPlaceAndSwitchOffByIdentifier) {
         EXPECT_EQ(row.shown, reports.size());
     }
     EXPECT_EQ("char 1x9: 'careful 6'", value("lastwarn"));
-}
-
-TEST_F(ProgramFiles, InputEvaluatesTheTypedLineUnlessAskedForText) {
-    std::deque<std::string> typed = {"3 + 4", "abc", "[1 2] * k"};
-    std::vector<std::string> prompts;
-    session.input().setLineReader([&](std::string const& prompt, std::string& line) {
-        prompts.push_back(prompt);
-        if (typed.empty()) return false;
-        line = typed.front();
-        typed.pop_front();
-        return true;
-    });
-    ASSERT_EQ("", errorOf("x = input('Value: '); t = input('Name: ', 's'); k = 2; u = input('');"));
-    EXPECT_EQ("double 1x1: 7", describe("x"));
-    EXPECT_EQ("char 1x3: 'abc'", describe("t"));
-    EXPECT_EQ("double 1x2: 2 4", describe("u"));
-    EXPECT_EQ((std::vector<std::string>{"Value: ", "Name: ", ""}), prompts);
-    EXPECT_NE("", errorOf("x = input('more: ');"));  // the end of input
 }
 
 TEST_F(ProgramFiles, HostileFilesGiveClearErrorsAndTheSessionGoesOn) {
