@@ -191,28 +191,14 @@ TEST_F(ProgramFiles, ErrorsNameTheirFramesAndLines) {
     EXPECT_TRUE(reports.empty());
 }
 
-TEST_F(ProgramFiles, WarningsNameTheirPlaceAndSwitchOffByIdentifier) {
+// Switching warnings off and on is checked at the prompt (BuiltinsTest) and in
+// the diagnostics themselves (DiagnosticsTest); here, the place in the file.
+TEST_F(ProgramFiles, WarningsNameTheirPlaceInTheFile) {
     scratch.write("work/warn.cx", "function warn(x)\n\nwarning('my:w', 'careful %d', x);\n");
     EXPECT_TRUE(prompt("warn(2)"));
     ASSERT_EQ(1u, reports.size());
     EXPECT_EQ("Warning: careful 2\n> In warn (line 3)", reports[0]);
-    struct Row {
-        char const* statements;
-        size_t shown;
-    } const rows[] = {
-        {"warning('off', 'my:w'); warn(3)", 0},
-        {"warning('other:id', 'still here')", 1},
-        {"warning('on', 'my:w'); warn(4)", 1},
-        {"warning off all; warn(5); warning('x:y', 'z')", 0},
-        {"warning on all; warn(6)", 1},
-    };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.statements);
-        reports.clear();
-        EXPECT_TRUE(prompt(row.statements));
-        EXPECT_EQ(row.shown, reports.size());
-    }
-    EXPECT_EQ("char 1x9: 'careful 6'", value("lastwarn"));
+    EXPECT_EQ("char 1x9: 'careful 2'", value("lastwarn"));
 }
 
 TEST_F(ProgramFiles, HostileFilesGiveClearErrorsAndTheSessionGoesOn) {
