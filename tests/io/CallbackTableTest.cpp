@@ -39,6 +39,7 @@ void recordText(char* text, int length) {
 void countCall() { ++gCalls; }
 void otherCall() { gCalls += 100; }
 int keyQ() { return 'q'; }
+int flushSeven() { return 7; }
 unsigned int recordSleep(double seconds, bool flag) {
     gSeconds = seconds;
     gFlag = flag;
@@ -49,6 +50,8 @@ bool findInTmp(char const* name, bool flag, char* out) {
     std::strcat(out, name);
     return !flag;
 }
+char const* itemName(int item) { return item == 2 ? "history" : "other"; }
+int createEvent(void (*)(long)) { return 42; }
 char* fillCommand(char* buffer, int) { return std::strcpy(buffer, "x = 1"); }
 
 // Puts both tables back as they were and clears the recorder, so each test
@@ -184,6 +187,24 @@ TEST_F(CallbackTable, SingleFunctionSettersIgnoreNull) {
     EXPECT_EQ(svWS_Sleep(2.5), 11u);
     EXPECT_EQ(gSeconds, 2.5);
     EXPECT_FALSE(gFlag);
+}
+
+TEST_F(CallbackTable, GroupSettersForwardEachFunctionAndNullKeepsTheDefault) {
+    void (*cmdTextOutBefore)(char*, int) = _sv_iocb.cmdTextOut;
+    svSetUIW_CWCallbacks(&flushSeven, &recordText, &itemName, &countCall, &otherCall);
+    EXPECT_EQ(_sv_iocb.cmdTextOut, cmdTextOutBefore);  // the five-argument form drops the text function
+    EXPECT_EQ(svUIW_FlushCW(), 7);
+    EXPECT_STREQ(svUIW_wciGetName(2), "history");
+    svUIW_ClearSession();
+    svUIW_ResetCWLength();
+    EXPECT_EQ(gCalls, 101);
+    svSetWS_EventFcns(nullptr, &createEvent, nullptr, nullptr);
+    svSetWS_EventFcns(nullptr, nullptr, nullptr, &countCall);
+    EXPECT_EQ(svWS_CreateUserEvent(nullptr), 42);
+    svWS_ProcessSynchronousSystemEvents();  // still the default: nothing
+    svWS_DisableUserEvents();
+    EXPECT_EQ(gCalls, 102);
+    EXPECT_TRUE(gHostCallbacks.postUserEvent(0, 0));
 }
 
 TEST_F(CallbackTable, DefaultSleepCutsTheFractionOff) {
