@@ -12,8 +12,10 @@
 # PF_FAULTS names the faults file (default faults.txt in this folder).
 # faults.txt rows:  id | test folder | source file | sed expression | what it breaks
 # (fields apart by " | "; an expression may hold "||" but not " | ")
-# PF_SIDES="full" or "trimmed" runs one side only (default both); PF_IDS="a b"
-# runs only those faults again, keeping the other rows of the side's results.
+# PF_SIDES="full" or "trimmed" runs one side only (default both; "none": the
+# tally only); PF_IDS="a b" runs only those faults again, keeping the other
+# rows of the side's results. The trimmed side needs running only for the
+# faults survivors.py lists (the others fail in a test the trim left as it was).
 # Output: build/pf/results.<side>.tsv, their union results.tsv and a tally
 # per folder (by the first folder of each row) on stdout.
 set -euo pipefail
@@ -86,6 +88,7 @@ mkdir -p "$work/logs"
 # fresh time, so that the next build compiles the clean file again.
 trap 'if [[ -n ${file:-} ]]; then cp "$repo/$file" "$tree/$file"; fi' EXIT
 for side in ${PF_SIDES:-full trimmed}; do
+  [[ $side == full || $side == trimmed ]] || continue  # PF_SIDES=none: the tally only
   sideResults=$work/results.$side.tsv
   if [[ -n ${PF_IDS:-} ]]; then
     # Only the named faults run again: their earlier rows (and the clean rows) go.
@@ -127,12 +130,25 @@ done
 results=$work/results.tsv
 cat "$work"/results.full.tsv "$work"/results.trimmed.tsv >"$results" 2>/dev/null || true
 
+# A fault counts as caught by the trimmed suite when the trimmed run caught it,
+# or when survivors.py found a test that failed on it under the full suite
+# still in the trimmed suite with an unchanged body (see survivors.py).
+survivors=$work/survivors.txt
+python3 "$here/survivors.py" "$base" >"$survivors" 2>/dev/null || : >"$survivors"
 echo
-printf '%-18s %8s %14s %17s %s\n' folder planted "caught by full" "caught by trimmed" "holes"
+printf '%-12s %8s %15s %18s %s\n' folder planted "caught by full" "caught by trimmed" "holes (caught by full only)"
 for folder in $(grep -v '^clean' "$results" | cut -f2 | sed 's/+.*//' | sort -u); do
-  planted=$(awk -F'\t' -v f="$folder" '$1!="clean" && $2~("^" f "(\\+|$)") && $3=="full"' "$results" | wc -l)
-  full=$(awk -F'\t' -v f="$folder" '$1!="clean" && $2~("^" f "(\\+|$)") && $3=="full" && $4=="caught"' "$results" | wc -l)
-  trim=$(awk -F'\t' -v f="$folder" '$1!="clean" && $2~("^" f "(\\+|$)") && $3=="trimmed" && $4=="caught"' "$results" | wc -l)
-  holes=$(awk -F'\t' -v f="$folder" '$1!="clean" && $2~("^" f "(\\+|$)") {o[$1 FS $3]=$4} END {for (k in o) {split(k,p,FS); if (p[2]=="full" && o[k]=="caught" && o[p[1] FS "trimmed"]!="caught") printf "%s ", p[1]}}' "$results")
-  printf '%-18s %8s %14s %17s %s\n' "$folder" "$planted" "$full" "$trim" "$holes"
+  awk -F'\t' -v f="$folder" -v surv="$survivors" '
+    BEGIN { while ((getline line < surv) > 0) { split(line, w, " "); if (line ~ / survives$/) kept[w[1]] = 1 } }
+    $1 != "clean" && $2 ~ ("^" f "(\\+|$)") { o[$1, $3] = $4; ids[$1] = 1 }
+    END {
+      for (id in ids) {
+        planted++
+        if (o[id, "full"] == "caught") full++
+        t = o[id, "trimmed"] == "caught" || (o[id, "full"] == "caught" && (id in kept))
+        if (t) trim++
+        if (o[id, "full"] == "caught" && !t) holes = holes id " "
+      }
+      printf "%-12s %8d %15d %18d %s\n", f, planted, full, trim, holes
+    }' "$results"
 done
