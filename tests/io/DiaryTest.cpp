@@ -65,26 +65,6 @@ protected:
 
 } // namespace
 
-TEST_F(Diary, NoArgumentTogglesAndKeywordsInAnyCaseOnlySwitch) {
-    EXPECT_FALSE(nmIsDiaryEnabled());
-    EXPECT_STREQ("diary", nmGetDiaryFile());
-    nmDiaryFcn("");
-    EXPECT_TRUE(nmIsDiaryEnabled() && exists("diary") && CXStream::diaryStreamPtr_ != nullptr);
-    nmDiaryFcn("");
-    EXPECT_FALSE(nmIsDiaryEnabled());
-    EXPECT_TRUE(ioGetDiaryFilePointer() == nullptr && CXStream::diaryStreamPtr_ == nullptr);
-    nmDiaryFcn("ON");
-    FILE* const first = ioGetDiaryFilePointer();
-    ASSERT_NE(nullptr, first);
-    nmDiaryFcn("on");  // already on: the same file stays open
-    EXPECT_EQ(first, ioGetDiaryFilePointer());
-    EXPECT_STREQ("diary", nmGetDiaryFile());
-    EXPECT_FALSE(exists("ON"));
-    nmDiaryFcn("oFF");
-    nmDiaryFcn("off");
-    EXPECT_FALSE(nmIsDiaryEnabled());
-}
-
 TEST_F(Diary, TextAppendsAndANameChangeWhileOnMovesTheDiary) {
     { std::ofstream("diary") << "before\n"; }
     nmDiaryFcn("on");
@@ -131,26 +111,6 @@ TEST_F(Diary, TextWrittenBeforeASinkExistsReachesTheFileOnce) {
     CXStream::CXOut.flush();
     EXPECT_EQ("kept until a window exists\nshown\n", window.out->text());
     EXPECT_EQ("kept until a window exists\nshown\n", diaryText("diary"));
-}
-
-TEST_F(Diary, RecordsTheSessionExactlyAsTheWindowShowsIt) {
-    qztest::TestFactory window;
-    CmdWinSinkHandle::setFactory(&window);
-    CXStream::CXOut << "not recorded\n";
-    nmDiaryFcn("session.txt");
-    CXStream::CXOut << ">> x = 1\n";
-    CXStream::CXOut.flush();
-    CXStream::CXOut << "\nx =\n\n     1\n\n";
-    CXStream::CXOut.flush();
-    CXStream::CXErr << "Error: undefined\n";
-    CXStream::CXErr.flush();
-    unsigned short const wide[] = {0xE9, '\n'};
-    services::io::uout().write(wide, 2).flush();
-    nmDiaryFcn("off");
-    CXStream::CXOut << "not recorded either\n";
-    EXPECT_EQ(">> x = 1\n\nx =\n\n     1\n\nError: undefined\n\xC3\xA9\n", fileText("session.txt"));
-    EXPECT_EQ(window.out->text() + window.err->text(),
-              "not recorded\n>> x = 1\n\nx =\n\n     1\n\n\xC3\xA9\nnot recorded either\nError: undefined\n");
 }
 
 TEST_F(Diary, PrintfWritesOnlyToAnOpenDiaryThatTheSinkKeeps) {

@@ -1,5 +1,4 @@
 // The sink base, the capture sinks, the function sink and the property snapshot.
-#include "qzservices/io/CXNoOutputSink.hpp"
 #include "qzservices/io/CXStringSink.hpp"
 #include "qzservices/io/PutsFnSink.hpp"
 #include "qzservices/io/SinkTraits.hpp"
@@ -114,14 +113,6 @@ TEST(StringSink, GivesBothEncodingsWhicheverItHolds) {
     EXPECT_EQ(wide.getUnicodeString(), kUtf16);
 }
 
-TEST(NoOutputSink, AcceptsAndDropsEverythingWithNoProperties) {
-    auto sink = boost::make_shared<CXNoOutputSink>();
-    std::ostream os(sink->getOutStreamBuffer().get());
-    os << "gone" << std::flush;
-    EXPECT_TRUE(os.good());
-    EXPECT_EQ(SinkTraits(sink), SinkTraits());
-}
-
 TEST(PutsFnBuffer, FunctionIsCalledWhenTheAreaOverflowsInPiecesOf8091) {
     Calls calls;
     PutsFnStreamBuffer buf(calls.fn());
@@ -185,17 +176,6 @@ TEST(PutsFnSinkTest, SwallowsTextUntilGivenAFunctionThenSendsNativeText) {
     sink.getUnicodeOutStreamBuffer()->sputn(kUtf16.data(), kUtf16.size());
     sink.getUnicodeOutStreamBuffer()->pubsync();
     EXPECT_EQ(calls.texts, (std::vector<std::string>{"seen", kUtf8}));
-}
-
-TEST(CommandWindowSink, CtrlCWritesExactlyOneLineFeedAndMarksDirty) {
-    Calls calls;
-    PutsFnSink sink(calls.fn());
-    std::ostream os(sink.getOutStreamBuffer().get());
-    os << "half a line";  // not flushed: stays in the store until the line feed's sync
-    EXPECT_FALSE(sink.isDirty());
-    sink.ctrlCProcessed();
-    EXPECT_EQ(calls.texts, (std::vector<std::string>{"half a line\n"}));
-    EXPECT_TRUE(sink.isDirty());
 }
 
 namespace {

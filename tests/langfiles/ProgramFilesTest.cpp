@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <deque>
 #include <string>
 #include <vector>
 
@@ -65,13 +64,10 @@ TEST_F(ProgramFiles, PathOrderShadowingArchivesAndChangedOrDeletedFiles) {
     ASSERT_EQ(0, std::remove((scratch.root + "/b/f.cx").c_str()));
     EXPECT_EQ("error: Undefined function or variable 'f'.", value("f(1)"));
 
-    // A function found only inside a CAT archive.
+    // The help of a function found only inside a CAT archive.
     scratch.write("tree/tb/stats/mymean.cx", "function m = mymean(v)\n% MYMEAN the mean\nm = sum(v) / numel(v);\n");
     std::string const archive = scratch.pack("tree", "tb.cat");
     ASSERT_EQ("", errorOf("addpath " + archive + "/tb/stats"));
-    EXPECT_EQ("double 1x1: 2", value("mymean([1 2 3])"));
-    EXPECT_EQ(archive + "/tb/stats/mymean.cx\n", run("which mymean"));
-    EXPECT_EQ("double 1x1: 2", value("exist('mymean')"));
     EXPECT_EQ(" MYMEAN the mean\n", run("help mymean"));
 }
 
@@ -207,46 +203,14 @@ TEST_F(ProgramFiles, ErrorsNameTheirFramesAndLines) {
     EXPECT_TRUE(reports.empty());
 }
 
-TEST_F(ProgramFiles, WarningsNameTheirPlaceAndSwitchOffByIdentifier) {
+// Switching warnings off and on is checked at the prompt (BuiltinsTest) and in
+// the diagnostics themselves (DiagnosticsTest); here, the place in the file.
+TEST_F(ProgramFiles, WarningsNameTheirPlaceInTheFile) {
     scratch.write("work/warn.cx", "function warn(x)\n\nwarning('my:w', 'careful %d', x);\n");
     EXPECT_TRUE(prompt("warn(2)"));
     ASSERT_EQ(1u, reports.size());
     EXPECT_EQ("Warning: careful 2\n> In warn (line 3)", reports[0]);
-    struct Row {
-        char const* statements;
-        size_t shown;
-    } const rows[] = {
-        {"warning('off', 'my:w'); warn(3)", 0},
-        {"warning('other:id', 'still here')", 1},
-        {"warning('on', 'my:w'); warn(4)", 1},
-        {"warning off all; warn(5); warning('x:y', 'z')", 0},
-        {"warning on all; warn(6)", 1},
-    };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.statements);
-        reports.clear();
-        EXPECT_TRUE(prompt(row.statements));
-        EXPECT_EQ(row.shown, reports.size());
-    }
-    EXPECT_EQ("char 1x9: 'careful 6'", value("lastwarn"));
-}
-
-TEST_F(ProgramFiles, InputEvaluatesTheTypedLineUnlessAskedForText) {
-    std::deque<std::string> typed = {"3 + 4", "abc", "[1 2] * k"};
-    std::vector<std::string> prompts;
-    session.input().setLineReader([&](std::string const& prompt, std::string& line) {
-        prompts.push_back(prompt);
-        if (typed.empty()) return false;
-        line = typed.front();
-        typed.pop_front();
-        return true;
-    });
-    ASSERT_EQ("", errorOf("x = input('Value: '); t = input('Name: ', 's'); k = 2; u = input('');"));
-    EXPECT_EQ("double 1x1: 7", describe("x"));
-    EXPECT_EQ("char 1x3: 'abc'", describe("t"));
-    EXPECT_EQ("double 1x2: 2 4", describe("u"));
-    EXPECT_EQ((std::vector<std::string>{"Value: ", "Name: ", ""}), prompts);
-    EXPECT_NE("", errorOf("x = input('more: ');"));  // the end of input
+    EXPECT_EQ("char 1x9: 'careful 2'", value("lastwarn"));
 }
 
 TEST_F(ProgramFiles, HostileFilesGiveClearErrorsAndTheSessionGoesOn) {

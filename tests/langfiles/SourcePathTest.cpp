@@ -177,21 +177,6 @@ TEST(SourcePath, CachedUntilTheNextEpochThenReadAgainOnlyWhenChanged) {
     EXPECT_EQ(0, sp.exist("f"));
 }
 
-TEST(SourcePath, FileAddedToAPathFolderIsFoundAtTheNextEpoch) {
-    Scratch s;
-    s.write("lib/a.cx", "a");
-    SourcePath sp(freshPathName().c_str());
-    sp.addpath({s.root + "/lib"});
-    EXPECT_NE(nullptr, sp.locate("a"));
-    EXPECT_EQ(nullptr, sp.locate("b"));
-    // Most likely within the second of the listing: the folder's time does
-    // not move, and the listing must be taken again all the same.
-    s.write("lib/b.cx", "b");
-    EXPECT_EQ(nullptr, sp.locate("b"));  // the same epoch: the cached answer
-    sp.newEpoch();
-    EXPECT_NE(nullptr, sp.locate("b"));
-}
-
 TEST(SourcePath, ChangedArchiveIsReadAgain) {
     Scratch s;
     s.write("toolbox/tb/f.cx", "% old\n");
@@ -206,14 +191,6 @@ TEST(SourcePath, ChangedArchiveIsReadAgain) {
     sp.newEpoch();
     EXPECT_EQ("% new text\n", textOf(sp, "f"));
     EXPECT_EQ(2u, sp.readCount());
-}
-
-TEST(SourcePath, NonAsciiFolderIsAnOrdinaryFolder) {
-    Scratch s;
-    s.write("d\xc3\xa9j\xc3\xa0/f.cx", "% accents\n");
-    SourcePath sp(freshPathName().c_str());
-    EXPECT_TRUE(sp.addpath({s.root + "/d\xc3\xa9j\xc3\xa0"}).empty());
-    EXPECT_EQ("% accents\n", textOf(sp, "f"));
 }
 
 TEST(SourcePath, HostileFilesGiveClearErrors) {

@@ -6,5 +6,5 @@ while IFS= read -r row; do
   file=${rest%% | *}; rest=${rest#* | }; expr=${rest% | *}; what=${rest##* | }
   n=$(sed -e "$expr" "$repo/$file" | diff "$repo/$file" - | grep -c '^>')
   [[ $n == 1 ]] || { echo "$id: $n lines changed in $file"; status=1; }
-done < <(grep -v '^\s*#' "$here/faults.txt" | grep -v '^\s*$')
+done < <(grep -v '^\s*#' "$here/${PF_FAULTS:-faults.txt}" | grep -v '^\s*$')
 exit $status

@@ -9,6 +9,7 @@
 # usage: tests/planted/planted_faults.sh [BASE [FOLDER...]]
 #   BASE    commit holding the full tests (default dc610ab, before the trim)
 #   FOLDER  only the faults of these test folders (default all)
+# PF_FAULTS names the faults file (default faults.txt in this folder).
 # faults.txt rows:  id | test folder | source file | sed expression | what it breaks
 # (fields apart by " | "; an expression may hold "||" but not " | ")
 # PF_SIDES="full" or "trimmed" runs one side only (default both; "none": the
@@ -81,7 +82,7 @@ selected() {
   local f; for f in "${only[@]}"; do [[ $f == "${1%%+*}" ]] && return 0; done; return 1
 }
 
-mapfile -t rows < <(grep -v '^\s*#' "$here/faults.txt" | grep -v '^\s*$')
+mapfile -t rows < <(grep -v '^\s*#' "$here/${PF_FAULTS:-faults.txt}" | grep -v '^\s*$')
 mkdir -p "$work/logs"
 # A fault left in the scratch tree by an interrupted run is put back with a
 # fresh time, so that the next build compiles the clean file again.
