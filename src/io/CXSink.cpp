@@ -23,13 +23,7 @@ CXSink::CXSink(boost::shared_ptr<std::streambuf> const& buffer)
       initialIsUnicode_(false) {}
 
 CXSink::CXSink(boost::shared_ptr<ustreambuf> const& buffer)
-    : outStreamBuffer_(fd::io::make_streambuf_adaptor(buffer, kNative)),
-      unicodeOutStreamBuffer_(buffer),
-      initialOutStreamBuffer_(outStreamBuffer_),
-      initialUnicodeOutStreamBuffer_(unicodeOutStreamBuffer_),
-      dirty_(false),
-      currentIsUnicode_(true),
-      initialIsUnicode_(true) {}
+    : CXSink(buffer, fd::io::make_streambuf_adaptor(buffer, kNative)) {}
 
 CXSink::CXSink(boost::shared_ptr<ustreambuf> const& buffer, boost::shared_ptr<std::streambuf> const& narrowFront)
     : outStreamBuffer_(narrowFront),
